@@ -1,0 +1,69 @@
+#include "trovi/Names.h"
+
+#include <algorithm>
+#include <random>
+#include <regex>
+#include <string>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+// The rule as it is stated, by std::regex.
+std::string snakeCaseByExpression(const std::string& name)
+{
+    static const std::regex words(
+        "((^[a-z0-9]+)|([0-9]+)|([A-Z]{1}[a-z0-9]+)|([A-Z0-9]+(?=([A-Z0-9][a-z0-9])|($)|([0-9])))|([a-z0-9]+)|(_+))");
+    std::string result;
+    for (auto i = std::sregex_iterator(name.begin(), name.end(), words); i != std::sregex_iterator(); ++i)
+        result += (result.empty() ? "" : "_") + i->str();
+    std::transform(result.begin(), result.end(), result.begin(), [](unsigned char c) { return std::tolower(c); });
+    return result;
+}
+
+TEST(Names, SnakeCaseOfKnownNames)
+{
+    const struct {
+        const char* name;
+        const char* snake;
+        const char* python;
+    } rows[] = {
+        {"", "", ""},
+        {"x", "x", "x"},
+        {"XYZ", "xyz", "xyz"},
+        {"getCount", "get_count", "get_count"},
+        {"setROI", "set_roi", "set_roi"},
+        {"getROIValue", "get_roi_value", "get_roi_value"},
+        {"setRescalingCoefficients", "set_rescaling_coefficients", "set_rescaling_coefficients"},
+        {"tessel::event::OutputEvent", "tessel_event_output_event", "tessel_event_output_event"},
+        {"unsigned int", "unsigned_int", "unsigned_int"},
+        {"a_b", "a___b", "a_b"},
+        {"open_dvxplorer", "open___dvxplorer", "open_dvxplorer"},
+        {"davis_req_ack_bugfix_delay_ns", "davis___req___ack___bugfix___delay___ns", "davis_req_ack_bugfix_delay_ns"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(trovi::snakeCase(row.name), row.snake) << row.name;
+        EXPECT_EQ(trovi::pythonName(row.name), row.python) << row.name;
+    }
+}
+
+TEST(Names, SnakeCaseAgreesWithTheExpressionOnRandomText)
+{
+    std::mt19937 random(20261122);
+    const std::string letters = "abzABZ019__:<> "; // few letters, so that every pair of neighbours turns up
+    for (int i = 0; i < 20'000; ++i) {
+        std::string name(random() % 12, ' ');
+        for (char& c : name)
+            c = letters[random() % letters.size()];
+        ASSERT_EQ(trovi::snakeCase(name), snakeCaseByExpression(name)) << '"' << name << '"';
+    }
+}
+
+TEST(Names, NamespacesAreSplitAtEveryDoubleColon)
+{
+    using Pieces = std::vector<std::string>;
+    EXPECT_EQ(trovi::splitNamespaceString("VornaNode"), Pieces({"VornaNode"}));
+    EXPECT_EQ(trovi::splitNamespaceString("graph::nodes::DvsEventCrop"), Pieces({"graph", "nodes", "DvsEventCrop"}));
+}
+
+} // namespace
