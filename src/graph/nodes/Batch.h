@@ -1,0 +1,45 @@
+#pragma once
+// What moves through every event channel.
+
+#include <memory>
+#include <vector>
+
+#include "ondra/Channel.h"
+
+namespace graph::nodes {
+
+/// A batch has one owner for each place that it waits at, and is read-only once it has been sent: a node that changes
+/// events builds a new vector.
+template <class Event>
+using Batch = std::shared_ptr<std::vector<Event>>;
+
+namespace detail {
+
+/// All batches that wait in one channel.
+template <class Event>
+struct WaitingBatches {
+    explicit WaitingBatches(ondra::Channel<Batch<Event>>& channel)
+    {
+        Batch<Event> batch;
+        while (channel.try_dequeue(batch)) {
+            eventCount += batch->size();
+            batches.push_back(std::move(batch));
+        }
+    }
+
+    std::vector<Batch<Event>> batches; ///< in order of arrival, none of them null
+    std::size_t eventCount = 0;        ///< of all of them
+};
+
+/// Appends the events of all waiting batches to `events`, which grows at most once.
+template <class Event>
+void appendWaiting(ondra::Channel<Batch<Event>>& channel, std::vector<Event>& events)
+{
+    const WaitingBatches<Event> waiting(channel);
+    events.reserve(events.size() + waiting.eventCount);
+    for (const auto& batch : waiting.batches)
+        events.insert(events.end(), batch->begin(), batch->end());
+}
+
+} // namespace detail
+} // namespace graph::nodes

@@ -1,0 +1,17 @@
+#pragma once
+// Inputs of nodes in the form in which a script passes them from one node to another.
+
+#include <any>
+
+#include "ondra/NodeInterface.h"
+#include "trovi/BoxedPtr.h"
+
+namespace graph::nodes::detail {
+
+/// The input of `node`, good for as long as the node lives.
+trovi::BoxedPtr boxInput(const ondra::NodeInterface& node);
+
+/// The input in `boxed`; null when it is of another process, of another type or empty.
+const std::any* unboxInput(const trovi::BoxedPtr& boxed);
+
+} // namespace graph::nodes::detail

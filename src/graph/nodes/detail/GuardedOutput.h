@@ -1,0 +1,49 @@
+#pragma once
+// What nodes with an output, sources and filters, have on top of the interfaces of ondra.
+
+#include <any>
+#include <mutex>
+#include <utility>
+
+#include "graph/nodes/detail/BoxedInput.h"
+#include "trovi/BoxedPtr.h"
+
+namespace graph::nodes::detail {
+
+/// Interface is an ondra interface with an output. Adds destinations in their boxed form, and a lock: a script may add
+/// or remove destinations while a graph, a camera or another script's thread sends.
+///
+/// Lock order: a node's own mutex, then `destinationsMutex`. Nothing is taken under the latter.
+template <class Interface>
+class GuardedOutput : public Interface {
+public:
+    using BoxedSignature = bool (GuardedOutput::*)(const trovi::BoxedPtr&);
+
+    bool addDestination(const std::any* channel) override
+    {
+        const std::lock_guard lock(destinationsMutex);
+        return Interface::addDestination(channel);
+    }
+    bool removeDestination(const std::any* channel) override
+    {
+        const std::lock_guard lock(destinationsMutex);
+        return Interface::removeDestination(channel);
+    }
+
+    /// @return false, and nothing is changed, also when `boxed` holds no input of a node of this process
+    bool addDestination(const trovi::BoxedPtr& boxed) { return this->addDestination(unboxInput(boxed)); }
+    bool removeDestination(const trovi::BoxedPtr& boxed) { return this->removeDestination(unboxInput(boxed)); }
+
+protected:
+    /// forwardResult() under the lock. One lock a batch: nothing beside what an event costs.
+    template <class Result>
+    void send(Result&& result)
+    {
+        const std::lock_guard lock(destinationsMutex);
+        this->forwardResult(std::forward<Result>(result));
+    }
+
+    std::mutex destinationsMutex;
+};
+
+} // namespace graph::nodes::detail

@@ -1,0 +1,166 @@
+#include <atomic>
+#include <thread>
+
+#include <gmock/gmock.h>
+
+#include "davis/event/DvsEvent.h"
+#include "graph/nodes/BasicSinkNode.h"
+#include "graph/nodes/BasicSourceNode.h"
+#include "graph/nodes/BufferSinkNode.h"
+#include "graph/nodes/EventCounterSink.h"
+
+namespace {
+
+using davis::event::DvsEvent;
+using namespace graph::nodes;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+using Source = BasicSourceNode<DvsEvent>;
+using Buffer = BufferSinkNode<DvsEvent>;
+using Counter = EventCounterSink<DvsEvent>;
+
+const DvsEvent first{1, 2, true, 10};
+const DvsEvent second{3, 4, false, 20};
+const DvsEvent third{5, 6, true, 30};
+
+// A sink that shows what its channel holds.
+struct Probe : SinkNode<Batch<DvsEvent>> {
+    std::vector<Batch<DvsEvent>> waiting() { return detail::WaitingBatches<DvsEvent>(*this->inputChannel).batches; }
+};
+
+TEST(BasicSource, SendsOneVectorToAllItsDestinations)
+{
+    Source source;
+    Probe left, right;
+    ASSERT_TRUE(source.addDestination(left.getInput()));
+    ASSERT_TRUE(source.addDestination(right.getInput()));
+    source.write({first, second});
+    source.write({});
+    const auto seenLeft = left.waiting(), seenRight = right.waiting();
+    ASSERT_THAT(seenLeft, testing::SizeIs(1)) << "an empty batch is not sent";
+    EXPECT_EQ(seenLeft, seenRight) << "both own the same vector";
+    EXPECT_THAT(*seenLeft[0], ElementsAre(first, second));
+}
+
+TEST(BasicSource, TakesOnlyInputsOfItsOwnEventsAndProcess)
+{
+    Source source;
+    Probe sink;
+    SinkNode<Batch<int>> otherEvents;
+    trovi::BoxedPtr foreign = sink.getInput(), mistyped = sink.getInput();
+    foreign.pid += 1;
+    mistyped.type = "int*";
+    for (const auto& refused : {trovi::BoxedPtr(), foreign, mistyped, otherEvents.getInput(),
+                                trovi::BoxedPtr::of(source.getInputChannel())}) {
+        EXPECT_FALSE(source.addDestination(refused)) << refused;
+        EXPECT_FALSE(source.removeDestination(refused)) << refused;
+    }
+    EXPECT_TRUE(source.addDestination(sink.getInput()));
+    EXPECT_TRUE(source.removeDestination(sink.getInput()));
+    source.write({first});
+    EXPECT_THAT(sink.waiting(), IsEmpty());
+}
+
+TEST(Buffer, HoldsWhatPassedAndWhatWaits)
+{
+    Source source;
+    Buffer sink;
+    EXPECT_THAT(sink.getBuf(), IsEmpty());
+    ASSERT_TRUE(source.connectTo(sink));
+    source.write({first});
+    source.write({second});
+    source.write({third});
+    sink.apply(); // takes one batch of the three
+    EXPECT_THAT(sink.getBuf(), ElementsAre(first, second, third));
+    EXPECT_THAT(sink.getBuf(), IsEmpty());
+}
+
+TEST(Counter, CountsSinceTheLastCall)
+{
+    Source source;
+    Counter sink;
+    ASSERT_TRUE(source.connectTo(sink));
+    source.write({first, second});
+    source.write({third});
+    sink.apply();
+    EXPECT_EQ(sink.getCount(), 3u);
+    EXPECT_EQ(sink.getCount(), 0u);
+}
+
+TEST(BasicSink, TakesOneBatchAStep)
+{
+    struct Owner : BasicSinkNode<DvsEvent> {
+        using BasicSinkNode::events;
+    } sink;
+    Source source;
+    ASSERT_TRUE(source.connectTo(sink));
+    source.write({first, second});
+    source.write({third});
+    sink.apply();
+    EXPECT_THAT(sink.events, ElementsAre(first, second));
+    sink.apply();
+    sink.apply(); // nothing waits: returns after its 10 ms
+    EXPECT_THAT(sink.events, ElementsAre(first, second, third));
+}
+
+TEST(Sinks, AnswerWhileAGraphKeepsThemBusy)
+{
+    Buffer sink;
+    std::atomic<bool> running = true;
+    std::thread graph([&] {
+        while (running)
+            sink.apply(); // holds the mutex nearly always
+    });
+    for (int i = 0; i < 20; ++i)
+        EXPECT_THAT(sink.getBuf(), IsEmpty()); // with a plain mutex this takes seconds
+    running = false;
+    graph.join();
+}
+
+TEST(Sources, MayBeWrittenAndConnectedByManyThreads)
+{
+    constexpr int writers = 3, batches = 500;
+    Source source;
+    Counter kept;
+    ASSERT_TRUE(source.connectTo(kept));
+    std::vector<std::thread> threads;
+    for (int i = 0; i < writers; ++i)
+        threads.emplace_back([&] {
+            for (int n = 0; n < batches; ++n)
+                source.write({first, second});
+        });
+    for (int n = 0; n < batches; ++n) {
+        Buffer passing; // dies with batches in it, and is dropped at a later send
+        EXPECT_TRUE(source.addDestination(passing.getInput()));
+    }
+    for (auto& thread : threads)
+        thread.join();
+    EXPECT_EQ(kept.getCount(), 2u * writers * batches);
+}
+
+template <class T>
+std::vector<std::string> functionNames()
+{
+    std::vector<std::string> names;
+    trovi::forEach(trovi::MetaFunctionHolder<T>::memberFuncs, [&](const auto& f) {
+        EXPECT_STRNE(f.doc, "") << f.name;
+        names.push_back(f.name);
+    });
+    return names;
+}
+
+TEST(SourcesAndSinks, AreDescribed)
+{
+    EXPECT_EQ(trovi::registeredName<Source>(), "BasicSourceNode_davis_event_dvs_event");
+    EXPECT_EQ(trovi::registeredName<Buffer>(), "BufferSinkNode_davis_event_dvs_event");
+    EXPECT_EQ(trovi::registeredName<Counter>(), "EventCounterSink_davis_event_dvs_event");
+    EXPECT_THAT(functionNames<Source>(), ElementsAre("write", "addDestination"));
+    EXPECT_THAT(functionNames<Buffer>(), ElementsAre("getBuf", "getInputChannel"));
+    EXPECT_THAT(functionNames<Counter>(), ElementsAre("getCount", "getInputChannel"));
+    EXPECT_THAT(functionNames<ondra::NodeInterface>(), IsEmpty());
+    static_assert(std::is_same_v<trovi::RegisterBase<Source>::type, ondra::NodeInterface>);
+    static_assert(std::is_same_v<trovi::RegisterBase<ondra::NodeInterface>::type, void>);
+}
+
+} // namespace
