@@ -12,19 +12,26 @@ case "${1:-}" in
   "" | --dev) ;;
   *) sed -n '2,9s/^# \{0,1\}//p' "$0"; [ "$1" = --help ] && exit 0; exit 2 ;;
 esac
-export DEBIAN_FRONTEND=noninteractive
 SUDO=; [ "$(id -u)" = 0 ] || SUDO=sudo
-APT="$SUDO apt-get -o DPkg::Lock::Timeout=600 -o Acquire::Retries=3"
+# sudo drops the environment, hence env behind it; a changed configuration file stays as the machine's owner left it
+APT="$SUDO env DEBIAN_FRONTEND=noninteractive apt-get -o DPkg::Lock::Timeout=600 -o Acquire::Retries=3
+  -o Dpkg::Options::=--force-confold"
 BASE="g++ make cmake ninja-build pkg-config ccache mold
   python3 python3-dev python3-pytest python3-numpy python3-exceptiongroup python3-tomli python3-zmq
   libzmq3-dev cppzmq-dev libcereal-dev libconcurrentqueue-dev libusb-1.0-0-dev libudev1 liblog4cpp5-dev
   libgtest-dev libgmock-dev libbenchmark-dev"
-[ "${1:-}" != --dev ] || BASE="$BASE clang clang-format clang-tidy gcovr"
+[ "${1:-}" != --dev ] || BASE="$BASE clang libclang-rt-dev llvm clang-format clang-tidy gcovr"
 TRIXIE="pybind11-dev=2.13 libmagicenum-dev=0.9" # name=least version
 
+if ! command -v dpkg-query >/dev/null; then
+  echo "install-deps: this is no Debian; install by its own means: $BASE $TRIXIE" >&2
+  exit 1
+fi
+
 have() { # name [least version]
-  [ "$(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null)" = installed ] &&
-    { [ -z "${2:-}" ] || dpkg --compare-versions "$(dpkg-query -W -f '${Version}' "$1")" ge "$2"; }
+  local state
+  state=$(dpkg-query -W -f '${db:Status-Status} ${Version}' "$1" 2>/dev/null) && [ "${state%% *}" = installed ] &&
+    { [ -z "${2:-}" ] || dpkg --compare-versions "${state#* }" ge "$2"; }
 }
 
 missing=()
@@ -36,6 +43,10 @@ if [ $((${#missing[@]} + ${#fromTrixie[@]})) = 0 ]; then
   exit 0
 fi
 echo "install-deps: installing ${missing[*]} ${fromTrixie[*]}"
+if [ -n "$SUDO" ] && ! command -v sudo >/dev/null; then
+  echo "install-deps: that needs root, and there is no sudo here; run tools/install-deps.sh as root first" >&2
+  exit 1
+fi
 $APT update -q
 if [ ${#fromTrixie[@]} -gt 0 ]; then
   . /etc/os-release

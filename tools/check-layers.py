@@ -1,0 +1,175 @@
+#!/usr/bin/python3
+"""Keeps the arrows between the modules one-way.
+
+    tools/check-layers.py             checks; exit code 1 and one line for each fault
+    tools/check-layers.py --update    rewrites the table of modules in ARCHITECTURE.md
+
+All folders share one include root, so a header of a layer above would be found without being linked. This reads the
+vorna_module(...) declarations below src/ and every #include there, and refuses: an include of a module that isn't among
+the includer's DEPS, directly or through them; a cycle; a DEPS entry that doesn't exist; a file that no module owns; a
+library included outside its one place; and a table in ARCHITECTURE.md that no longer tells the DEPS.
+
+Who owns a file: the module that lists it in HEADERS or SOURCES; else the modules with files in the closest folder above
+it. Where those are several (trovi), one of them must be allowed all that the file includes.
+"""
+import argparse
+import pathlib
+import re
+import sys
+from dataclasses import dataclass, field
+
+KEYWORDS = {"NAME", "HEADERS", "SOURCES", "DEPS", "EXTERNAL"}
+TOP = "vorna"  # the extension module, src/python: it may include everything
+
+# library: where alone it may be included, and why
+ONE_PLACE = [
+    (r"pybind11/|Python\.h", r"(src/)?(python|trovi/python)/.*", "so that all else builds and tests without an interpreter"),
+    (r"rapidjson/", r"(?!)", "only through cereal: without cereal's settings its assertions end the process"),
+    (r"cereal/archives/json\.hpp", r"trovi/(detail/)?[^/]*Json[^/]*", "it must be the first user of its JSON library in a file"),
+]
+
+
+@dataclass
+class Module:
+    name: str
+    folder: str  # relative to src/
+    files: set = field(default_factory=set)
+    deps: list = field(default_factory=list)
+
+
+def read_modules(source):
+    """The modules below source/ by name, and the faults of their declarations."""
+    modules, faults = {}, []
+    for listing in sorted(source.rglob("CMakeLists.txt")):
+        folder = listing.parent.relative_to(source).as_posix()
+        text = re.sub(r"#.*", "", listing.read_text())
+        for body in re.findall(r"\bvorna_module\s*\(([^)]*)\)", text):
+            parts, keyword = {key: [] for key in KEYWORDS}, None
+            for word in body.split():
+                if word in KEYWORDS:
+                    keyword = word
+                elif keyword:
+                    parts[keyword].append(word.strip('"'))
+            name = parts["NAME"][0]
+            if name in modules:
+                faults.append(f"{name} is declared twice")
+            files = set(parts["HEADERS"]) | {(pathlib.PurePosixPath(folder) / file).as_posix() for file in parts["SOURCES"]}
+            modules[name] = Module(name, folder, files, parts["DEPS"])
+    for module in modules.values():
+        faults += [f"{module.name}: DEPS names {dep}, which no vorna_module declares"
+                   for dep in module.deps if dep not in modules]
+    return modules, faults
+
+
+def reachable(modules):
+    """For each module the set of modules it may include, itself with them; and the faults: cycles."""
+    closure, faults = {}, []
+
+    def visit(name, path):
+        if name in path:
+            faults.append("cycle: " + " -> ".join([*path[path.index(name):], name]))
+            return {name}
+        if name not in closure:
+            found = {name}
+            for dep in modules[name].deps:
+                if dep in modules:
+                    found |= visit(dep, [*path, name])
+            closure[name] = found
+        return closure[name]
+
+    for name in modules:
+        visit(name, [])
+    return closure, faults
+
+
+def owners(file, modules):
+    """Names of the modules to which a file (relative to src/) may belong."""
+    listed = [module.name for module in modules.values() if file in module.files]
+    if listed:
+        return listed
+    if file.startswith("python/"):
+        return [TOP]
+    for folder in pathlib.PurePosixPath(file).parents:
+        near = [module.name for module in modules.values()
+                if module.folder == folder.as_posix()
+                or any(pathlib.PurePosixPath(other).parent == folder for other in module.files)]
+        if near:
+            return near
+    return []
+
+
+def includes(text):
+    return re.findall(r'^[ \t]*#[ \t]*include[ \t]*([<"])([^>"]+)[>"]', text, re.MULTILINE)
+
+
+def check(source):
+    """All faults of the tree below source/ (the folder src), one text each."""
+    modules, faults = read_modules(source)
+    closure, cycles = reachable(modules)
+    faults += cycles
+    for path in sorted(file for file in source.rglob("*") if file.suffix in {".h", ".cpp", ".inc"}):
+        file = path.relative_to(source).as_posix()
+        mine = owners(file, modules)
+        if not mine:
+            faults.append(f"{file}: no module owns it; list it in a vorna_module(...)")
+            continue
+        candidates = set(mine)
+        for mark, name in includes(path.read_text(errors="replace")):
+            for library, place, why in ONE_PLACE:
+                if re.match(library, name) and not re.fullmatch(place, file):
+                    faults.append(f"{file}: may not include <{name}>: {why}")
+            beside = path.parent / name
+            if mark == "<" or TOP in mine:
+                continue
+            if (source / name).is_file():
+                theirs = set(owners(name, modules))
+            elif beside.is_file():
+                theirs = set(owners(beside.resolve().relative_to(source.resolve()).as_posix(), modules))
+            else:
+                continue
+            allowed = {module for module in candidates if closure[module] & theirs}
+            if not allowed:
+                faults.append(f"{file} ({' or '.join(mine)}): may not include {name} ({' or '.join(sorted(theirs))}); "
+                              f"DEPS allow {', '.join(sorted(set().union(*(closure[m] for m in mine)) - set(mine))) or 'nothing'}")
+            candidates = allowed or candidates
+    return faults
+
+
+def table(modules):
+    """The modules as a table in Markdown, lowest layer first."""
+    closure, _ = reachable(modules)
+    rows = ["| Module | Folder | Stands on |", "|---|---|---|"]
+    for module in sorted(modules.values(), key=lambda module: (len(closure[module.name]), module.name)):
+        deps = ", ".join(f"`{dep}`" for dep in module.deps) or "nothing of ours"
+        rows.append(f"| `{module.name}` | `src/{module.folder}` | {deps} |")
+    return "\n".join(rows) + "\n"
+
+
+BEGIN, END = "<!-- modules: written by tools/check-layers.py --update -->\n", "<!-- end of modules -->\n"
+
+
+def with_table(page, modules):
+    """The page with the text between the two marks replaced by the table."""
+    before, rest = page.split(BEGIN)
+    return before + BEGIN + table(modules) + END + rest.split(END)[1]
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--update", action="store_true")
+    options = parser.parse_args()
+    root = pathlib.Path(__file__).resolve().parent.parent
+    modules, _ = read_modules(root / "src")
+    page = root / "ARCHITECTURE.md"
+    written = page.read_text()
+    if options.update:
+        page.write_text(with_table(written, modules))
+    faults = check(root / "src")
+    if not options.update and with_table(written, modules) != written:
+        faults.append("ARCHITECTURE.md: the table of modules is out of date; run tools/check-layers.py --update")
+    print(*faults, f"{len(modules)} modules, {len(faults)} faults", sep="\n")
+    return 1 if faults else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
