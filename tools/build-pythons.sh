@@ -2,7 +2,7 @@
 # tools/build-pythons.sh [JOBS]: builds the module for every CPython 3.9 to 3.13 found on this machine, with the headers
 # of that very version, imports it there and runs tools/smoke-test.py. Ends in a table; fails if one of them failed.
 set -uo pipefail
-cd "$(dirname "$0")/.."
+cd "$(dirname "$0")/.." || exit
 jobs=${1:-$(nproc)}
 
 candidates() { # every file that may be an interpreter
@@ -16,7 +16,7 @@ candidates() { # every file that may be an interpreter
 # One line for one installation: links to one binary, and shims, are the same interpreter.
 interpreters=$(candidates | while read -r path; do
   executable=$("$path" tools/interpreter.py executable 2>/dev/null) && realpath "$executable"
-done | sort -u)
+done | sort -uV)
 [ -n "$interpreters" ] || { echo "build-pythons: no CPython 3.9 to 3.13 found" >&2; exit 1; }
 
 mkdir -p build/pythons
@@ -29,10 +29,13 @@ while read -r python; do
   echo "== Python $version ($python)"
   if ! tools/build-module.sh "$python" "$folder" --jobs "$jobs" >"$log" 2>&1 </dev/null; then
     result="FAILED to build"
-  elif ! PYTHONPATH=$(tail -n 1 "$log") timeout 120 "$python" tools/smoke-test.py "$(tail -n 1 "$log")" >>"$log" 2>&1 </dev/null; then
-    result="FAILED to import or run"
   else
-    result="ok: $(tail -n 1 "$log")"
+    path=$(tail -n 1 "$log")
+    if PYTHONPATH=$path timeout 120 "$python" tools/smoke-test.py "$path" >>"$log" 2>&1 </dev/null; then
+      result="ok: $(tail -n 1 "$log")"
+    else
+      result="FAILED to import or run"
+    fi
   fi
   case $result in FAILED*) failed=1; tail -n 25 "$log"; result="$result, see ${log#"$PWD/"}" ;; esac
   table+=("$(printf '%-8s  %-52s  %s' "$version" "$python" "$result")")

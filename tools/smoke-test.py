@@ -5,6 +5,7 @@ Ends in one line that says what was seen. Run by every interpreter from 3.9 to 3
 import os
 import platform
 import sys
+import tempfile
 
 import vorna
 
@@ -14,8 +15,10 @@ DvsEvent = vorna.davis.event.DvsEvent
 event = DvsEvent()
 event.x, event.y, event.polarity, event.timestamp = 3, 4, True, 2 ** 40
 copy = DvsEvent()
-copy.from_json(event.to_json())
-assert copy == event and copy.timestamp == 2 ** 40, copy.to_json()
+with tempfile.TemporaryDirectory() as folder:
+    event.to_json(os.path.join(folder, "event.json"))
+    copy.from_json(os.path.join(folder, "event.json"))
+assert copy == event and copy.timestamp == 2 ** 40
 try:
     event.x = 70000
 except (TypeError, ValueError):
