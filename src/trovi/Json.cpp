@@ -1,0 +1,302 @@
+// The only file that includes cereal's JSON archives: they turn the parser's assertions into exceptions only if they
+// are the first to include the parser.
+#include "trovi/Json.h"
+
+#include <atomic>
+#include <cerrno>
+#include <cstdlib>
+#include <fcntl.h>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <stdexcept>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
+
+#include <cereal/archives/json.hpp>
+
+namespace trovi {
+namespace {
+
+// Peers and scripts know this text; the archive at hand words it otherwise.
+constexpr const char* exhaustedText = "JSONInputArchive internal error: null or empty iterator to object or array!";
+
+template <class Action>
+void withExhaustedText(Action action)
+{
+    try {
+        action();
+    } catch (const cereal::RapidJSONException&) {
+        throw;
+    } catch (const cereal::Exception& error) {
+        if (std::string_view(error.what()) == "No more objects in input")
+            throw cereal::Exception(exhaustedText);
+        throw;
+    }
+}
+
+void checkDepth(const std::string& document)
+{
+    std::size_t depth = 0;
+    bool inText = false;
+    for (std::size_t i = 0; i < document.size(); ++i) {
+        const char c = document[i];
+        if (inText) {
+            if (c == '\\')
+                ++i;
+            else if (c == '"')
+                inText = false;
+        } else if (c == '"') {
+            inText = true;
+        } else if (c == '[' || c == '{') {
+            if (++depth > jsonMaxDepth)
+                throw cereal::Exception("JSON document is nested deeper than " + std::to_string(jsonMaxDepth) +
+                                        " levels");
+        } else if ((c == ']' || c == '}') && depth > 0) {
+            --depth;
+        }
+    }
+}
+
+} // namespace
+
+// ---- writing -----------------------------------------------------------------------------------------------------
+
+struct JsonWriter::Archive {
+    std::ostringstream stream;
+    std::unique_ptr<cereal::JSONOutputArchive> json = std::make_unique<cereal::JSONOutputArchive>(stream);
+};
+
+JsonWriter::JsonWriter() : archive_(std::make_unique<Archive>()) {}
+JsonWriter::~JsonWriter() = default;
+
+void JsonWriter::key(const char* text) { archive_->json->setNextName(text); }
+void JsonWriter::beginObject() { archive_->json->startNode(); }
+
+void JsonWriter::beginArray()
+{
+    archive_->json->startNode();
+    archive_->json->makeArray();
+}
+
+void JsonWriter::end() { archive_->json->finishNode(); }
+
+template <class T>
+void JsonWriter::number(T value)
+{
+    archive_->json->writeName();
+    if constexpr (std::is_same_v<T, bool>)
+        archive_->json->saveValue(value);
+    else if constexpr (std::is_floating_point_v<T>)
+        archive_->json->saveValue(static_cast<double>(value));
+    else if constexpr (std::is_signed_v<T>)
+        archive_->json->saveValue(static_cast<std::int64_t>(value));
+    else
+        archive_->json->saveValue(static_cast<std::uint64_t>(value));
+}
+
+void JsonWriter::text(const std::string& value)
+{
+    archive_->json->writeName();
+    archive_->json->saveValue(value);
+}
+
+std::string JsonWriter::finish()
+{
+    archive_->json.reset(); // its destructor closes the root
+    return archive_->stream.str();
+}
+
+// ---- reading -----------------------------------------------------------------------------------------------------
+
+struct JsonReader::Archive {
+    explicit Archive(const std::string& document) : stream(document), json(stream) {}
+
+    std::istringstream stream;
+    cereal::JSONInputArchive json;
+};
+
+JsonReader::JsonReader(const std::string& document)
+{
+    checkDepth(document);
+    archive_ = std::make_unique<Archive>(document);
+}
+
+JsonReader::~JsonReader() = default;
+
+void JsonReader::key(const char* text) { archive_->json.setNextName(text); }
+
+void JsonReader::beginNode()
+{
+    withExhaustedText([&] { archive_->json.startNode(); });
+}
+
+std::size_t JsonReader::size()
+{
+    cereal::size_type count = 0;
+    archive_->json.loadSize(count);
+    return static_cast<std::size_t>(count);
+}
+
+void JsonReader::end() { archive_->json.finishNode(); }
+
+template <class T>
+void JsonReader::number(T& value)
+{
+    withExhaustedText([&] {
+        if constexpr (std::is_same_v<T, bool> || std::is_floating_point_v<T>) {
+            archive_->json.loadValue(value);
+        } else {
+            // Read as the archive reads a T, but at full width, so that what does not fit is seen.
+            using Signed = std::conditional_t<sizeof(T) == 8, std::int64_t, std::int32_t>;
+            using Wide = std::conditional_t<std::is_signed_v<T>, Signed, std::make_unsigned_t<Signed>>;
+            Wide wide = 0;
+            archive_->json.loadValue(wide);
+            if (static_cast<Wide>(static_cast<T>(wide)) != wide)
+                detail::throwValueOutOfRange(std::to_string(wide), typeName<T>());
+            value = static_cast<T>(wide);
+        }
+    });
+}
+
+void JsonReader::text(std::string& value)
+{
+    withExhaustedText([&] { archive_->json.loadValue(value); });
+}
+
+#define VORNA_JSON_NUMBER(type)                   \
+    template void JsonWriter::number<type>(type); \
+    template void JsonReader::number<type>(type&);
+VORNA_JSON_NUMBER(bool)
+VORNA_JSON_NUMBER(char)
+VORNA_JSON_NUMBER(signed char)
+VORNA_JSON_NUMBER(unsigned char)
+VORNA_JSON_NUMBER(short)
+VORNA_JSON_NUMBER(unsigned short)
+VORNA_JSON_NUMBER(int)
+VORNA_JSON_NUMBER(unsigned int)
+VORNA_JSON_NUMBER(long)
+VORNA_JSON_NUMBER(unsigned long)
+VORNA_JSON_NUMBER(long long)
+VORNA_JSON_NUMBER(unsigned long long)
+VORNA_JSON_NUMBER(float)
+VORNA_JSON_NUMBER(double)
+#undef VORNA_JSON_NUMBER
+
+// ---- files -------------------------------------------------------------------------------------------------------
+
+namespace detail {
+namespace {
+
+class File {
+public:
+    explicit File(int descriptor) : descriptor_(descriptor) {}
+    File(const File&) = delete;
+    File& operator=(const File&) = delete;
+    ~File() { close(); }
+
+    bool isOpen() const { return descriptor_ >= 0; }
+    int descriptor() const { return descriptor_; }
+
+    bool write(std::string_view content)
+    {
+        while (!content.empty()) {
+            const ssize_t written = ::write(descriptor_, content.data(), content.size());
+            if (written < 0 && errno != EINTR)
+                return false;
+            if (written > 0)
+                content.remove_prefix(static_cast<std::size_t>(written));
+        }
+        return true;
+    }
+
+    // Some disks tell of a failed write only here.
+    bool close()
+    {
+        if (descriptor_ < 0)
+            return true;
+        return ::close(std::exchange(descriptor_, -1)) == 0;
+    }
+
+private:
+    int descriptor_;
+};
+
+[[noreturn]] void throwWriteFailure(const std::string& path, int error)
+{
+    throw std::runtime_error("Cannot write the state file " + path + ": " + std::generic_category().message(error));
+}
+
+// A link is followed: what it points to is replaced, not the link.
+std::string resolved(const std::string& path)
+{
+    char* real = ::realpath(path.c_str(), nullptr);
+    if (real == nullptr)
+        return path;
+    std::string result = real;
+    std::free(real);
+    return result;
+}
+
+void writeInPlace(const std::string& path, const std::string& content)
+{
+    File file(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
+    if (file.isOpen() && !(file.write(content) && file.close()))
+        throwWriteFailure(path, errno);
+}
+
+// So that the new name survives a power cut too. Some file systems cannot do it, which is no reason to fail.
+void syncFolderOf(const std::string& path)
+{
+    const std::size_t slash = path.rfind('/');
+    const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+    File file(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (file.isOpen())
+        ::fsync(file.descriptor());
+}
+
+} // namespace
+
+std::string readFile(const std::string& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(file), {});
+}
+
+void replaceFile(const std::string& givenPath, const std::string& content)
+{
+    const std::string path = resolved(givenPath);
+    struct stat old {};
+    const bool exists = ::stat(path.c_str(), &old) == 0;
+    if (exists && !S_ISREG(old.st_mode)) {
+        if (!S_ISDIR(old.st_mode))
+            writeInPlace(path, content); // a device or a pipe cannot be replaced
+        return;
+    }
+    if (exists && ::access(path.c_str(), W_OK) != 0)
+        return;
+
+    static std::atomic<unsigned> counter = 0; // two threads may save to one path
+    const std::string beside = path + "." + std::to_string(::getpid()) + "-" + std::to_string(counter++) + ".tmp";
+    File file(::open(beside.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0666));
+    if (!file.isOpen())
+        return writeInPlace(path, content); // a folder that takes no new file may still hold one that can be written
+    const bool modeKept = !exists || ::fchmod(file.descriptor(), old.st_mode & 07777) == 0;
+    const bool written = modeKept && file.write(content) && ::fsync(file.descriptor()) == 0 && file.close() &&
+                         ::rename(beside.c_str(), path.c_str()) == 0;
+    if (!written) {
+        const int error = errno;
+        ::unlink(beside.c_str());
+        throwWriteFailure(path, error);
+    }
+    syncFolderOf(path);
+}
+
+void throwValueOutOfRange(const std::string& value, std::string_view type)
+{
+    throw cereal::Exception("JSON value " + value + " is out of range of " + std::string(type));
+}
+
+} // namespace detail
+} // namespace trovi

@@ -1,0 +1,122 @@
+#include "trovi/Node.h"
+
+#include <zmq_addon.hpp>
+
+#include "trovi/detail/SignalBlock.h"
+
+namespace trovi {
+namespace {
+
+zmq::socket_t openSocket(zmq::context_t& context, const std::string& endpoint, SocketProperties properties)
+{
+    zmq::socket_t socket(context, static_cast<zmq::socket_type>(properties.type));
+    // The limits hold for connections made after they are set, so they come before bind and connect.
+    socket.set(zmq::sockopt::sndhwm, nodeHighWaterMark);
+    socket.set(zmq::sockopt::rcvhwm, nodeHighWaterMark);
+    socket.set(zmq::sockopt::sndtimeo, static_cast<int>(nodeSendTimeout.count()));
+    if (properties.mode == 1)
+        socket.bind(endpoint);
+    else
+        socket.connect(endpoint);
+    socket.set(zmq::sockopt::linger, 0);
+    return socket;
+}
+
+} // namespace
+
+ZMQSender::ZMQSender(zmq::context_t& context, const std::string& endpoint, SocketProperties properties)
+    : socket_(openSocket(context, endpoint, properties))
+{}
+
+std::size_t ZMQSender::send(zmq::message_t message)
+{
+    return socket_.send(std::move(message), zmq::send_flags::none).value_or(0);
+}
+
+std::size_t ZMQSender::sendMultipart(zmq::message_t header, zmq::message_t body)
+{
+    // A body whose header was not taken would pass for a header.
+    const auto sent = socket_.send(std::move(header), zmq::send_flags::sndmore);
+    return sent ? *sent + send(std::move(body)) : 0;
+}
+
+ZMQReceiver::ZMQReceiver(zmq::context_t& context, ZMQMessageParserInterface& parser, const std::string& endpoint,
+                         std::chrono::milliseconds pollInterval, SocketProperties properties,
+                         const std::string& subscription)
+    : parser_(parser), socket_(openSocket(context, endpoint, properties)),
+      endpoint_(socket_.get(zmq::sockopt::last_endpoint))
+{
+    if (properties.mode == 0)
+        socket_.set(zmq::sockopt::subscribe, subscription);
+    const detail::SignalBlock block;
+    thread_ = std::thread([this, pollInterval]() noexcept { poll(pollInterval); });
+}
+
+void ZMQReceiver::stop()
+{
+    running_.store(false);
+    if (thread_.joinable())
+        thread_.join();
+}
+
+void ZMQReceiver::poll(std::chrono::milliseconds timeout)
+{
+    // Taking what has already come costs no further poll; the limit keeps `running_` in sight.
+    constexpr int mostInOneTurn = 1000;
+    zmq::active_poller_t poller;
+    poller.add(socket_, zmq::event_flags::pollin, [this](zmq::event_flags flags) {
+        if ((flags & zmq::event_flags::pollin) == zmq::event_flags::none)
+            return;
+        for (int i = 0; i < mostInOneTurn && receiveOne(zmq::recv_flags::dontwait); ++i) {
+        }
+    });
+    while (running_.load()) {
+        try {
+            poller.wait(timeout);
+        } catch (const zmq::error_t& error) {
+            if (error.num() != EINTR)
+                throw;
+        }
+    }
+}
+
+// One message of two frames; one of a single frame is ignored. False when there is none.
+bool ZMQReceiver::receiveOne(zmq::recv_flags flags)
+{
+    zmq::message_t header;
+    if (!socket_.recv(header, flags))
+        return false;
+    const bool more = header.more();
+    parser_.parseMessageHeader(std::move(header));
+    if (!more)
+        return true;
+    zmq::message_t body; // all frames of a message arrive together, so this one is there
+    if (socket_.recv(body))
+        parser_.parseMessageBody(std::move(body));
+    return true;
+}
+
+template <class Receiver, class Sender>
+TroviNode<Receiver, Sender>::TroviNode(const std::string& senderEndpoint, const std::string& receiverEndpoint,
+                                       std::uint64_t id, std::uint64_t pollIntervalMs)
+    : store_(channel_, id), forwarder_(context_, senderEndpoint), senderEndpoint_(forwarder_.endpoint()),
+      parser_(channel_), receiver_(context_, parser_, receiverEndpoint, std::chrono::milliseconds(pollIntervalMs), id),
+      dispatcher_(id, channel_, &forwarder_, &store_)
+{}
+
+template <class Receiver, class Sender>
+void TroviNode<Receiver, Sender>::stop()
+{
+    std::call_once(stopped_, [this] {
+        for (const std::uint64_t observer : store_.getObserverNodes())
+            channel_.enqueue(
+                messages::Response{observer, StoreCommand::storeClosed, serializeToBuffer("", dispatcher_.id())});
+        dispatcher_.stop();
+        receiver_.stop();
+    });
+}
+
+template class TroviNode<Puller, Publisher>;
+template class TroviNode<Subscriber, Pusher>;
+
+} // namespace trovi
