@@ -99,9 +99,9 @@ bool ZMQReceiver::receiveOne(zmq::recv_flags flags)
 template <class Receiver, class Sender>
 TroviNode<Receiver, Sender>::TroviNode(const std::string& senderEndpoint, const std::string& receiverEndpoint,
                                        std::uint64_t id, std::uint64_t pollIntervalMs)
-    : store_(channel_, id), forwarder_(context_, senderEndpoint), senderEndpoint_(forwarder_.endpoint()),
-      parser_(channel_), receiver_(context_, parser_, receiverEndpoint, std::chrono::milliseconds(pollIntervalMs), id),
-      dispatcher_(id, channel_, &forwarder_, &store_)
+    : store_(*channel_, id), forwarder_(context_, senderEndpoint), senderEndpoint_(forwarder_.endpoint()),
+      parser_(*channel_), receiver_(context_, parser_, receiverEndpoint, std::chrono::milliseconds(pollIntervalMs), id),
+      dispatcher_(id, *channel_, &forwarder_, &store_)
 {}
 
 template <class Receiver, class Sender>
@@ -109,7 +109,7 @@ void TroviNode<Receiver, Sender>::stop()
 {
     std::call_once(stopped_, [this] {
         for (const std::uint64_t observer : store_.getObserverNodes())
-            channel_.enqueue(
+            channel_->enqueue(
                 messages::Response{observer, StoreCommand::storeClosed, serializeToBuffer("", dispatcher_.id())});
         dispatcher_.stop();
         receiver_.stop();

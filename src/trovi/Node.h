@@ -9,6 +9,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -180,7 +181,9 @@ public:
     void stop();
 
     Store& store() { return store_; }
-    MessageChannel& channel() { return channel_; }
+    MessageChannel& channel() { return *channel_; }
+    /// For who may outlive the node: what is then enqueued gets no answer.
+    std::shared_ptr<MessageChannel> sharedChannel() const { return channel_; }
     Dispatcher& dispatcher() { return dispatcher_; }
     std::uint64_t id() const { return store_.id(); }
     /// The endpoints in use, with the ports that the system chose for "tcp://...:*".
@@ -191,7 +194,7 @@ private:
     // Each stands on those above it, and destruction goes from the end: the threads first, then the sockets, then the
     // store with the objects and their threads, and the context last.
     zmq::context_t context_;
-    MessageChannel channel_;
+    std::shared_ptr<MessageChannel> channel_ = std::make_shared<MessageChannel>();
     Store store_;
     ZMQMessageForwarder<Sender> forwarder_;
     std::string senderEndpoint_; // asked for before the dispatcher's thread owns the socket
