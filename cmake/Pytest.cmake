@@ -4,6 +4,8 @@
 # disturb the next and a hang or crash is that file's alone; one process for each test would cost half a second a test.
 # The results of its tests go to junit/ of the build folder, where tools/run-tests.py counts them.
 #
+# Output of C++ is not captured (--capture=sys): what a sanitizer or a dying process says last would be lost with the process.
+#
 # A file that imports a compiled package of the system's interpreter (numpy, zmq) is left out for other interpreters.
 function(vorna_pytest)
   cmake_parse_arguments(P "" "FOLDER;MODULE;PYTHON;TIMEOUT" "" ${ARGN})
@@ -12,6 +14,9 @@ function(vorna_pytest)
   endif()
   if(NOT P_TIMEOUT)
     set(P_TIMEOUT 300)
+  endif()
+  if(VORNA_SANITIZE)
+    math(EXPR P_TIMEOUT "3 * ${P_TIMEOUT}")
   endif()
   set(path "")
   set(env PYTHONDONTWRITEBYTECODE=1 "VORNA_SOURCE_DIR=${PROJECT_SOURCE_DIR}")
@@ -40,7 +45,7 @@ function(vorna_pytest)
       continue()
     endif()
     add_test(NAME "py.${name}" WORKING_DIRECTORY "${PROJECT_SOURCE_DIR}" COMMAND
-      "${P_PYTHON}" -m pytest -p no:cacheprovider -q "--rootdir=${PROJECT_SOURCE_DIR}/${P_FOLDER}"
+      "${P_PYTHON}" -m pytest -p no:cacheprovider -q --capture=sys "--rootdir=${PROJECT_SOURCE_DIR}/${P_FOLDER}"
       -o faulthandler_timeout=100 -o junit_family=xunit1 "--junitxml=${CMAKE_BINARY_DIR}/junit/py.${name}.xml" "${file}")
     set_tests_properties("py.${name}" PROPERTIES LABELS python TIMEOUT ${P_TIMEOUT} ENVIRONMENT "${env}")
   endforeach()
