@@ -1,0 +1,40 @@
+#include "graph/EventFilterNodeFactory.h"
+
+#include <utility>
+
+#include "graph/Filters.h"
+
+namespace graph {
+namespace {
+
+// In this file, so that whoever is linked with the factory is linked with its names.
+const Filters filters;
+
+} // namespace
+
+EventFilterNodeFactory& EventFilterNodeFactory::getInstance()
+{
+    static EventFilterNodeFactory instance;
+    return instance;
+}
+
+bool EventFilterNodeFactory::registerNodeBuilder(const std::string& name, Builder builder)
+{
+    const std::lock_guard lock(mutex);
+    return builders.insert_or_assign(name, std::move(builder)).second;
+}
+
+std::unique_ptr<ondra::NodeInterface> EventFilterNodeFactory::buildEventFilterNode(const std::string& name) const
+{
+    Builder builder;
+    {
+        const std::lock_guard lock(mutex);
+        const auto entry = builders.find(name);
+        if (entry == builders.end())
+            return nullptr;
+        builder = entry->second;
+    }
+    return builder();
+}
+
+} // namespace graph

@@ -1,0 +1,34 @@
+#pragma once
+// Division of coordinates.
+
+#include <cmath>
+#include <cstdint>
+#include <utility>
+
+namespace graph::nodes::detail {
+
+/// How many pixels of a (c by d) image one of an (a by b) image stands for: a / c and b / d.
+inline std::pair<double, double> rescalingCoefficient(double a, double b, double c, double d) { return {a / c, b / d}; }
+
+inline constexpr double quotientLimit = 2147483648.0; // 2^31
+
+/// True when no coordinate divided by `divisor` reaches 2^31; false for NaN and 0.
+inline bool quotientsFit(double divisor) { return std::abs(divisor) > 65535.0 / quotientLimit; }
+
+/// value / divisor, cut towards zero, modulo 65536. Needs quotientsFit(divisor).
+inline std::uint16_t cutFittingQuotient(std::uint16_t value, double divisor)
+{
+    return static_cast<std::uint16_t>(static_cast<std::int32_t>(value / divisor));
+}
+
+/// The same for any divisor. A quotient that a 32-bit integer does not hold gives 0, as do division by 0 and NaN: that
+/// is what the processor's own conversion leaves in the low 16 bits.
+inline std::uint16_t cutQuotient(std::uint16_t value, double divisor)
+{
+    if (divisor == 0)
+        return 0;
+    const double quotient = value / divisor;
+    return std::abs(quotient) < quotientLimit ? static_cast<std::uint16_t>(static_cast<std::int32_t>(quotient)) : 0;
+}
+
+} // namespace graph::nodes::detail
