@@ -39,10 +39,14 @@ class Module:
 
 def read_modules(source):
     """The modules below source/ by name, and the faults of their declarations."""
-    modules, faults = {}, []
+    modules, wanted, faults = {}, {}, []
     for listing in sorted(source.rglob("CMakeLists.txt")):
         folder = listing.parent.relative_to(source).as_posix()
         text = re.sub(r"#.*", "", listing.read_text())
+        values = {}  # of a variable: everything that any branch sets it to
+        for name, value in re.findall(r"\bset\s*\(\s*(\w+)([^)]*)\)", text):
+            values[name] = values.get(name, "") + " " + value
+        text = re.sub(r"\$\{(\w+)\}", lambda use: values.get(use[1], ""), text)
         for body in re.findall(r"\bvorna_module\s*\(([^)]*)\)", text):
             parts, keyword = {key: [] for key in KEYWORDS}, None
             for word in body.split():
@@ -54,10 +58,12 @@ def read_modules(source):
             if name in modules:
                 faults.append(f"{name} is declared twice")
             files = set(parts["HEADERS"]) | {(pathlib.PurePosixPath(folder) / file).as_posix() for file in parts["SOURCES"]}
-            modules[name] = Module(name, folder, files, parts["DEPS"])
+            modules[name] = Module(name, folder, files, parts["DEPS"] + parts["EXTERNAL"])
+            wanted[name] = parts["DEPS"]
     for module in modules.values():
         faults += [f"{module.name}: DEPS names {dep}, which no vorna_module declares"
-                   for dep in module.deps if dep not in modules]
+                   for dep in wanted[module.name] if dep not in modules]
+        module.deps = [dep for dep in module.deps if dep in modules]  # of EXTERNAL, what is ours after all
     return modules, faults
 
 
@@ -72,8 +78,7 @@ def reachable(modules):
         if name not in closure:
             found = {name}
             for dep in modules[name].deps:
-                if dep in modules:
-                    found |= visit(dep, [*path, name])
+                found |= visit(dep, [*path, name])
             closure[name] = found
         return closure[name]
 

@@ -37,6 +37,9 @@ FAULTS = [
     ("an arrow upwards from a header that no module lists", {"low/detail/Part.h": ' # include "middle/Middle.h"\n'}, "low/detail/Part.h"),
     ("an include beside the file", {"middle/X.cpp": '#include "Own.h"\n', "middle/Own.h": '#include "high/H.h"\n', "high/H.h": ""},
      "middle/Own.h (middle): may not include high/H.h (high)"),
+    ("nothing: a variable names the module in one branch",
+     {"high/CMakeLists.txt": "if(X)\n set(driver PkgConfig::USB)\nelse()\n set(driver middle)\nendif()\n"
+                             "vorna_module(NAME high SOURCES High.cpp EXTERNAL ${driver})"}, None),
     ("a cycle", {"low/CMakeLists.txt": "vorna_module(NAME low_base HEADERS low/Base.h)\n"
                                        "vorna_module(NAME low HEADERS low/Low.h DEPS low_base high)"}, "cycle: high -> middle -> low -> high"),
     ("an unknown module", {"high/CMakeLists.txt": "vorna_module(NAME high SOURCES High.cpp DEPS middle lost)"}, "high: DEPS names lost"),
