@@ -49,11 +49,11 @@ def read_modules(source):
         text = re.sub(r"\$\{(\w+)\}", lambda use: values.get(use[1], ""), text)
         for body in re.findall(r"\bvorna_module\s*\(([^)]*)\)", text):
             parts, keyword = {key: [] for key in KEYWORDS}, None
-            for word in body.split():
+            for word in body.replace('"', " ").split():
                 if word in KEYWORDS:
                     keyword = word
                 elif keyword:
-                    parts[keyword].append(word.strip('"'))
+                    parts[keyword].append(word)
             name = parts["NAME"][0]
             if name in modules:
                 faults.append(f"{name} is declared twice")

@@ -11,13 +11,14 @@ layers = importlib.util.module_from_spec(spec)
 spec.loader.exec_module(layers)
 
 # low <- middle <- high; the folder low holds two modules, and one header that neither lists
+LOW = """
+    vorna_module(NAME low_base HEADERS low/Base.h)
+    vorna_module(NAME low   # a comment with ) in it
+      HEADERS low/Low.h
+      SOURCES Low.cpp
+      DEPS low_base EXTERNAL PkgConfig::ZMQ)"""
 TREE = {
-    "low/CMakeLists.txt": """
-        vorna_module(NAME low_base HEADERS low/Base.h)
-        vorna_module(NAME low   # a comment with ) in it
-          HEADERS low/Low.h
-          SOURCES Low.cpp
-          DEPS low_base EXTERNAL PkgConfig::ZMQ)""",
+    "low/CMakeLists.txt": LOW,
     "low/Base.h": "#include <string>\n",
     "low/Low.h": '#include "low/Base.h"\n',
     "low/Low.cpp": '#include "low/Low.h"\n#include "low/detail/Part.h"\n',
@@ -38,12 +39,13 @@ FAULTS = [
     ("an include beside the file", {"middle/X.cpp": '#include "Own.h"\n', "middle/Own.h": '#include "high/H.h"\n', "high/H.h": ""},
      "middle/Own.h (middle): may not include high/H.h (high)"),
     ("nothing: a variable names the module in one branch",
-     {"high/CMakeLists.txt": "if(X)\n set(driver PkgConfig::USB)\nelse()\n set(driver middle)\nendif()\n"
+     {"high/CMakeLists.txt": "set(driver \"\")\nif(X)\n set(driver PkgConfig::USB)\nelse()\n set(driver middle)\nendif()\n"
                              "vorna_module(NAME high SOURCES High.cpp EXTERNAL ${driver})"}, None),
     ("a cycle", {"low/CMakeLists.txt": "vorna_module(NAME low_base HEADERS low/Base.h)\n"
                                        "vorna_module(NAME low HEADERS low/Low.h DEPS low_base high)"}, "cycle: high -> middle -> low -> high"),
     ("an unknown module", {"high/CMakeLists.txt": "vorna_module(NAME high SOURCES High.cpp DEPS middle lost)"}, "high: DEPS names lost"),
-    ("a file that nobody owns", {"stray/Stray.h": ""}, "stray/Stray.h: no module owns it"),
+    ("a file that nobody owns",
+     {"stray/Stray.h": "", "low/CMakeLists.txt": 'set(more "")\n' + LOW.replace("Low.cpp", "Low.cpp ${more}")}, "stray/Stray.h: no module owns it"),
     ("pybind11 below the Python layer", {"low/Low.h": "#include <pybind11/pybind11.h>\n"}, "low/Low.h: may not include <pybind11/pybind11.h>"),
     ("the JSON library itself", {"high/High.cpp": '#include "rapidjson/document.h"\n'}, "may not include <rapidjson/document.h>"),
 ]
