@@ -1,0 +1,95 @@
+#include <thread>
+
+#include <gmock/gmock.h>
+
+#include "TestNodes.h"
+#include "ondra/FunctionFilter.h"
+
+namespace {
+
+using namespace testing_nodes;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+TEST(Filter, RefusesWhatItCannotFeed)
+{
+    Source source;
+    Sink sink;
+    TextSink otherType;
+    std::any gone = std::weak_ptr<ondra::Channel<int>>();
+    EXPECT_FALSE(source.connectTo(otherType));
+    EXPECT_FALSE(source.connectTo(source)) << "a source has no input";
+    EXPECT_FALSE(source.addDestination(nullptr));
+    EXPECT_FALSE(source.addDestination(&gone));
+    EXPECT_FALSE(sink.connectTo(sink)) << "a sink has no output";
+    EXPECT_FALSE(sink.disconnectFrom(sink));
+    EXPECT_THAT(source.destinations, IsEmpty());
+}
+
+TEST(Filter, DeliversTwiceToADestinationAddedTwiceAndRemovesItAtOnce)
+{
+    Source source;
+    Sink twice, once;
+    EXPECT_FALSE(source.disconnectFrom(twice));
+    EXPECT_TRUE(source.connectTo(twice));
+    EXPECT_TRUE(source.connectTo(once));
+    EXPECT_TRUE(source.connectTo(twice));
+    source.send(7);
+    EXPECT_THAT(twice.received(), ElementsAre(7, 7));
+    EXPECT_TRUE(source.disconnectFrom(twice));
+    EXPECT_FALSE(source.disconnectFrom(twice));
+    source.send(8);
+    EXPECT_THAT(twice.received(), IsEmpty());
+    EXPECT_THAT(once.received(), ElementsAre(7, 8));
+}
+
+TEST(Filter, ForgetsADeadDestinationAtTheNextSend)
+{
+    Source source;
+    Sink left, right;
+    ASSERT_TRUE(source.connectTo(left));
+    {
+        Sink dying;
+        ASSERT_TRUE(source.connectTo(dying));
+    }
+    ASSERT_TRUE(source.connectTo(right));
+    EXPECT_THAT(source.destinations, SizeIs(3));
+    source.send(1);
+    EXPECT_THAT(source.destinations, SizeIs(2));
+    EXPECT_THAT(left.received(), ElementsAre(1));
+    EXPECT_THAT(right.received(), ElementsAre(1));
+}
+
+TEST(FunctionFilter, GivesOneValueForEachInOrder)
+{
+    Source source;
+    ondra::FunctionFilter<int, const char*> filter([](const int& value) { return value > 1 ? "many" : "one"; });
+    struct Reader : TextSink {
+        using TextSink::inputChannel;
+    } sink;
+    ASSERT_TRUE(source.connectTo(filter));
+    ASSERT_TRUE(filter.connectTo(sink));
+    filter.apply();
+    EXPECT_EQ(sink.inputChannel->size_approx(), 0u);
+    source.send(1);
+    source.send(2);
+    filter.apply();
+    const char* text = nullptr;
+    for (const char* expected : {"one", "many"}) {
+        ASSERT_TRUE(sink.inputChannel->try_dequeue(text));
+        EXPECT_STREQ(text, expected);
+    }
+}
+
+TEST(FunctionFilter, ThrowsAtTheFirstValueWithoutAFunction)
+{
+    Source source;
+    ondra::FunctionFilter<int, int> filter(nullptr);
+    ASSERT_TRUE(source.connectTo(filter));
+    EXPECT_NO_THROW(filter.apply());
+    source.send(1);
+    EXPECT_THROW(filter.apply(), std::bad_function_call);
+}
+
+} // namespace
