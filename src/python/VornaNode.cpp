@@ -1,0 +1,90 @@
+#include "python/VornaNode.h"
+
+#include <cstdio>
+#include <memory>
+#include <stdexcept>
+
+#include "davis/Davis240.h"
+#include "davis/DvXplorer.h"
+#include "device/DeviceController.h"
+#include "usb/DeviceList.h"
+#include "usb/LibUSBDevice.h"
+
+namespace {
+
+constexpr std::uint64_t pollIntervalMs = 100;
+
+[[noreturn]] void throwNoDriver(const char* name)
+{
+    throw std::runtime_error(std::string("The board was found, but this version of vorna has no driver for ") + name +
+                             " yet.");
+}
+
+} // namespace
+
+VornaNode::VornaNode(const std::string& senderEndpoint, const std::string& receiverEndpoint, std::uint64_t id)
+    : TroviNode(senderEndpoint, receiverEndpoint, id, pollIntervalMs)
+{
+    store().insert("DeviceController", std::make_unique<device::DeviceController>(store()));
+}
+
+VornaNode::~VornaNode() { stop(); }
+
+void VornaNode::stop()
+{
+    TroviNode::stop();
+    const std::lock_guard lock(camerasMutex);
+    for (const auto& stopCamera : cameraStops)
+        stopCamera();
+    cameraStops.clear();
+}
+
+std::pair<std::uint16_t, std::uint16_t> VornaNode::getOmbrelVidAndPid() const
+{
+    return {static_cast<std::uint16_t>(usb::VendorId::OpalKelly), static_cast<std::uint16_t>(usb::ProductId::OpalKellyFpga)};
+}
+
+void VornaNode::openOmbrelDevBoard(int bus, int address)
+{
+    const usb::LibUSBDevice found(static_cast<std::uint16_t>(bus), static_cast<std::uint16_t>(address));
+    throwNoDriver("OmbrelDevBoard");
+}
+
+void VornaNode::openTesselTestboard(int bus, int address)
+{
+    const usb::LibUSBDevice found(static_cast<std::uint16_t>(bus), static_cast<std::uint16_t>(address));
+    throwNoDriver("TesselTestBoard");
+}
+
+void VornaNode::openBoard(const char* name)
+{
+    const auto found = usb::getDevicesWithVidPid(usb::VendorId::Cypress, usb::ProductId::DevKit);
+    if (found.size() != 1) {
+        std::fputs("Reopening failed to find device\n", stdout);
+        std::fflush(stdout);
+        return;
+    }
+    throwNoDriver(name);
+}
+
+void VornaNode::openDevKit() { openBoard("TesselDevKit"); }
+void VornaNode::openRavikDevKit() { openBoard("RavikDevKit"); }
+
+template <class Camera>
+void VornaNode::openCamera(const char* name)
+{
+    auto camera = std::make_unique<Camera>();
+    Camera* const opened = camera.get();
+    store().insert(name, std::move(camera));
+    // the store destroys its objects without a word to them, and a running camera must be stopped before
+    const std::lock_guard lock(camerasMutex);
+    cameraStops.emplace_back([opened] {
+        if (opened->isRunning())
+            opened->stop();
+    });
+}
+
+void VornaNode::openDavis() { openCamera<davis::Davis240>("Davis240"); }
+void VornaNode::openDvXplorer() { openCamera<davis::DvXplorer>("DvXplorer"); }
+
+void VornaNode::exposeRootNode() { store().insertBorrowed("VornaNode", *this); }

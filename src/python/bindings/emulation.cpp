@@ -1,0 +1,1 @@
+// Emulated devices: what makes the kit usable with no hardware at hand.

@@ -1,0 +1,76 @@
+#include "trovi/python/ErasedFunction.h"
+
+#include <string_view>
+#include <utility>
+
+namespace trovi::python {
+namespace {
+
+std::vector<std::string> argumentNames(std::string_view list)
+{
+    std::vector<std::string> names;
+    while (!list.empty()) {
+        const std::size_t comma = list.find(", ");
+        names.emplace_back(list.substr(0, comma));
+        list = comma == std::string_view::npos ? std::string_view() : list.substr(comma + 2);
+    }
+    return names;
+}
+
+class ErasedFunction : public py::cpp_function {
+public:
+    explicit ErasedFunction(const FunctionDescription& d)
+    {
+        auto owner = make_function_record();
+        py::detail::function_record& record = *owner;
+        record.name = const_cast<char*>(d.name); // copied by initialize_generic
+        record.doc = const_cast<char*>(d.doc);
+        record.impl = d.implementation;
+        std::copy(std::begin(d.data), std::end(d.data), std::begin(record.data));
+        record.nargs = static_cast<std::uint16_t>(d.arity);
+        record.nargs_pos = record.nargs;
+        record.is_method = d.isMethod;
+        record.is_operator = d.isOperator;
+        record.scope = d.scope;
+        const py::object sibling =
+            d.scope ? py::getattr(d.scope, d.name, py::none()) : py::reinterpret_borrow<py::object>(py::none());
+        record.sibling = sibling;
+
+        const std::vector<std::string> names = argumentNames(d.arguments);
+        const std::size_t positional = d.arity - (d.isMethod ? 1 : 0);
+        if (!names.empty() && names.size() == positional) {
+            if (d.isMethod)
+                record.args.emplace_back("self", nullptr, py::handle(), true, false);
+            for (const std::string& name : names)
+                record.args.emplace_back(name.c_str(), nullptr, py::handle(), true, true);
+        }
+        initialize_generic(std::move(owner), d.signature.text.c_str(), d.signature.types.data(), d.arity);
+    }
+};
+
+} // namespace
+
+py::cpp_function makeFunction(const FunctionDescription& description)
+{
+    const ErasedFunction made(description);
+    return static_cast<const py::cpp_function&>(made);
+}
+
+void addMethod(py::handle cls, FunctionDescription description)
+{
+    description.isMethod = true;
+    description.scope = cls;
+    const py::cpp_function made = makeFunction(description);
+    py::setattr(cls, description.name, made);
+    // as Python itself does for a class that defines equality
+    if (std::strcmp(description.name, "__eq__") == 0 && !cls.attr("__dict__").contains("__hash__"))
+        py::setattr(cls, "__hash__", py::none());
+}
+
+void* loadInstance(py::handle source, const std::type_info& type)
+{
+    py::detail::type_caster_generic caster(type);
+    return caster.load(source, false) ? caster.value : nullptr;
+}
+
+} // namespace trovi::python

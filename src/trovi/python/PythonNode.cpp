@@ -1,0 +1,195 @@
+#include "trovi/python/PythonNode.h"
+
+#include <chrono>
+#include <stdexcept>
+#include <unistd.h>
+#include <utility>
+
+#include "trovi/Dispatcher.h"
+#include "trovi/Serial.h"
+#include "trovi/python/Remote.h"
+#include "trovi/python/Waiting.h"
+
+namespace trovi::python {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr std::uint64_t pollIntervalMs = 100;
+
+// Runs `undo` when the scope is left by an exception.
+template <class Undo>
+class FailureGuard {
+public:
+    explicit FailureGuard(Undo undo) : undo(std::move(undo)) {}
+    FailureGuard(const FailureGuard&) = delete;
+    FailureGuard& operator=(const FailureGuard&) = delete;
+    ~FailureGuard()
+    {
+        if (armed)
+            undo();
+    }
+    void dismiss() { armed = false; }
+
+private:
+    Undo undo;
+    bool armed = true;
+};
+
+// The interpreter keeps its own table of modules; a submodule that stayed there would be found again, with the proxies
+// of another day, when its name is used anew.
+void forgetModule(py::handle parent, const char* name)
+{
+    const std::string full = std::string(PyModule_GetName(parent.ptr())) + "." + name;
+    py::dict modules = py::module_::import("sys").attr("modules");
+    if (modules.contains(full.c_str()))
+        PyDict_DelItemString(modules.ptr(), full.c_str());
+}
+
+} // namespace
+
+PythonNode::PythonNode(const std::string& senderEndpoint, const std::string& requestsEndpoint, std::uint64_t id,
+                       py::handle module)
+    : TroviNode(senderEndpoint, requestsEndpoint, id, pollIntervalMs), module(module)
+{
+    dispatcher().setOnResponseMessageCommandCallback(StoreCommand::contentUpdate,
+                                                   [this](std::istream& stream) { contentUpdated(stream); });
+    dispatcher().setOnResponseMessageCommandCallback(StoreCommand::storeClosed, [this](std::istream& stream) {
+        const auto storeId = deserializeElement<std::uint64_t>(stream);
+        const std::lock_guard lock(openStores->mutex);
+        openStores->ids.erase(storeId);
+    });
+}
+
+PythonNode::~PythonNode()
+{
+    stop(); // the callbacks above use this object's members
+    const py::gil_scoped_acquire lock;
+    remoteModules.clear();
+}
+
+void PythonNode::contentUpdated(std::istream& stream)
+{
+    auto elements = deserializeElement<std::vector<ElementDescription>>(stream);
+    const py::gil_scoped_acquire lock;
+    if (opening)
+        deferred.push_back(std::move(elements));
+    else
+        updateRemoteElements(std::move(elements));
+}
+
+py::module_ PythonNode::makeSubmodule(const char* name, std::uint64_t storeId)
+{
+    forgetModule(module, name);
+    py::module_ submodule =
+        py::reinterpret_borrow<py::module_>(module).def_submodule(name, "Automatically generated submodule.");
+    submodule.def(
+        "is_open",
+        [stores = openStores, storeId] {
+            const std::lock_guard lock(stores->mutex);
+            return stores->ids.contains(storeId);
+        },
+        "False once the store has announced that it closes.");
+    return submodule;
+}
+
+void PythonNode::openRemoteNode(std::uint64_t storeId, const char* name)
+{
+    std::unique_lock oneAtATime(openMutex, std::defer_lock);
+    {
+        const py::gil_scoped_release release;
+        oneAtATime.lock();
+    }
+    if (storeId == id())
+        throw std::runtime_error("Trying to load local store as remote!");
+    if (py::hasattr(module, name))
+        throw std::runtime_error("Trying to use an already taken remote store name!");
+    if (remoteModules.contains(storeId))
+        throw std::runtime_error("Remote store id = " + std::to_string(storeId) + " already bound!");
+
+    opening = true;
+    // Whatever becomes of the opening, updates that came meanwhile go back to the dispatcher, in their order.
+    const FailureGuard handBack([this] {
+        opening = false;
+        for (auto& elements : std::exchange(deferred, {}))
+            channel().enqueue(
+                messages::Response{id(), StoreCommand::contentUpdate, serializeToBuffer(std::string(), elements)});
+    });
+
+    auto content = getStoreContent(channel(), storeId);
+    if (waitWithSignals(content, 1s) == std::future_status::timeout)
+        throw std::runtime_error("Store with ID: " + std::to_string(storeId) + " timed out on content request");
+
+    FailureGuard undo([&] {
+        if (py::hasattr(module, name))
+            py::delattr(module, name);
+        forgetModule(module, name);
+        remoteModules.erase(storeId);
+    });
+    py::module_ submodule = makeSubmodule(name, storeId);
+    remoteModules[storeId] = submodule;
+    for (const ElementDescription& element : content.get())
+        Remote::executeBindingRule(submodule, sharedChannel(), element);
+    {
+        const std::lock_guard lock(openStores->mutex);
+        openStores->ids.insert(storeId);
+    }
+    undo.dismiss();
+}
+
+void PythonNode::closeRemoteNode(const char* name)
+{
+    if (!py::hasattr(module, name))
+        throw std::runtime_error("Specified name doesen't exists!");
+    const py::object submodule = module.attr(name);
+    for (auto i = remoteModules.begin(); i != remoteModules.end(); ++i)
+        if (i->second.is(submodule)) {
+            remoteModules.erase(i);
+            py::delattr(module, name);
+            forgetModule(module, name);
+            return;
+        }
+    throw std::runtime_error("Specified submodule is not a remote store proxy!");
+}
+
+void PythonNode::updateRemoteElements(std::vector<ElementDescription> elements)
+{
+    for (const ElementDescription& element : elements) {
+        // the look-up leaves a null entry for a store that isn't bound, and openRemoteNode() then refuses its id
+        const py::object bound = remoteModules[element.ref.storeId];
+        if (!bound)
+            continue;
+        auto submodule = py::reinterpret_borrow<py::module_>(bound);
+        if (element.change == ElementDescription::added)
+            Remote::executeBindingRule(submodule, sharedChannel(), element);
+        else if (element.change == ElementDescription::removed && py::hasattr(submodule, element.name.c_str()))
+            py::delattr(submodule, element.name.c_str());
+    }
+}
+
+std::shared_ptr<PythonNode> PythonNodeSingleton::instance;
+pid_t PythonNodeSingleton::owner = 0;
+
+std::shared_ptr<PythonNode> PythonNodeSingleton::getInstance()
+{
+    if (!instance || owner != ::getpid())
+        throw std::runtime_error("Local node not initialized! Please setup_local_node(...) first!");
+    // The last share may be given up by a thread that was inside the node while it was replaced; the lock must be free
+    // then.
+    return {instance.get(), [share = instance](PythonNode*) mutable {
+                const py::gil_scoped_release release;
+                share.reset();
+            }};
+}
+
+void PythonNodeSingleton::replace(std::shared_ptr<PythonNode> made)
+{
+    std::shared_ptr<PythonNode> former = std::exchange(instance, std::move(made));
+    if (std::exchange(owner, ::getpid()) != ::getpid() && former)
+        new std::shared_ptr<PythonNode>(
+            std::move(former)); // its threads are the parent process's: never to be joined here
+    const py::gil_scoped_release release;
+    former.reset();
+}
+
+} // namespace trovi::python
