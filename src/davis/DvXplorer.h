@@ -1,0 +1,27 @@
+#pragma once
+// A DVXplorer camera: the first one that libcaer finds, or the first virtual one.
+
+#include "davis/Camera.h"
+
+namespace davis {
+
+class DvXplorer : public detail::Camera {
+public:
+    /// Opens the camera, prints its description to standard output, and configures it.
+    /// @throws std::runtime_error with libcaer's text when there is none, or when it does not take its configuration
+    DvXplorer();
+};
+
+} // namespace davis
+
+template <>
+constexpr auto trovi::registerMemberFunctions<davis::DvXplorer>()
+{
+    return davis::detail::cameraFunctions<davis::DvXplorer>();
+}
+
+template <>
+constexpr const char* trovi::registerDoc<davis::DvXplorer>()
+{
+    return "A DVXplorer event camera. Connect its source node, then start it; stop it before it goes.";
+}

@@ -1,0 +1,122 @@
+#pragma once
+// The 8-byte polarity event of cameras and recordings, little-endian on the wire and on disk:
+//
+//   bytes 0..3  data word   bit 0 valid mark, bit 1 polarity (1 = ON), bits 16..2 y, bits 31..17 x
+//   bytes 4..7  timestamp   microseconds, 32 bits; what its top bit means is the affair of the container
+//
+// The layout stands here once; camera, recordings and writers all read and make their words by it.
+
+#include <array>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <iterator>
+#include <span>
+#include <vector>
+
+#include "davis/event/DvsEvent.h"
+
+namespace davis::event {
+
+/// `width` bits of a 32-bit word, from bit `low` up.
+struct BitField {
+    unsigned low;
+    unsigned width;
+
+    constexpr std::uint32_t largest() const { return (std::uint32_t{1} << width) - 1; }
+    constexpr std::uint32_t mask() const { return largest() << low; }
+    constexpr std::uint32_t get(std::uint32_t word) const { return (word >> low) & largest(); }
+    /// `value` must not exceed largest().
+    constexpr std::uint32_t put(std::uint32_t value) const { return value << low; }
+};
+
+struct PolarityWord {
+    static constexpr BitField valid{0, 1};
+    static constexpr BitField polarity{1, 1};
+    static constexpr BitField y{2, 15};
+    static constexpr BitField x{17, 15};
+    static constexpr std::size_t bytes = 8; ///< data word and timestamp
+};
+static_assert((PolarityWord::valid.mask() ^ PolarityWord::polarity.mask() ^ PolarityWord::y.mask() ^
+               PolarityWord::x.mask()) == 0xFFFFFFFF,
+              "the fields fill the data word without overlap");
+
+static_assert(std::endian::native == std::endian::little, "words are copied as they stand in memory");
+
+/// The data word of a valid event; x and y at most 32,767.
+constexpr std::uint32_t dataWord(const DvsEvent& event)
+{
+    return PolarityWord::valid.put(1) | PolarityWord::polarity.put(event.polarity) | PolarityWord::y.put(event.y) |
+           PolarityWord::x.put(event.x);
+}
+
+/// The event of a data word and its timestamp; the valid mark is not looked at.
+inline DvsEvent eventOf(std::uint32_t data, std::int64_t timestamp)
+{
+    // Two whole words, since four narrow stores cost whoever loads them back as words 5 to 10 ns an event.
+    static_assert(offsetof(DvsEvent, x) == 0 && offsetof(DvsEvent, y) == 2 && offsetof(DvsEvent, polarity) == 4 &&
+                  offsetof(DvsEvent, timestamp) == 8 && sizeof(DvsEvent) == 16);
+    const std::uint64_t pixel = std::uint64_t{PolarityWord::x.get(data)} |
+                                std::uint64_t{PolarityWord::y.get(data)} << 16 |
+                                std::uint64_t{PolarityWord::polarity.get(data)} << 32;
+    return std::bit_cast<DvsEvent>(std::array<std::uint64_t, 2>{pixel, static_cast<std::uint64_t>(timestamp)});
+}
+
+/// Appends the events of `words` (whole words of 8 bytes, any alignment), valid or not, in order. The 32-bit timestamp
+/// is sign-extended: the value wraps with the camera's counter.
+inline void appendEvents(std::span<const std::byte> words, std::vector<DvsEvent>& events)
+{
+    // An iterator that makes events, so that the vector is sized once and each element is written once.
+    struct Reading {
+        using iterator_category = std::random_access_iterator_tag;
+        using value_type = DvsEvent;
+        using difference_type = std::ptrdiff_t;
+        using pointer = void;
+        using reference = DvsEvent;
+
+        const std::byte* at;
+
+        DvsEvent operator*() const
+        {
+            std::array<std::uint32_t, 2> word;
+            std::memcpy(word.data(), at, sizeof word);
+            return eventOf(word[0], static_cast<std::int32_t>(word[1]));
+        }
+        Reading& operator++()
+        {
+            at += PolarityWord::bytes;
+            return *this;
+        }
+        Reading& operator--()
+        {
+            at -= PolarityWord::bytes;
+            return *this;
+        }
+        Reading operator++(int)
+        {
+            const Reading before = *this;
+            ++*this;
+            return before;
+        }
+        Reading& operator+=(difference_type n)
+        {
+            at += n * static_cast<difference_type>(PolarityWord::bytes);
+            return *this;
+        }
+        Reading operator+(difference_type n) const
+        {
+            Reading moved = *this;
+            return moved += n;
+        }
+        difference_type operator-(const Reading& other) const
+        {
+            return (at - other.at) / static_cast<difference_type>(PolarityWord::bytes);
+        }
+        bool operator==(const Reading&) const = default;
+    };
+    const Reading first{words.data()};
+    events.insert(events.end(), first, first + static_cast<std::ptrdiff_t>(words.size() / PolarityWord::bytes));
+}
+
+} // namespace davis::event

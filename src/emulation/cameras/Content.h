@@ -1,0 +1,26 @@
+#pragma once
+// What a virtual camera shows: batches of events in timestamp order, as a camera would put them into its packets.
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "davis/event/DvsEvent.h"
+
+namespace emulation {
+
+/// Thread-bound to the camera's opener: rewind() and next() never overlap.
+class Content {
+public:
+    virtual ~Content() = default;
+
+    /// Back to the beginning; the same batches come again.
+    virtual void rewind() = 0;
+    /// Replaces `batch` by the next one, which is never empty; false, with an empty one, at the end.
+    virtual bool next(std::vector<davis::event::DvsEvent>& batch) = 0;
+    /// Why next() ended before what was to be shown did; nothing when it went well.
+    virtual std::optional<std::string> damage() const { return std::nullopt; }
+};
+
+} // namespace emulation

@@ -1,0 +1,102 @@
+#pragma once
+// What is set when a virtual camera is plugged in. Plain values; plugVirtualDavis() and its kin check them.
+
+#include <cstdint>
+
+#include "trovi/Reflect.h"
+
+namespace emulation {
+
+/// A synthetic scene. The three weights say how the events divide among its parts; only their ratio counts.
+struct SceneOptions {
+    std::uint16_t width = 0;
+    std::uint16_t height = 0;
+    double movingBars = 1.0;
+    double rotatingDot = 1.0;
+    double noise = 0.2;
+    double eventsPerSecond = 200'000.0;
+    std::uint64_t seed = 1;
+    std::int64_t durationUs = 0;
+    std::int32_t batchUs = 10'000;
+    bool realtime = true;
+    double speed = 1.0;
+    std::uint32_t maxBacklog = 8;
+};
+
+/// How a recording is played.
+struct ReplayOptions {
+    std::uint16_t width = 0;
+    std::uint16_t height = 0;
+    bool loop = false;
+    bool ownPackets = false;
+    std::int32_t batchUs = 10'000;
+    bool realtime = true;
+    double speed = 1.0;
+    std::uint32_t maxBacklog = 8;
+};
+
+namespace detail {
+
+inline constexpr const char* realtimeDoc =
+    "True: a batch comes when the time of its last event has come, counted from the start.\n"
+    "False: as fast as the nodes connected to the camera take batches";
+inline constexpr const char* speedDoc = "how many times faster than real time, above 0; used when realtime is true";
+inline constexpr const char* batchUsDoc =
+    "length of a batch in microseconds, 1 or more; a camera's packets have 10,000";
+inline constexpr const char* maxBacklogDoc =
+    "with realtime false, no batch is sent while this many wait at a connected node; 1 or more";
+
+} // namespace detail
+} // namespace emulation
+
+template <>
+constexpr auto trovi::registerMembers<emulation::SceneOptions>()
+{
+    using emulation::SceneOptions;
+    namespace doc = emulation::detail;
+    return members(
+        member("width", &SceneOptions::width, "columns, up to 4,096; 0: those of the camera (346 or 640)"),
+        member("height", &SceneOptions::height, "rows, up to 4,096; 0: those of the camera (260 or 480)"),
+        member("movingBars", &SceneOptions::movingBars, "weight of upright bars that move to the right, 0 or more"),
+        member("rotatingDot", &SceneOptions::rotatingDot, "weight of a dot on a circle, 2 turns a second, 0 or more"),
+        member("noise", &SceneOptions::noise, "weight of events anywhere, 0 or more"),
+        member("eventsPerSecond", &SceneOptions::eventsPerSecond, "events a second of the scene's time, 1 to 1e8"),
+        member("seed", &SceneOptions::seed, "the same seed shows the same events"),
+        member("durationUs", &SceneOptions::durationUs, "length of the scene in microseconds; 0: endless"),
+        member("batchUs", &SceneOptions::batchUs, doc::batchUsDoc),
+        member("realtime", &SceneOptions::realtime, doc::realtimeDoc),
+        member("speed", &SceneOptions::speed, doc::speedDoc),
+        member("maxBacklog", &SceneOptions::maxBacklog, doc::maxBacklogDoc));
+}
+
+template <>
+constexpr const char* trovi::registerDoc<emulation::SceneOptions>()
+{
+    return "A synthetic scene for a virtual camera: moving bars, a rotating dot, noise.";
+}
+
+template <>
+constexpr auto trovi::registerMembers<emulation::ReplayOptions>()
+{
+    using emulation::ReplayOptions;
+    namespace doc = emulation::detail;
+    return members(
+        member("width", &ReplayOptions::width,
+               "columns, up to 4,096; 0: those of the recording, else of the camera (346 or 640)"),
+        member("height", &ReplayOptions::height,
+               "rows, up to 4,096; 0: those of the recording, else of the camera (260 or 480)"),
+        member("loop", &ReplayOptions::loop, "play again from the beginning at the end; timestamps go on growing"),
+        member("ownPackets", &ReplayOptions::ownPackets,
+               "send the packets of the recording (AEDAT 3.1; other formats: pieces of the file) as batches, "
+               "instead of batches of batchUs"),
+        member("batchUs", &ReplayOptions::batchUs, doc::batchUsDoc),
+        member("realtime", &ReplayOptions::realtime, doc::realtimeDoc),
+        member("speed", &ReplayOptions::speed, doc::speedDoc),
+        member("maxBacklog", &ReplayOptions::maxBacklog, doc::maxBacklogDoc));
+}
+
+template <>
+constexpr const char* trovi::registerDoc<emulation::ReplayOptions>()
+{
+    return "How a virtual camera plays a recording.";
+}

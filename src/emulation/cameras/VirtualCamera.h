@@ -1,0 +1,177 @@
+#pragma once
+// Cameras that exist in software: a synthetic scene or a recording is plugged in and is then found, opened, read and
+// unplugged as a camera on USB is.
+//
+//   auto camera = emulation::plugVirtualDavis({.eventsPerSecond = 1e6, .realtime = false});
+//   davis::Davis240 davis;                       // finds it
+//   davis.getSourceNode().addDestination(input);
+//   davis.start();
+//   camera->unplug();                            // davis stops as on a pulled cable
+//
+// Nothing is ever lost on the way: batches are made when they are read. In real time a reader that comes late gets what
+// it missed at once. As fast as possible (realtime = false), no batch is handed out while `maxBacklog` of them wait at
+// any node connected to the camera, so the queues behind it stay short. What those nodes send on is beyond the camera's
+// sight: a node that passes on batch for batch to a slower one still fills that one's queue.
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "davis/caer/VirtualBus.h"
+#include "emulation/cameras/Content.h"
+#include "emulation/cameras/Options.h"
+#include "trovi/Reflect.h"
+
+namespace emulation {
+
+/// What a camera has handed to its reader since it was last opened.
+struct CameraCounters {
+    std::uint64_t events = 0;
+    std::uint64_t batches = 0;
+
+    friend bool operator==(const CameraCounters&, const CameraCounters&) = default;
+};
+
+/// When batches are due.
+struct Pace {
+    bool realtime = true;
+    double speed = 1.0;
+    std::uint32_t maxBacklog = 8;
+};
+
+/// Life: plugged -> open (by one device at a time, from the beginning) -> delivering (on and off, going on where it
+/// stopped) -> closed, and again. unplug() may come at any moment and is for good.
+///
+/// Threads: the public functions above "what the libcaer layer calls" are thread-safe. unplug() of a delivering camera
+/// starts one thread, which calls the shutdown callback; close(), and at last the destructor, join it.
+/// Lock: `mutex` guards all state below it but `content`, `pending` and `ended`, which belong to the opener: open() and
+/// then the one thread in next(). Nothing is taken under `mutex`, and no callback runs under it; the bus's mutex may be
+/// held when open() takes it.
+class VirtualCamera final : public davis::caer::PluggedCamera {
+public:
+    VirtualCamera(davis::caer::CameraKind kind, davis::caer::CameraInfo info, std::unique_ptr<Content> content,
+                  Pace pace);
+    VirtualCamera(const VirtualCamera&) = delete;
+    VirtualCamera& operator=(const VirtualCamera&) = delete;
+    ~VirtualCamera() override;
+
+    /// Takes the camera off the bus for good. A running reader is ended as by a pulled cable, on another thread: this
+    /// does not wait for that. Does nothing a second time.
+    void unplug();
+    bool isPlugged() const override;
+    bool isOpen() const;
+    bool isDelivering() const;
+
+    /// True once everything has been shown and the reader came back for more, so that the last batch has been sent.
+    /// Never so for an endless scene, a loop, or an unplugged camera that had more to show.
+    bool isFinished() const;
+    /// Waits for isFinished(), at most `timeoutMs`; an unplug ends the wait.
+    /// @return isFinished()
+    bool waitUntilFinished(std::int64_t timeoutMs) const;
+
+    CameraCounters counters() const;
+    std::uint64_t eventCount() const { return counters().events; }
+    std::uint64_t batchCount() const { return counters().batches; }
+    /// What ended a recording before its time (file, byte, expectation); empty when all is well.
+    std::string damage() const;
+
+    std::string model() const { return information.model; }
+    std::string serialNumber() const { return information.serialNumber; }
+    int width() const { return information.width; }
+    int height() const { return information.height; }
+
+    // What the libcaer layer calls.
+    davis::caer::CameraKind kind() const override { return kind_; }
+    davis::caer::CameraInfo info() const override { return information; }
+    bool open() override;
+    void close() override;
+    bool startStream(std::function<void()> shutdown) override;
+    bool stopStream() override;
+    bool next(std::vector<davis::event::DvsEvent>& events, int waitMs,
+              const std::function<std::size_t()>& backlog) override;
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    bool fillPending();
+    bool waitUntilDue(Clock::time_point giveUp);
+    bool waitForRoom(Clock::time_point giveUp, const std::function<std::size_t()>& backlog);
+    void idleAtEnd(Clock::time_point giveUp);
+    Clock::duration sinceBegin(std::int64_t timestampUs) const;
+
+    const davis::caer::CameraKind kind_;
+    const davis::caer::CameraInfo information;
+    const Pace pace;
+
+    const std::unique_ptr<Content> content;
+    std::vector<davis::event::DvsEvent> pending; // the batch that is next, made but not yet due
+    bool ended = false;                          // `content` has no more
+
+    mutable std::mutex mutex;
+    mutable std::condition_variable changed; // plugged, delivering, finished
+    bool plugged = true;
+    bool opened = false;
+    bool delivering = false;
+    bool finished = false;
+    CameraCounters counts;
+    std::string damage_;
+    std::optional<std::int64_t> firstUs; // timestamp of the first event since open()
+    Clock::duration played{};            // of the scene's time, at the last stopStream()
+    Clock::time_point begin;             // when the first event was or would have been due
+    std::function<void()> onShutdown;
+    std::thread shutdownThread;
+};
+
+/// Plugs a virtual DAVIS (346 x 260 unless told otherwise) or DVXplorer (640 x 480) in, behind those that are plugged
+/// already. It stays until it is unplugged, whether or not the result is kept.
+/// @throws std::invalid_argument for options out of range, naming the option; std::runtime_error where the build has
+///         libcaer, whose cameras are real ones
+std::shared_ptr<VirtualCamera> plugVirtualDavis(const SceneOptions& scene = {});
+std::shared_ptr<VirtualCamera> plugVirtualDvXplorer(const SceneOptions& scene = {});
+/// The same with a recording, of the formats of davis/recording/Reader.h.
+/// @throws also std::runtime_error when the file cannot be read; damage beyond its header shows in damage() instead
+std::shared_ptr<VirtualCamera> plugVirtualDavisRecording(const std::string& path, const ReplayOptions& options = {});
+std::shared_ptr<VirtualCamera> plugVirtualDvXplorerRecording(const std::string& path,
+                                                             const ReplayOptions& options = {});
+
+/// All that are plugged in, in the order of plugging.
+std::vector<std::shared_ptr<VirtualCamera>> virtualCameras();
+void unplugAllVirtualCameras();
+
+} // namespace emulation
+
+template <>
+constexpr auto trovi::registerMemberFunctions<emulation::VirtualCamera>()
+{
+    using emulation::VirtualCamera;
+    return functions(
+        function("unplug", &VirtualCamera::unplug, "Pulls the cable, for good: a running camera object stops."),
+        function("isPlugged", &VirtualCamera::isPlugged, "True until unplug()."),
+        function("isOpen", &VirtualCamera::isOpen, "True while a camera object has it open."),
+        function("isDelivering", &VirtualCamera::isDelivering, "True while a camera object reads it."),
+        function("isFinished", &VirtualCamera::isFinished, "True once all has been shown and sent on."),
+        blockingFunction("waitUntilFinished", &VirtualCamera::waitUntilFinished,
+                         "Waits up to timeoutMs milliseconds until all has been shown and sent on; True if it has.",
+                         "timeoutMs"),
+        function("eventCount", &VirtualCamera::eventCount, "Events shown since the camera was last opened."),
+        function("batchCount", &VirtualCamera::batchCount, "Batches shown since the camera was last opened."),
+        function("damage", &VirtualCamera::damage,
+                 "What ended a recording before its time: file, byte, what was expected; empty when all is well."),
+        function("model", &VirtualCamera::model, "Name of the camera's model."),
+        function("serialNumber", &VirtualCamera::serialNumber, "Serial number, unique in the process."),
+        function("width", &VirtualCamera::width, "Columns."), function("height", &VirtualCamera::height, "Rows."));
+}
+
+template <>
+constexpr const char* trovi::registerDoc<emulation::VirtualCamera>()
+{
+    return "A camera that exists in software, plugged in where a real one would be.";
+}
