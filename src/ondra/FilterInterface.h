@@ -12,8 +12,10 @@
 //   };
 
 #include <any>
+#include <cstddef>
 #include <memory>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "ondra/Channel.h"
@@ -87,14 +89,18 @@ protected:
         return destination ? *destination : std::weak_ptr<Channel<Out>>();
     }
 
-    /// Enqueues a copy of `result` into each destination that lives, in order of connection, and forgets the others.
-    /// A batch is a shared pointer: every destination gets the same vector. What memory does not suffice for is lost.
+    /// Enqueues `result` into each destination that lives, in order of connection, and forgets the others. A batch is a
+    /// shared pointer: every destination gets the same vector. What memory does not suffice for is lost.
     template <class Result>
     void forwardResult(Result&& result) requires(!std::is_void_v<Out>)
     {
-        for (const auto& destination : destinations)
-            if (const auto channel = destination.lock())
-                channel->enqueue(result);
+        for (std::size_t i = 0; i < destinations.size(); ++i)
+            if (const auto channel = destinations[i].lock()) {
+                if (i + 1 < destinations.size())
+                    channel->enqueue(result);
+                else
+                    channel->enqueue(std::forward<Result>(result));
+            }
         removeExpiredDestinations();
     }
 

@@ -1,6 +1,7 @@
 #pragma once
 // The mutex of a node's settings and results.
 
+#include <atomic>
 #include <mutex>
 
 namespace graph::nodes::detail {
@@ -12,13 +13,20 @@ class TurnMutex {
 public:
     void lock()
     {
-        const std::lock_guard waiting(turn);
-        mutex.lock();
+        if (waiting == 0 && mutex.try_lock())
+            return;
+        ++waiting;
+        {
+            const std::lock_guard next(turn);
+            mutex.lock();
+        }
+        --waiting;
     }
     void unlock() { mutex.unlock(); }
 
 private:
-    std::mutex turn; // taken first, held only while waiting for `mutex`
+    std::atomic<int> waiting = 0; // while it isn't 0, newcomers line up at `turn`
+    std::mutex turn;              // held by the first in the line
     std::mutex mutex;
 };
 

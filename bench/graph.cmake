@@ -1,0 +1,3 @@
+vorna_bench(NAME bm_EventPipeline
+  SOURCES bm_EventPipeline.cpp
+  DEPS graph)
