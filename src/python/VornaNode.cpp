@@ -41,7 +41,8 @@ void VornaNode::stop()
 
 std::pair<std::uint16_t, std::uint16_t> VornaNode::getOmbrelVidAndPid() const
 {
-    return {static_cast<std::uint16_t>(usb::VendorId::OpalKelly), static_cast<std::uint16_t>(usb::ProductId::OpalKellyFpga)};
+    return {static_cast<std::uint16_t>(usb::VendorId::OpalKelly),
+            static_cast<std::uint16_t>(usb::ProductId::OpalKellyFpga)};
 }
 
 void VornaNode::openOmbrelDevBoard(int bus, int address)

@@ -257,6 +257,10 @@ const ClassOps& classOps()
 template <class T>
 inline constexpr bool ownsThreads = false;
 
+/// Specialise as true for a class whose objects C++ shares: Python's instances then hold a share.
+template <class T>
+inline constexpr bool isShared = false;
+
 /// Owner of a Python instance whose class owns threads.
 template <class T>
 struct ThreadOwnerDeleter {
@@ -270,7 +274,9 @@ struct ThreadOwnerDeleter {
 };
 
 template <class T>
-using Holder = std::conditional_t<ownsThreads<T>, std::unique_ptr<T, ThreadOwnerDeleter<T>>, std::unique_ptr<T>>;
+using Holder = std::conditional_t<
+    isShared<T>, std::shared_ptr<T>,
+    std::conditional_t<ownsThreads<T>, std::unique_ptr<T, ThreadOwnerDeleter<T>>, std::unique_ptr<T>>>;
 
 /// Makes an object for Python and, if it owns threads, has it stopped at the interpreter's exit.
 template <class T, class... Args>

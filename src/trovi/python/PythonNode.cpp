@@ -53,7 +53,7 @@ PythonNode::PythonNode(const std::string& senderEndpoint, const std::string& req
     : TroviNode(senderEndpoint, requestsEndpoint, id, pollIntervalMs), module(module)
 {
     dispatcher().setOnResponseMessageCommandCallback(StoreCommand::contentUpdate,
-                                                   [this](std::istream& stream) { contentUpdated(stream); });
+                                                     [this](std::istream& stream) { contentUpdated(stream); });
     dispatcher().setOnResponseMessageCommandCallback(StoreCommand::storeClosed, [this](std::istream& stream) {
         const auto storeId = deserializeElement<std::uint64_t>(stream);
         const std::lock_guard lock(openStores->mutex);
