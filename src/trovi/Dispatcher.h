@@ -192,6 +192,8 @@ public:
     {}
 
     T& object() { return *object_; }
+    /// Gives the object up; after that the holder may only be destroyed. Null for a borrowed object.
+    std::unique_ptr<T> release() { return std::move(owned_); }
 
     void receiveMsg(messages::Header header, Bytes&& buffer) override
     {

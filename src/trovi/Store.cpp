@@ -7,8 +7,9 @@ namespace trovi {
 Store::~Store()
 {
     // One after the other: a map's own destructor promises no order.
+    // Taken out of the map first, since an object's destructor may erase others (a device controller does).
     while (!objects_.empty())
-        objects_.erase(objects_.begin());
+        objects_.extract(objects_.begin());
 }
 
 std::size_t Store::size() const
