@@ -1,0 +1,11 @@
+#include "device/DeviceDiscoverer.h"
+
+namespace device {
+
+DiscovererMap& getDiscoverers()
+{
+    static DiscovererMap discoverers;
+    return discoverers;
+}
+
+} // namespace device

@@ -1,0 +1,322 @@
+#include "device/DeviceController.h"
+
+#include <functional>
+#include <set>
+#include <sstream>
+#include <utility>
+
+#include <gmock/gmock.h>
+
+#include "LogCapture.h"
+#include "device/DeviceInterfaceFactory.h"
+#include "device/Drivers.h"
+#include "trovi/Dispatcher.h"
+#include "trovi/Store.h"
+
+namespace {
+
+using namespace device;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::ThrowsMessage;
+using testing::UnorderedElementsAre;
+
+using Texts = std::vector<std::string>;
+
+// Everything that the drivers below did, in order: "API 1 built", "API 1 closed".
+Texts events;
+int built = 0;
+
+struct Traced {
+    explicit Traced(const char* what) : name(std::string(what) + ' ' + std::to_string(++built))
+    {
+        events.push_back(name + " built");
+    }
+    ~Traced() { events.push_back(name + " closed"); }
+    std::string name;
+};
+
+struct Api : DeviceAPI {
+    explicit Api(const DeviceInfo& info) : type(info.device_type_name) {}
+    std::string getDeviceTypeName() const override { return type; }
+    Traced traced{"API"};
+    std::string type;
+};
+
+struct Model : DeviceModel {
+    explicit Model(std::unique_ptr<DeviceAPI> owned) : api(std::move(owned)) {}
+    std::unique_ptr<DeviceAPI> releaseDeviceAPI() override { return std::move(api); }
+    std::unique_ptr<DeviceAPI> api;
+    Traced traced{"model"};
+};
+
+struct TracedBoard : Board {
+    Traced traced{"board"};
+};
+
+struct Controller : DeviceController {
+    using DeviceController::DeviceController;
+    using DeviceController::opened;
+};
+
+struct Discoverer : DeviceDiscovererInterface {
+    explicit Discoverer(std::vector<DeviceInfo> devices) : found(std::move(devices)) {}
+    std::vector<DeviceInfo> getDevices() override { return found; }
+    std::vector<DeviceInfo> found;
+};
+
+class DeviceControllerTest : public testing::Test {
+protected:
+    DeviceControllerTest()
+    {
+        auto& factory = DeviceInterfaceFactory::getInstance();
+        for (const char* type : {"full", "other"}) {
+            factory.registerAPIBuilder(type, [](const DeviceInfo& info) { return std::make_unique<Api>(info); });
+            factory.registerModelBuilder(type, [](auto api) { return std::make_unique<Model>(std::move(api)); });
+            factory.registerBoardBuilder(type, [](const DeviceInfo&) { return std::make_unique<TracedBoard>(); });
+        }
+        factory.registerAPIBuilder("bare", [](const DeviceInfo& info) { return std::make_unique<Api>(info); });
+        events.clear();
+        built = 0;
+    }
+    ~DeviceControllerTest() override { getDiscoverers().clear(); }
+
+    std::set<std::string> heldTypes() const
+    {
+        std::set<std::string> types;
+        for (const auto& element : store.report())
+            types.insert(element.name + ": " + element.type);
+        return types;
+    }
+
+    trovi::MessageChannel channel;
+    trovi::Store store{channel, 7};
+    const DeviceInfo info{"S", 1, 2, 0, "full"};
+};
+
+enum class State { closed, api, model, board };
+
+trovi::StoreRef open(DeviceController& controller, State state, const DeviceInfo& info)
+{
+    switch (state) {
+    case State::api:
+        return controller.openDeviceAPI(info);
+    case State::model:
+        return controller.openDeviceModel(info);
+    case State::board:
+        return controller.openBoard(info);
+    case State::closed:
+        controller.closeDevice(info);
+    }
+    return trovi::StoreRef::invalid();
+}
+
+TEST_F(DeviceControllerTest, EveryRoleIsReachedFromEveryOther)
+{
+    const struct {
+        State from, to;
+        Texts logged; // of the controller alone
+        Texts happened;
+    } rows[] = {
+        {State::closed, State::closed, {}, {}},
+        {State::closed, State::api, {"openDeviceAPI", "getDeviceAPI create API"}, {"API 1 built"}},
+        {State::closed,
+         State::model,
+         {"openDeviceModel", "openDeviceModel create device API", "openDeviceModel create Model"},
+         {"API 1 built", "model 2 built"}},
+        {State::closed, State::board, {"openBoard", "openBoard create Board"}, {"board 1 built"}},
+
+        {State::api, State::closed, {}, {"API 1 closed"}},
+        {State::api, State::api, {"openDeviceAPI", "openDeviceAPI retrieve device API"}, {}},
+        {State::api,
+         State::model,
+         {"openDeviceModel", "openDeviceModel retrieve device API", "openDeviceModel create Model"},
+         {"model 2 built"}},
+        {State::api,
+         State::board,
+         {"openBoard", "openBoard close device API", "openBoard create Board"},
+         {"API 1 closed", "board 2 built"}},
+
+        {State::model, State::closed, {}, {"model 2 closed", "API 1 closed"}},
+        {State::model,
+         State::api,
+         {"openDeviceAPI", "openDeviceAPI retrieve device API from model and remove model from store"},
+         {"model 2 closed"}},
+        {State::model, State::model, {"openDeviceModel", "openDeviceModel retrieve device Model"}, {}},
+        {State::model,
+         State::board,
+         {"openBoard", "openBoard close device model", "openBoard create Board"},
+         {"model 2 closed", "API 1 closed", "board 3 built"}},
+
+        {State::board, State::closed, {}, {"board 1 closed"}},
+        {State::board,
+         State::api,
+         {"openDeviceAPI", "openDeviceAPI close board", "getDeviceAPI create API"},
+         {"board 1 closed", "API 2 built"}},
+        {State::board,
+         State::model,
+         {"openDeviceModel", "openDeviceModel close board", "openDeviceModel create device API",
+          "openDeviceModel create Model"},
+         {"board 1 closed", "API 2 built", "model 3 built"}},
+        {State::board, State::board, {"openBoard", "openBoard retrieve Board"}, {}},
+    };
+    const char* const types[] = {"", "device::DeviceAPI", "device::DeviceModel", "device::Board"};
+    const DriverReferenceType roles[] = {
+        {}, DriverReferenceType::DeviceAPI, DriverReferenceType::DeviceModel, DriverReferenceType::Board};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(testing::Message() << "from " << static_cast<int>(row.from) << " to " << static_cast<int>(row.to));
+        Controller controller(store);
+        built = 0;
+        const trovi::StoreRef before = open(controller, row.from, info);
+        events.clear();
+        LogCapture log;
+        const trovi::StoreRef after = open(controller, row.to, info);
+
+        Texts logged;
+        for (const auto& line : log.lines())
+            if (line.category == "device::DeviceController" && line.level == "DEBUG")
+                logged.push_back(line.text);
+        EXPECT_EQ(logged, row.logged);
+        EXPECT_EQ(events, row.happened);
+        EXPECT_EQ(before == after, row.from == row.to);
+        const auto to = static_cast<std::size_t>(row.to);
+        if (row.to == State::closed) {
+            EXPECT_THAT(controller.getOpenedDevices(), IsEmpty());
+            EXPECT_THAT(heldTypes(), IsEmpty());
+        } else {
+            EXPECT_THAT(controller.getOpenedDevices(), ElementsAre(OpenedDevice(info, after, roles[to])));
+            EXPECT_THAT(heldTypes(), ElementsAre(std::string("full: ") + types[to]));
+        }
+    }
+    EXPECT_EQ(store.size(), 0U) << "a controller closes what it opened";
+}
+
+TEST_F(DeviceControllerTest, ManyDevicesAreEachFoundAgain)
+{
+    Controller controller(store);
+    std::vector<DeviceInfo> infos;
+    std::vector<trovi::StoreRef> refs;
+    auto& factory = DeviceInterfaceFactory::getInstance();
+    for (int i = 0; i < 40; ++i) {
+        const std::string type = "many " + std::to_string(i);
+        factory.registerAPIBuilder(type, [](const DeviceInfo& given) { return std::make_unique<Api>(given); });
+        infos.emplace_back("S", i, 0, 0, type);
+        refs.push_back(controller.openDeviceAPI(infos.back()));
+    }
+    // wherever the asking info lies: here, on the stack, on the heap
+    for (std::size_t i = 0; i < infos.size(); ++i) {
+        EXPECT_EQ(controller.openDeviceAPI(infos[i]), refs[i]);
+        const DeviceInfo local = infos[i];
+        EXPECT_EQ(controller.openDeviceAPI(local), refs[i]);
+        EXPECT_EQ(controller.openDeviceAPI(*std::make_unique<DeviceInfo>(local)), refs[i]);
+    }
+    EXPECT_EQ(built, 40);
+    for (std::size_t i = 0; i < infos.size(); i += 2)
+        controller.closeDevice(DeviceInfo(infos[i]));
+    EXPECT_EQ(controller.getOpenedDevices().size(), 20U);
+    EXPECT_EQ(store.size(), 20U);
+    // in map order, which is the order of the keys in memory
+    EXPECT_TRUE(std::is_sorted(controller.opened.begin(), controller.opened.end(), [](const auto& a, const auto& b) {
+        return std::less<const void*>()(&a.first, &b.first);
+    }));
+}
+
+TEST_F(DeviceControllerTest, WhatIsMissingLeavesTheMapAsItWas)
+{
+    Controller controller(store);
+    EXPECT_THAT(
+        [&] {
+            controller.openDeviceAPI({"", 1, 2, 0, "usb"});
+        },
+        ThrowsMessage<std::runtime_error>("API builder missing for: usb"));
+    EXPECT_THAT(
+        [&] {
+            controller.openBoard({"", 1, 2, 0, "bare"});
+        },
+        ThrowsMessage<std::runtime_error>("Board builder missing for: bare"));
+    EXPECT_THAT(
+        [&] {
+            controller.openDeviceModel({"", 1, 2, 0, "bare"});
+        },
+        ThrowsMessage<std::runtime_error>("Model builder missing for: bare"));
+    EXPECT_THAT(events, ElementsAre("API 1 built", "API 1 closed"));
+    EXPECT_THAT(controller.getOpenedDevices(), IsEmpty());
+    EXPECT_EQ(store.size(), 0U);
+}
+
+TEST_F(DeviceControllerTest, AnApiWithoutAModelIsLostInTheAttempt)
+{
+    Controller controller(store);
+    const DeviceInfo bare("", 1, 2, 0, "bare");
+    const auto ref = controller.openDeviceAPI(bare);
+    EXPECT_THAT([&] { controller.openDeviceModel(bare); },
+                ThrowsMessage<std::runtime_error>("Model builder missing for: bare"));
+    EXPECT_THAT(events, ElementsAre("API 1 built", "API 1 closed"));
+    EXPECT_THAT(controller.getOpenedDevices(), ElementsAre(OpenedDevice(bare, ref, DriverReferenceType::DeviceAPI)));
+    EXPECT_EQ(controller.openDeviceAPI(bare), ref) << "the dead reference";
+    EXPECT_THROW(controller.openDeviceModel(bare), std::runtime_error);
+    controller.closeDevice(bare);
+    EXPECT_NE(controller.openDeviceAPI(bare), ref);
+}
+
+TEST_F(DeviceControllerTest, TwoDevicesOfOneTypeWantOneName)
+{
+    Controller controller(store);
+    controller.openDeviceAPI(info);
+    EXPECT_THAT(
+        [&] {
+            controller.openDeviceAPI({"S", 1, 3, 0, "full"});
+        },
+        ThrowsMessage<std::runtime_error>("Name: full is already used by other element in the store!"));
+    EXPECT_EQ(controller.getOpenedDevices().size(), 1U);
+    controller.openDeviceAPI({"S", 1, 2, 0, "other"});
+    EXPECT_THAT(heldTypes(), UnorderedElementsAre("full: device::DeviceAPI", "other: device::DeviceAPI"));
+}
+
+TEST_F(DeviceControllerTest, LivesInTheStoreThatItFills)
+{
+    auto owned = std::make_unique<trovi::Store>(channel, 1);
+    auto controller = std::make_unique<DeviceController>(*owned);
+    DeviceController& inStore = *controller;
+    owned->insert("DeviceController", std::move(controller));
+    inStore.openDeviceAPI(info);
+    inStore.openDeviceModel({"S", 1, 2, 0, "other"});
+    owned.reset(); // destroys the controller first, which erases its devices from the dying store
+    EXPECT_THAT(events, testing::UnorderedElementsAre("API 1 built", "API 1 closed", "API 2 built", "model 3 built",
+                                                      "model 3 closed", "API 2 closed"));
+}
+
+TEST_F(DeviceControllerTest, ListsWhatAllDiscoverersFind)
+{
+    Controller controller(store);
+    EXPECT_THAT(controller.getUnopenedDevices(), IsEmpty());
+
+    const DeviceInfo other("T", 1, 3, 0, "other");
+    LogCapture log;
+    DeviceController::registerDiscoverer("b", std::make_shared<Discoverer>(std::vector{info}));
+    DeviceController::registerDiscoverer("a", std::make_shared<Discoverer>(std::vector{other, info}));
+    DeviceController::registerDiscoverer("b", std::make_shared<Discoverer>(std::vector{other}));
+    EXPECT_THAT(log.texts(),
+                ElementsAre("registerDiscoverer registering for b", "registerDiscoverer registering for a"))
+        << "the first of a name stays, and the second isn't mentioned";
+    log.clear();
+
+    EXPECT_THAT(controller.getUnopenedDevices(), ElementsAre(other, info, info));
+    EXPECT_THAT(log.texts(), ElementsAre("getUnopenedDevices"));
+    controller.openDeviceAPI(info);
+    EXPECT_THAT(controller.getUnopenedDevices(), ElementsAre(other, info, info)) << "open ones too";
+}
+
+using DeviceControllerDeathTest = DeviceControllerTest;
+
+TEST_F(DeviceControllerDeathTest, AnUnknownRoleEndsTheProcess)
+{
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    Controller controller(store);
+    controller.openDeviceAPI(info);
+    controller.opened.begin()->second.reference_type = static_cast<DriverReferenceType>(3);
+    for (const State state : {State::api, State::model, State::board})
+        EXPECT_EXIT(open(controller, state, info), testing::ExitedWithCode(255), "");
+}
+
+} // namespace
