@@ -1,0 +1,109 @@
+#pragma once
+// The kernel's side of one emulated device: usbfs in user space. Requests of libusb (URBs) queue here, behind file
+// descriptors that poll as the kernel's do: writable when a finished request can be reaped, in error once the device is
+// gone. Such a descriptor is the write end of a pipe with room for one byte: with the byte in it, it isn't writable;
+// when the read end is closed, it is in error.
+
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <list>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <span>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "emulation/usb/Device.h"
+
+struct usbdevfs_urb;
+
+namespace emulation {
+
+/// Threads: thread-safe; unplug() and destruction may not happen inside a call of the device.
+/// A request that the device can answer at once is answered on the thread that submits it. The others are tried again
+/// by the worker, which the constructor starts and the destructor joins; it sleeps until pollAfter() or a wake().
+/// Locks, outer to inner: `mutex` (requests, files, faults; held around every call of the device), the device's waker
+/// lock, `workerMutex`. None is held while code of libusb runs.
+class Port {
+public:
+    /// What a test makes go wrong at the kernel's side. What goes wrong on the wire, the device itself returns.
+    /// `submit` sees every submission, with the port locked: it may note it, and ask the port nothing.
+    struct Faults {
+        int open = 0;                                       ///< errno of opening; EACCES: no permission
+        int claim = 0;                                      ///< errno of claiming an interface; EBUSY: somebody has it
+        std::string kernelDriver{};                         ///< name of a driver that holds interface 0 until detached
+        std::function<int(std::uint8_t endpoint)> submit{}; ///< errno of a submission, 0: none
+    };
+
+    /// @throws std::invalid_argument when the device cannot be described, see descriptors()
+    Port(std::shared_ptr<Device> device, int address);
+    Port(const Port&) = delete;
+    Port& operator=(const Port&) = delete;
+    ~Port();
+
+    void setFaults(Faults newFaults);
+
+    /// Ends pending requests with -ESHUTDOWN; later ones fail with ENODEV. A second call does nothing.
+    void unplug();
+
+    bool carries(const Device& other) const;
+
+    // What libusb asks of the kernel: a result, or a negative errno.
+    int open();
+    int ioctl(int file, unsigned long request, void* argument);
+    void close(int file);
+
+    const int address; ///< on the bus, 1 to 127
+    const std::vector<std::uint8_t> descriptorBytes;
+
+private:
+    struct File {
+        int readEnd;           // -1 after an unplug
+        bool writable = false; // the pipe's byte has been taken out
+        std::deque<usbdevfs_urb*> finished;
+    };
+    struct Request {
+        int file;
+        usbdevfs_urb* urb;
+    };
+
+    int submit(int file, usbdevfs_urb* urb);
+    int checkSubmission(int file, const usbdevfs_urb& urb) const;
+    int discard(const void* urb);
+    int reap(int descriptor, File& file, void* argument);
+    int claim(int file, unsigned interfaceNumber);
+    int driverName(void* argument) const;
+    int detachDriver(const void* argument);
+
+    void tryPending();
+    void tryPendingOnce();
+    int attempt(const usbdevfs_urb& urb);
+    int ask(const usbdevfs_urb& urb, std::span<std::uint8_t> bytes);
+    void finish(const Request& request, int result);
+    void showWhetherWritable(int descriptor, File& file);
+
+    void work();
+    void wakeWorker();
+    bool wokenMeanwhile();
+
+    std::mutex mutex;
+    const std::shared_ptr<Device> device;
+    std::map<int, File> files;
+    std::list<Request> requests;    // in the order of submission
+    std::map<unsigned, int> claims; // interface number to file
+    Faults faults;
+    bool plugged = true;
+
+    std::mutex workerMutex;
+    std::condition_variable workerWoken;
+    bool stopping = false;
+    bool woken = false;
+    bool trying = false; // tryPending() runs and sees `woken` by itself
+    std::thread worker;  // last: it uses all of the above
+};
+
+} // namespace emulation
