@@ -1,0 +1,63 @@
+#pragma once
+// A node that the tests read by hand, and what they all need to run a camera into it.
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "davis/event/DvsEvent.h"
+#include "emulation/cameras/VirtualCamera.h"
+#include "graph/nodes/Batch.h"
+#include "ondra/SinkInterface.h"
+
+namespace test {
+
+using davis::event::DvsEvent;
+
+constexpr std::int64_t longTimeMs = 60'000; // no wait of a good run comes near it
+
+class Sink : public ondra::SinkInterface<graph::nodes::Batch<DvsEvent>> {
+public:
+    /// The next batch; nothing after a long time without one.
+    std::optional<std::vector<DvsEvent>> wait()
+    {
+        graph::nodes::Batch<DvsEvent> batch;
+        if (!inputChannel->wait_dequeue_timed(batch, longTimeMs * 1000))
+            return std::nullopt;
+        return *batch;
+    }
+    /// All that has arrived.
+    std::vector<DvsEvent> drain()
+    {
+        std::vector<DvsEvent> events;
+        graph::nodes::Batch<DvsEvent> batch;
+        while (inputChannel->try_dequeue(batch)) {
+            events.insert(events.end(), batch->begin(), batch->end());
+            ++batches;
+        }
+        return events;
+    }
+    std::size_t waiting() const { return inputChannel->size_approx(); }
+
+    std::size_t batches = 0; ///< that drain() took
+};
+
+/// Leaves no camera behind on the bus.
+struct EmptyBus {
+    EmptyBus() { emulation::unplugAllVirtualCameras(); }
+    ~EmptyBus() { emulation::unplugAllVirtualCameras(); }
+};
+
+/// As fast as it is read; the tests look at content then, not at the clock.
+inline emulation::SceneOptions fastScene(std::int64_t durationUs, double eventsPerSecond = 1e6)
+{
+    emulation::SceneOptions options;
+    options.durationUs = durationUs;
+    options.eventsPerSecond = eventsPerSecond;
+    options.realtime = false;
+    options.maxBacklog = 1'000'000;
+    return options;
+}
+
+} // namespace test
