@@ -93,6 +93,21 @@ py::module_ PythonNode::makeSubmodule(const char* name, std::uint64_t storeId)
     return submodule;
 }
 
+// A publisher drops an answer for which it hasn't seen the subscription yet, and a client that has just connected may ask
+// faster than it subscribes. So the question is put again after a while, within the one second; any answer will do.
+std::vector<ElementDescription> PythonNode::askForContent(std::uint64_t storeId)
+{
+    std::vector<std::future<std::vector<ElementDescription>>> answers;
+    for (const auto patience : {50ms, 100ms, 200ms, 650ms}) {
+        answers.push_back(getStoreContent(channel(), storeId));
+        static_cast<void>(waitWithSignals(answers.back(), patience));
+        for (auto& answer : answers)
+            if (answer.wait_for(0s) == std::future_status::ready)
+                return answer.get();
+    }
+    throw std::runtime_error("Store with ID: " + std::to_string(storeId) + " timed out on content request");
+}
+
 void PythonNode::openRemoteNode(std::uint64_t storeId, const char* name)
 {
     std::unique_lock oneAtATime(openMutex, std::defer_lock);
@@ -116,9 +131,7 @@ void PythonNode::openRemoteNode(std::uint64_t storeId, const char* name)
                 messages::Response{id(), StoreCommand::contentUpdate, serializeToBuffer(std::string(), elements)});
     });
 
-    auto content = getStoreContent(channel(), storeId);
-    if (waitWithSignals(content, 1s) == std::future_status::timeout)
-        throw std::runtime_error("Store with ID: " + std::to_string(storeId) + " timed out on content request");
+    const std::vector<ElementDescription> content = askForContent(storeId);
 
     FailureGuard undo([&] {
         if (py::hasattr(module, name))
@@ -128,7 +141,7 @@ void PythonNode::openRemoteNode(std::uint64_t storeId, const char* name)
     });
     py::module_ submodule = makeSubmodule(name, storeId);
     remoteModules[storeId] = submodule;
-    for (const ElementDescription& element : content.get())
+    for (const ElementDescription& element : content)
         Remote::executeBindingRule(submodule, sharedChannel(), element);
     {
         const std::lock_guard lock(openStores->mutex);

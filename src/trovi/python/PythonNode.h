@@ -53,6 +53,7 @@ private:
         std::unordered_set<std::uint64_t> ids;
     };
 
+    std::vector<ElementDescription> askForContent(std::uint64_t storeId);
     void contentUpdated(std::istream& stream);
     void updateRemoteElements(std::vector<ElementDescription> elements);
     py::module_ makeSubmodule(const char* name, std::uint64_t storeId);

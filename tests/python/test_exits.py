@@ -1,0 +1,170 @@
+"""The end of a process: whatever lives when the interpreter exits, the process ends in time and with its own return code."""
+import signal
+import subprocess
+import sys
+import textwrap
+import time
+
+import pytest
+
+from conftest import free_endpoints
+
+REPEATS = 3
+LIMIT = 2.0     # seconds from the last line of the script to the end of the process
+HARD_LIMIT = 60
+
+PRELUDE = """
+import os, signal, sys, threading, time
+import vorna
+a, b = sys.argv[1:3]
+def server():
+    return vorna.VornaNode(a, b, 1)
+def client(id=2, name='far'):
+    vorna.setup_local_node(b, a, id)
+    vorna.open_remote_node(1, name)
+    return getattr(vorna, name)
+def camera(node):
+    plugged = vorna.emulation.plug_virtual_davis(events_per_second=1e6)
+    node.open_davis()
+    while not hasattr(vorna.far, 'Davis240'):
+        time.sleep(0.002)
+    vorna.far.Davis240.start()
+    while not plugged.is_delivering():
+        time.sleep(0.002)
+    return plugged
+def say_end():
+    print('END', flush=True)
+"""
+
+# name: (the script, the return code)
+SCRIPTS = {
+    "nothing": ("say_end()", 0),
+    "server up": ("node = server(); say_end()", 0),
+    "client up": ("node = server(); far = client(); say_end()", 0),
+    "client without a server": ("vorna.setup_local_node(b, a, 2); say_end()", 0),
+    "closed by a with block": ("""
+        with server() as node:
+            far = client()
+        say_end()""", 0),
+    "graph running": ("""
+        graph = vorna.graph.EventFilterGraph()
+        graph.add_filter_node('DvsEventCrop')
+        graph.start()
+        say_end()""", 0),
+    "graph running, referenced by a cycle": ("""
+        class Holder: pass
+        holder = Holder(); holder.me = holder; holder.graph = vorna.graph.EventFilterGraph()
+        holder.graph.add_filter_node('DvsEventCrop'); holder.graph.start()
+        say_end()""", 0),
+    "graph freed while running": ("""
+        graph = vorna.graph.EventFilterGraph(); graph.start()
+        del graph
+        say_end()""", 0),
+    "camera on": ("""
+        node = server(); client(); plugged = camera(node)
+        say_end()""", 0),
+    "camera on and a graph behind it": ("""
+        node = server(); client(); graph = vorna.graph.EventFilterGraph()
+        crop = graph.add_filter_node('DvsEventCrop'); sink = vorna.BufferSinkNode_davis_event_dvs_event()
+        graph.add_destination(crop, sink.get_input_channel())
+        plugged = camera(node)
+        vorna.far.Davis240.get_source_node().add_destination(graph.get_node_input(crop))
+        graph.start()
+        say_end(); sys.exit(5)""", 5),
+    "camera unplugged at the end": ("""
+        node = server(); client(); plugged = camera(node)
+        say_end(); plugged.unplug()""", 0),
+    "update in flight": ("""
+        node = server(); client()
+        threading.Thread(target=node.expose_root_node).start()
+        say_end()""", 0),
+    "updates in flight while the lock is held": ("""
+        node = server(); client()
+        threading.Thread(target=node.expose_root_node).start()
+        say_end()
+        sum(range(3_000_000))""", 0),
+    "call in flight": ("""
+        node = server(); far = client(); node.expose_root_node()
+        while not hasattr(far, 'VornaNode'): time.sleep(0.002)
+        def call():
+            while True:
+                try: far.VornaNode.get_ombrel_vid_and_pid()
+                except Exception: return
+        threading.Thread(target=call, daemon=True).start()
+        time.sleep(0.05)
+        say_end()""", 0),
+    "call without an answer in flight": ("""
+        node = server(); far = client()
+        node.close()
+        threading.Thread(target=lambda: far.DeviceController.get_opened_devices(), daemon=True).start()
+        time.sleep(0.05)
+        say_end()""", 0),
+    "exception": ("node = server(); far = client(); say_end(); raise ValueError('on purpose')", 1),
+    "exception from a call": ("node = server(); far = client(); say_end(); vorna.open_remote_node(1, 'again')", 1),
+    "sys.exit": ("node = server(); far = client(); say_end(); sys.exit(7)", 7),
+    "sys.exit in a thread": ("""
+        node = server(); far = client()
+        thread = threading.Thread(target=sys.exit, args=(9,)); thread.start(); thread.join()
+        say_end()""", 0),
+    "Ctrl-C": ("node = server(); far = client(); say_end(); signal.raise_signal(signal.SIGINT)", -signal.SIGINT),
+    "Ctrl-C while a call waits": ("""
+        node = server(); far = client(); node.close()
+        threading.Timer(0.3, lambda: os.kill(os.getpid(), signal.SIGINT)).start()
+        say_end(); far.DeviceController.get_opened_devices()""", -signal.SIGINT),
+    "Ctrl-C while a store is asked": ("""
+        vorna.setup_local_node(b, a, 2)
+        threading.Timer(0.3, lambda: os.kill(os.getpid(), signal.SIGINT)).start()
+        say_end(); vorna.open_remote_node(1, 'far')""", -signal.SIGINT),
+    "second local node": ("""
+        node = server(); far = client(); other = client(3, 'other')
+        say_end()""", 0),
+    "second local node, the first one's proxies kept": ("""
+        node = server(); proxy = client().DeviceController; vorna.setup_local_node(b, a, 3)
+        say_end()""", 0),
+    "second local node, in a thread, while the first opens": ("""
+        thread = threading.Thread(target=lambda: vorna.setup_local_node(b, a, 3))
+        vorna.setup_local_node(b, a, 2); thread.start()
+        try: vorna.open_remote_node(1, 'far')
+        except RuntimeError: pass
+        thread.join(); say_end()""", 0),
+    "many servers": ("""
+        nodes = [vorna.VornaNode('tcp://127.0.0.1:*', 'tcp://127.0.0.1:*', 10 + i) for i in range(5)]
+        say_end()""", 0),
+    "a server freed in a cycle": ("""
+        class Holder: pass
+        holder = Holder(); holder.me = holder; holder.node = server()
+        say_end()""", 0),
+    "an exit function of the script's own uses the node": ("""
+        import atexit
+        node = server(); far = client()
+        atexit.register(lambda: far.DeviceController.get_opened_devices())
+        say_end()""", 0),
+    "a forked child exits first": ("""
+        node = server(); far = client(); graph = vorna.graph.EventFilterGraph(); graph.start()
+        child = os.fork()
+        if child == 0:
+            try: vorna.open_remote_node(1, 'again')
+            except RuntimeError as error: sys.exit(3 if 'Local node not initialized' in str(error) else 4)
+        _, status = os.waitpid(child, 0)
+        say_end(); sys.exit(os.WEXITSTATUS(status))""", 3),
+}
+
+
+@pytest.mark.parametrize("name", SCRIPTS)
+def test_exit(name):
+    text, code = SCRIPTS[name]
+    for _ in range(REPEATS):
+        process = subprocess.Popen([sys.executable, "-c", PRELUDE + textwrap.dedent(text), *free_endpoints()],
+                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE, universal_newlines=True)
+        try:
+            for line in process.stdout:
+                if line == "END\n":
+                    break
+            ended = time.monotonic()
+            _, errors = process.communicate(timeout=HARD_LIMIT)
+        except subprocess.TimeoutExpired:
+            process.kill()
+            pytest.fail("the process hangs at its end: %s" % process.communicate()[1])
+        took = time.monotonic() - ended
+        assert process.returncode == code, errors
+        assert took < LIMIT, "the end took %.1f s" % took
