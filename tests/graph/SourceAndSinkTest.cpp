@@ -3,9 +3,9 @@
 
 #include <gmock/gmock.h>
 
+#include "NodeTesting.h"
 #include "davis/event/DvsEvent.h"
 #include "graph/nodes/BasicSinkNode.h"
-#include "graph/nodes/BasicSourceNode.h"
 #include "graph/nodes/BufferSinkNode.h"
 #include "graph/nodes/EventCounterSink.h"
 
@@ -24,10 +24,8 @@ const DvsEvent first{1, 2, true, 10};
 const DvsEvent second{3, 4, false, 20};
 const DvsEvent third{5, 6, true, 30};
 
-// A sink that shows what its channel holds.
-struct Probe : SinkNode<Batch<DvsEvent>> {
-    std::vector<Batch<DvsEvent>> waiting() { return detail::WaitingBatches<DvsEvent>(*this->inputChannel).batches; }
-};
+using Probe = node_testing::BatchSink<DvsEvent>;
+using node_testing::functionNames;
 
 TEST(BasicSource, SendsOneVectorToAllItsDestinations)
 {
@@ -37,7 +35,7 @@ TEST(BasicSource, SendsOneVectorToAllItsDestinations)
     ASSERT_TRUE(source.addDestination(right.getInput()));
     source.write({first, second});
     source.write({});
-    const auto seenLeft = left.waiting(), seenRight = right.waiting();
+    const auto seenLeft = left.batches(), seenRight = right.batches();
     ASSERT_THAT(seenLeft, testing::SizeIs(1)) << "an empty batch is not sent";
     EXPECT_EQ(seenLeft, seenRight) << "both own the same vector";
     EXPECT_THAT(*seenLeft[0], ElementsAre(first, second));
@@ -59,7 +57,7 @@ TEST(BasicSource, TakesOnlyInputsOfItsOwnEventsAndProcess)
     EXPECT_TRUE(source.addDestination(sink.getInput()));
     EXPECT_TRUE(source.removeDestination(sink.getInput()));
     source.write({first});
-    EXPECT_THAT(sink.waiting(), IsEmpty());
+    EXPECT_THAT(sink.batches(), IsEmpty());
 }
 
 TEST(Buffer, HoldsWhatPassedAndWhatWaits)
@@ -142,17 +140,6 @@ TEST(Sources, MayBeWrittenAndConnectedByManyThreads)
     for (auto& thread : threads)
         thread.join();
     EXPECT_EQ(kept.getCount(), 2u * writers * batches);
-}
-
-template <class T>
-std::vector<std::string> functionNames()
-{
-    std::vector<std::string> names;
-    trovi::forEach(trovi::MetaFunctionHolder<T>::memberFuncs, [&](const auto& f) {
-        EXPECT_STRNE(f.doc, "") << f.name;
-        names.push_back(f.name);
-    });
-    return names;
 }
 
 TEST(SourcesAndSinks, AreDescribed)
