@@ -29,6 +29,12 @@ public:
     explicit ByteWriter(Bytes& out) : out_(out) {}
 
     void write(const void* data, std::size_t size);
+    /// Appends `size` bytes for the caller to fill.
+    std::uint8_t* grow(std::size_t size)
+    {
+        out_.resize(out_.size() + size);
+        return out_.data() + (out_.size() - size);
+    }
     /// Room for `size` further bytes, so that a large value is written without growing on the way.
     void reserve(std::size_t size) { out_.reserve(out_.size() + size); }
 

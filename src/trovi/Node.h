@@ -97,7 +97,7 @@ public:
 
 private:
     void poll(std::chrono::milliseconds timeout);
-    bool receiveOne(zmq::recv_flags flags);
+    void receiveOne();
 
     ZMQMessageParserInterface& parser_;
     zmq::socket_t socket_;

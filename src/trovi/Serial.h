@@ -91,7 +91,7 @@ constexpr std::size_t packedSizeOf()
         return std::apply(
             [](const auto&... member) {
                 std::size_t sum = 0;
-                const auto add = [&sum](std::size_t size) {
+                [[maybe_unused]] const auto add = [&sum](std::size_t size) {
                     sum = sum == notPacked || size == notPacked ? notPacked : sum + size;
                 };
                 (add(packedSizeOf<typename std::remove_cvref_t<decltype(member)>::Type>()), ...);
@@ -157,21 +157,118 @@ inline void unpack(const std::uint8_t* in, T& value)
     }
 }
 
-/// Elements that fit a block of a few kilobytes: it stays in the first cache, and the vector's memory is touched once.
+// ---- many packed values ------------------------------------------------------------------------------------------
+//
+// A class of numbers is moved 8 bytes at a time: a move that begins at one member goes on over the next ones as far as
+// they lie in memory as they do on the wire, and what it spills behind them is overwritten by the moves that follow.
+// The offsets are constants to the optimiser, so all that is left of this are the moves.
+
+inline constexpr std::size_t wideMove = 8;
+
+/// Classes whose members are numbers and nothing else.
+template <class T>
+constexpr bool movesWide()
+{
+    if constexpr (isReflected<T> && isPacked<T> && std::endian::native == std::endian::little)
+        return std::apply(
+            [](const auto&... member) {
+                return (isNumber<typename std::remove_cvref_t<decltype(member)>::Type> && ...);
+            },
+            MetaHolder<T>::members);
+    else
+        return false;
+}
+
+/// As pack, but may also write up to 7 bytes behind the value's.
+template <class T>
+inline void packSpilling(std::uint8_t* out, const T& value)
+{
+    const auto* base = reinterpret_cast<const std::uint8_t*>(&value);
+    std::size_t wire = 0;
+    std::size_t shift = notPacked; // from wire to memory, of the last move
+    std::size_t moved = 0;         // memory offset up to which that move went
+    forEach(MetaHolder<T>::members, [&](const auto& member) {
+        constexpr std::size_t size = packedSize<typename std::remove_cvref_t<decltype(member)>::Type>;
+        const auto offset =
+            static_cast<std::size_t>(reinterpret_cast<const std::uint8_t*>(&(value.*(member.field))) - base);
+        if (offset - wire != shift || offset + size > moved) {
+            const bool fits = offset + wideMove <= sizeof(T);
+            std::memcpy(out + wire, base + offset, fits ? wideMove : size);
+            shift = offset - wire;
+            moved = offset + (fits ? wideMove : size);
+        }
+        wire += size;
+    });
+}
+
+/// As unpack, but may also read up to 7 bytes behind the value's.
+template <class T>
+inline void unpackSpilling(const std::uint8_t* in, T& value)
+{
+    auto* base = reinterpret_cast<std::uint8_t*>(&value);
+    std::size_t wire = 0;
+    std::size_t shift = notPacked;
+    std::size_t moved = 0;
+    std::size_t written = 0; // memory offset behind the members so far: a spill may only go beyond it
+    forEach(MetaHolder<T>::members, [&](const auto& member) {
+        using Type = typename std::remove_cvref_t<decltype(member)>::Type;
+        constexpr std::size_t size = packedSize<Type>;
+        const auto offset = static_cast<std::size_t>(reinterpret_cast<std::uint8_t*>(&(value.*(member.field))) - base);
+        if (offset - wire != shift || offset + size > moved) {
+            const bool fits = offset + wideMove <= sizeof(T) && offset >= written;
+            std::memcpy(base + offset, in + wire, fits ? wideMove : size);
+            shift = offset - wire;
+            moved = offset + (fits ? wideMove : size);
+        }
+        if constexpr (std::is_same_v<Type, bool>)
+            if (in[wire] > 1) [[unlikely]] // any byte may have come
+                base[offset] = 1;
+        written = std::max(written, offset + size);
+        wire += size;
+    });
+}
+
+template <class T>
+void packMany(std::uint8_t* out, const T* in, std::size_t count)
+{
+    if constexpr (movesWide<T>()) {
+#pragma GCC unroll 4
+        for (; count > 1; --count, ++in, out += packedSize<T>)
+            packSpilling(out, *in);
+    }
+    for (; count > 0; --count, ++in, out += packedSize<T>)
+        pack(out, *in);
+}
+
+template <class T>
+void unpackMany(const std::uint8_t* in, T* out, std::size_t count)
+{
+    if constexpr (movesWide<T>()) {
+#pragma GCC unroll 4
+        for (; count > 1; --count, ++out, in += packedSize<T>)
+            unpackSpilling(in, *out);
+    }
+    for (; count > 0; --count, ++out, in += packedSize<T>)
+        unpack(in, *out);
+}
+
+/// Elements that fit a block of a few kilobytes. A vector grows by the block, so that the memory that growing fills
+/// with zeros is still in the first cache when the values come.
 template <class T>
 inline constexpr std::size_t blockLength = std::max<std::size_t>(1, 4096 / std::max(packedSize<T>, sizeof(T)));
 
-template <class Vector>
-void encodePackedVector(ByteWriter& writer, const Vector& values)
+template <class T, class Allocator>
+void encodePackedVector(ByteWriter& writer, const std::vector<T, Allocator>& values)
 {
-    using T = typename Vector::value_type;
     writer.reserve(values.size() * packedSize<T>);
-    std::uint8_t block[blockLength<T> * packedSize<T>];
     for (std::size_t done = 0; done < values.size();) {
         const std::size_t count = std::min(values.size() - done, blockLength<T>);
-        for (std::size_t i = 0; i < count; ++i)
-            pack<T>(block + i * packedSize<T>, values[done + i]);
-        writer.write(block, count * packedSize<T>);
+        std::uint8_t* out = writer.grow(count * packedSize<T>);
+        if constexpr (std::is_same_v<T, bool>)
+            for (std::size_t i = 0; i < count; ++i)
+                out[i] = values[done + i];
+        else
+            packMany(out, values.data() + done, count);
         done += count;
     }
 }
@@ -183,27 +280,30 @@ constexpr std::uint64_t saturatedProduct(std::uint64_t count, std::size_t size)
     return count > most / size ? most : count * size;
 }
 
-template <class Vector>
-void decodePackedVector(ByteReader& reader, Vector& values, std::uint64_t count)
+template <class T, class Allocator>
+void decodePackedVector(ByteReader& reader, std::vector<T, Allocator>& values, std::uint64_t count)
 {
-    using T = typename Vector::value_type;
     // The count came from outside: no memory is taken for elements that the bytes at hand cannot hold.
     const std::uint64_t total = saturatedProduct(count, packedSize<T>);
     if (reader.isBounded() && total > reader.available())
         throwReadFailure(total, reader.available());
     values.clear();
     values.reserve(static_cast<std::size_t>(reader.isBounded() ? count : std::min<std::uint64_t>(count, 65536)));
-    std::uint8_t bytes[blockLength<T> * packedSize<T>];
-    std::array<T, blockLength<T>> block;
+    std::uint8_t scratch[blockLength<T> * packedSize<T>];
+    // Growing by copies of blank values takes fewer stores than growing by newly made ones.
+    static const std::array<T, blockLength<T>> blank{};
     for (std::uint64_t done = 0; done < count;) {
         const auto length = static_cast<std::size_t>(std::min<std::uint64_t>(count - done, blockLength<T>));
         std::size_t got = 0;
-        const std::uint8_t* in = reader.fetch(length * packedSize<T>, bytes, got);
+        const std::uint8_t* in = reader.fetch(length * packedSize<T>, scratch, got);
         if (in == nullptr)
             throwReadFailure(total, done * packedSize<T> + got);
-        for (std::size_t i = 0; i < length; ++i)
-            unpack<T>(in + i * packedSize<T>, block[i]);
-        values.insert(values.end(), block.begin(), block.begin() + static_cast<std::ptrdiff_t>(length));
+        if constexpr (std::is_same_v<T, bool>) {
+            std::transform(in, in + length, std::back_inserter(values), [](std::uint8_t byte) { return byte != 0; });
+        } else {
+            values.insert(values.end(), blank.begin(), blank.begin() + static_cast<std::ptrdiff_t>(length));
+            unpackMany(in, values.data() + done, length);
+        }
         done += length;
     }
 }

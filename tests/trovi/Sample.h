@@ -1,0 +1,139 @@
+#pragma once
+// Described classes of every kind that the binary and JSON forms tell apart, and bytes by hand.
+
+#include <array>
+#include <charconv>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <variant>
+#include <vector>
+
+#include "trovi/Serial.h"
+
+namespace sample {
+
+enum class Colour : std::uint8_t { red, green, blue };
+
+struct Empty {
+    friend bool operator==(const Empty&, const Empty&) = default;
+};
+
+/// Numbers alone, with padding in memory and none on the wire.
+struct Pixel {
+    std::uint16_t x = 0;
+    bool on = false;
+    std::int64_t time = 0;
+    Colour colour = Colour::red;
+    float weight = 0;
+    friend bool operator==(const Pixel&, const Pixel&) = default;
+};
+
+/// Members listed in another order than they lie in memory.
+struct Shuffled {
+    std::uint8_t a = 0;
+    std::uint32_t b = 0;
+    bool c = false;
+    std::uint16_t d = 0;
+    friend bool operator==(const Shuffled&, const Shuffled&) = default;
+};
+
+/// Numbers alone, in classes and arrays.
+struct Nested {
+    Pixel pixel;
+    std::array<std::uint16_t, 3> levels{};
+    friend bool operator==(const Nested&, const Nested&) = default;
+};
+
+struct Config {
+    std::string name;
+    std::vector<Pixel> pixels;
+    std::array<Nested, 2> layers;
+    std::vector<std::string> labels;
+    std::vector<bool> mask;
+    std::map<std::string, std::int32_t> limits;
+    std::variant<std::uint8_t, std::string, Pixel> choice;
+    double gain = 0.1;
+    Empty empty;
+    friend bool operator==(const Config&, const Config&) = default;
+};
+
+inline Config filledConfig()
+{
+    const Pixel pixel{7, true, -5, Colour::blue, 0.1F};
+    return {"a \"name\"\n",
+            {pixel, {}},
+            {Nested{pixel, {1, 2, 3}}, {}},
+            {"", "x"},
+            {true, false, true},
+            {{"low", -1}, {"high", 1}},
+            pixel,
+            1.0 / 3,
+            {}};
+}
+
+} // namespace sample
+
+namespace trovi {
+
+template <>
+constexpr auto registerMembers<sample::Empty>()
+{
+    return members();
+}
+template <>
+constexpr auto registerMembers<sample::Pixel>()
+{
+    using sample::Pixel;
+    return members(member("x", &Pixel::x), member("on", &Pixel::on), member("time", &Pixel::time),
+                   member("colour", &Pixel::colour), member("weight", &Pixel::weight));
+}
+template <>
+constexpr auto registerMembers<sample::Shuffled>()
+{
+    using sample::Shuffled;
+    return members(member("d", &Shuffled::d), member("b", &Shuffled::b), member("c", &Shuffled::c),
+                   member("a", &Shuffled::a));
+}
+template <>
+constexpr auto registerMembers<sample::Nested>()
+{
+    return members(member("pixel", &sample::Nested::pixel), member("levels", &sample::Nested::levels));
+}
+template <>
+constexpr auto registerMembers<sample::Config>()
+{
+    using sample::Config;
+    return members(member("name", &Config::name), member("pixels", &Config::pixels), member("layers", &Config::layers),
+                   member("labels", &Config::labels), member("mask", &Config::mask), member("limits", &Config::limits),
+                   member("choice", &Config::choice), member("gain", &Config::gain), member("empty", &Config::empty));
+}
+
+} // namespace trovi
+
+namespace test {
+
+/// "01 ff" gives the bytes 1 and 255; a text in quotes gives its characters: "'ab' 00".
+inline trovi::Bytes bytes(std::string_view text)
+{
+    trovi::Bytes result;
+    for (std::size_t i = 0; i < text.size();) {
+        if (text[i] == ' ') {
+            ++i;
+        } else if (text[i] == '\'') {
+            for (++i; text[i] != '\''; ++i)
+                result.push_back(static_cast<std::uint8_t>(text[i]));
+            ++i;
+        } else {
+            std::uint8_t byte = 0;
+            std::from_chars(text.data() + i, text.data() + i + 2, byte, 16);
+            result.push_back(byte);
+            i += 2;
+        }
+    }
+    return result;
+}
+
+} // namespace test
