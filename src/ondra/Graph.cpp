@@ -8,8 +8,28 @@
 
 namespace ondra {
 
+// Holds the lock of a graph. While it waits for it, no new pass begins: a thread that runs pass after pass would hardly
+// ever leave the lock free for long enough.
+class Graph::Guard {
+public:
+    explicit Guard(const Graph& graph) : lock(graph.lock)
+    {
+        ++graph.waiting;
+        lock.lock();
+        --graph.waiting;
+    }
+    Guard(const Guard&) = delete;
+    Guard& operator=(const Guard&) = delete;
+    ~Guard() { lock.unlock(); }
+
+private:
+    SpinLock& lock;
+};
+
 void Graph::compute()
 {
+    if (waiting != 0)
+        return;
     const std::unique_lock guard(lock, std::try_to_lock);
     if (!guard)
         return; // someone changes the graph: the next pass sees it whole
@@ -19,7 +39,7 @@ void Graph::compute()
 
 void Graph::compute(GraphExecutor& executor)
 {
-    const std::lock_guard guard(lock);
+    const Guard guard(*this);
     validateExecutorCache();
     executor.execute(cache);
 }
@@ -46,7 +66,7 @@ NodeInterface& Graph::getNode(std::uint64_t id) const { return *shareNode(id); }
 
 std::shared_ptr<NodeInterface> Graph::shareNode(std::uint64_t id) const
 {
-    const std::lock_guard guard(lock);
+    const Guard guard(*this);
     return nodeAt(id);
 }
 
@@ -54,7 +74,7 @@ bool Graph::add(std::uint64_t id, std::shared_ptr<NodeInterface> node) noexcept
 {
     if (!node)
         return false;
-    const std::lock_guard guard(lock);
+    const Guard guard(*this);
     cacheValid = false;
     return nodes.try_emplace(id, std::move(node)).second && dag.addNode(id);
 }
@@ -63,7 +83,7 @@ bool Graph::remove(std::uint64_t id) noexcept
 {
     std::shared_ptr<NodeInterface> removed; // these two are destroyed after the lock is let go
     std::vector<std::shared_ptr<NodeInterface>> staleCache;
-    const std::lock_guard guard(lock);
+    const Guard guard(*this);
     cacheValid = false;
     staleCache.swap(cache); // it would keep the node alive
     const auto entry = nodes.find(id);
@@ -76,13 +96,13 @@ bool Graph::remove(std::uint64_t id) noexcept
 
 bool Graph::hasNode(std::uint64_t id) const noexcept
 {
-    const std::lock_guard guard(lock);
+    const Guard guard(*this);
     return isNode(id);
 }
 
 bool Graph::connect(std::uint64_t source, std::uint64_t destination) noexcept
 {
-    const std::lock_guard guard(lock);
+    const Guard guard(*this);
     if (source == destination || !isNode(source) || !isNode(destination))
         return false;
     dag.addEdge(source, destination);
@@ -96,7 +116,7 @@ bool Graph::connect(std::uint64_t source, std::uint64_t destination) noexcept
 
 bool Graph::disconnect(std::uint64_t source, std::uint64_t destination) noexcept
 {
-    const std::lock_guard guard(lock);
+    const Guard guard(*this);
     if (!isNode(source) || !isNode(destination) || !dag.hasEdge(source, destination))
         return false;
     cacheValid = false;
@@ -105,19 +125,19 @@ bool Graph::disconnect(std::uint64_t source, std::uint64_t destination) noexcept
 
 bool Graph::addDestination(std::uint64_t id, const std::any* channel) noexcept
 {
-    const std::lock_guard guard(lock);
+    const Guard guard(*this);
     return isNode(id) && nodeAt(id)->addDestination(channel);
 }
 
 bool Graph::removeDestination(std::uint64_t id, const std::any* channel) noexcept
 {
-    const std::lock_guard guard(lock);
+    const Guard guard(*this);
     return isNode(id) && nodeAt(id)->removeDestination(channel);
 }
 
 const std::any* Graph::getTypeErasedNodeInputChannel(std::uint64_t id) const noexcept
 {
-    const std::lock_guard guard(lock);
+    const Guard guard(*this);
     return isNode(id) ? nodeAt(id)->getInputChannel() : nullptr;
 }
 

@@ -3,6 +3,7 @@
 // which order the nodes run; the nodes move the data.
 
 #include <any>
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <unordered_map>
@@ -20,7 +21,7 @@ class GraphExecutor;
 /// from want of memory, ends the process.
 ///
 /// Threads: thread-safe. `lock` is held during a whole pass and during every change. A change therefore spins for up
-/// to one pass, while a pass that finds the lock held is skipped. Nodes lock their own mutexes within it.
+/// to one pass, while a pass that finds the lock held or waited for is skipped. Nodes lock their own mutexes within it.
 class Graph {
 public:
     Graph() = default;
@@ -63,12 +64,15 @@ protected:
     std::shared_ptr<NodeInterface> shareNode(std::uint64_t id) const;
 
 private:
+    class Guard;
+
     // these expect `lock` to be held
     bool isNode(std::uint64_t id) const { return nodes.contains(id) && dag.hasNode(id); }
     const std::shared_ptr<NodeInterface>& nodeAt(std::uint64_t id) const;
     void validateExecutorCache();
 
-    mutable SpinLock lock; // guards all members below
+    mutable std::atomic<int> waiting = 0; // threads that wait for `lock`
+    mutable SpinLock lock;                // guards all members below
     // An identifier is a key of both `nodes` and `dag` or of neither.
     std::unordered_map<std::uint64_t, std::shared_ptr<NodeInterface>> nodes;
     detail::DAG<std::uint64_t> dag;
