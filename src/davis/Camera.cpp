@@ -68,7 +68,12 @@ void Camera::start()
 {
     const std::lock_guard lock(life);
     running = true;
-    reader = std::thread([this]() noexcept { readerLoop(); }); // over a joinable thread this ends the process
+    try {
+        reader = std::thread([this]() noexcept { readerLoop(); }); // over a joinable thread this ends the process
+    } catch (...) {                                                // the system has no thread left
+        running = false;
+        throw;
+    }
 }
 
 void Camera::stop()

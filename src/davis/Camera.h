@@ -50,6 +50,7 @@ public:
 
     /// Begins to read. A second start() without stop() ends the process, and so does a camera that was unplugged, from
     /// its reader thread.
+    /// @throws std::system_error when the system has no thread left; the camera is then not running
     void start();
     /// Lets the reader finish what it is at (up to 10 ms) and joins it.
     /// @throws std::system_error (invalid argument) when the camera is not running: never started, stopped or unplugged
@@ -76,7 +77,7 @@ private:
 
     // The order is that of construction: the device goes first and takes libcaer's threads along, which may be in
     // usbShutdownHandler() until then.
-    mutable std::mutex life;
+    std::mutex life;
     std::thread reader;
     std::atomic<bool> running = false;
     CameraSourceNode source;

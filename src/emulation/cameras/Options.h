@@ -21,6 +21,8 @@ struct SceneOptions {
     bool realtime = true;
     double speed = 1.0;
     std::uint32_t maxBacklog = 8;
+
+    friend bool operator==(const SceneOptions&, const SceneOptions&) = default;
 };
 
 /// How a recording is played.
@@ -33,6 +35,8 @@ struct ReplayOptions {
     bool realtime = true;
     double speed = 1.0;
     std::uint32_t maxBacklog = 8;
+
+    friend bool operator==(const ReplayOptions&, const ReplayOptions&) = default;
 };
 
 namespace detail {

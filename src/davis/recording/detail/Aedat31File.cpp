@@ -152,7 +152,7 @@ private:
             const std::span<const std::byte> bytes = file.peek(PolarityWord::bytes);
             if (bytes.size() < PolarityWord::bytes) {
                 truncated("the 8 bytes of an event, the first of " + std::to_string(eventsLeft) +
-                              " that the packet still has,",
+                              " that the packet still has",
                           bytes.size());
                 return false;
             }
