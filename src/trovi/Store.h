@@ -39,6 +39,12 @@ constexpr auto registerMembers<ElementDescription>()
                    member("change", &E::change, "0: added, 1: removed, 2: element of a report"));
 }
 
+template <>
+constexpr const char* registerDoc<ElementDescription>()
+{
+    return "One object of a store, as other nodes are told of it.";
+}
+
 /// What a store holds: an object that messages can be sent to.
 class Storable {
 public:

@@ -3,6 +3,7 @@
 #include "davis/Davis240.h"
 #include "davis/DvXplorer.h"
 #include "davis/event/DvsEvent.h"
+#include "python/EventArrays.h"
 #include "trovi/python/Local.h"
 #include "trovi/python/Remote.h"
 

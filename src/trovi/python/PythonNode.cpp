@@ -93,8 +93,8 @@ py::module_ PythonNode::makeSubmodule(const char* name, std::uint64_t storeId)
     return submodule;
 }
 
-// A publisher drops an answer for which it hasn't seen the subscription yet, and a client that has just connected may ask
-// faster than it subscribes. So the question is put again after a while, within the one second; any answer will do.
+// A publisher drops an answer for which it hasn't seen the subscription yet, and a client that has just connected may
+// ask faster than it subscribes. So the question is put again after a while, within the one second; any answer will do.
 std::vector<ElementDescription> PythonNode::askForContent(std::uint64_t storeId)
 {
     std::vector<std::future<std::vector<ElementDescription>>> answers;

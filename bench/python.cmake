@@ -1,0 +1,7 @@
+# Benchmarks that need the interpreter: bench/python/*.py, run by tools/run-benchmarks.sh.
+if(VORNA_PYTHON)
+  pybind11_add_module(bare MODULE NO_EXTRAS EXCLUDE_FROM_ALL python/BareModule.cpp)
+  target_compile_definitions(bare PRIVATE BARE_CLASSES=25 BARE_MEMBERS=10) # as many as vorna has
+endif()
+add_executable(rpc_floor python/RpcFloor.cpp)
+target_link_libraries(rpc_floor PRIVATE vorna_flags PkgConfig::ZMQ)
