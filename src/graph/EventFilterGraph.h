@@ -42,6 +42,8 @@ public:
     bool remove(std::uint64_t id) noexcept override;
     bool connect(std::uint64_t source, std::uint64_t destination) noexcept override;
     bool disconnect(std::uint64_t source, std::uint64_t destination) noexcept override;
+    using Graph::addDestination;
+    using Graph::removeDestination;
     bool addDestination(std::uint64_t id, const trovi::BoxedPtr& boxed);
     bool removeDestination(std::uint64_t id, const trovi::BoxedPtr& boxed);
 

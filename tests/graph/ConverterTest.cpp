@@ -26,7 +26,6 @@ struct ChipDvs {
     std::uint8_t x = 0, y = 0;
     bool polarity = false;
     std::uint32_t timestamp = 0;
-    friend bool operator==(const ChipDvs&, const ChipDvs&) = default;
 };
 struct Router {
     std::uint8_t layer = 0;

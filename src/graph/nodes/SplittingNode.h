@@ -38,6 +38,7 @@ public:
         this->removeExpiredDestinations();
     }
 
+    using FilterNode<Batch<Event>, Batch<Event>>::addDestination;
     /// @return false when there is no function of that name, and as FilterInterface's
     /// @throws std::runtime_error when `boxed` holds no input of a node of this process
     bool addDestination(const std::string& name, const trovi::BoxedPtr& boxed)
