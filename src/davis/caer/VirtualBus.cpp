@@ -1,17 +1,10 @@
 #include "davis/caer/VirtualBus.h"
 
-#include <mutex>
+#include <algorithm>
 #include <stdexcept>
+#include <utility>
 
 namespace davis::caer {
-
-struct VirtualBus::State {
-    mutable std::mutex mutex;
-    std::vector<std::shared_ptr<PluggedCamera>> cameras; // under `mutex`
-};
-
-VirtualBus::VirtualBus() : state(std::make_unique<State>()) {}
-VirtualBus::~VirtualBus() = default;
 
 VirtualBus& VirtualBus::instance()
 {
@@ -21,33 +14,32 @@ VirtualBus& VirtualBus::instance()
 
 void VirtualBus::plug(std::shared_ptr<PluggedCamera> camera)
 {
-    const std::lock_guard lock(state->mutex);
-    state->cameras.push_back(std::move(camera));
+    const std::lock_guard lock(mutex);
+    plugged.push_back(std::move(camera));
 }
 
-void VirtualBus::unplug(const PluggedCamera& camera)
+std::shared_ptr<PluggedCamera> VirtualBus::unplug(const PluggedCamera& camera)
 {
-    std::vector<std::shared_ptr<PluggedCamera>> removed; // let go of outside the lock: it may be the last owner
-    const std::lock_guard lock(state->mutex);
-    std::erase_if(state->cameras, [&](const auto& plugged) {
-        if (plugged.get() != &camera)
-            return false;
-        removed.push_back(plugged);
-        return true;
-    });
+    const std::lock_guard lock(mutex);
+    const auto found = std::ranges::find(plugged, &camera, &std::shared_ptr<PluggedCamera>::get);
+    if (found == plugged.end())
+        return nullptr;
+    std::shared_ptr<PluggedCamera> held = std::move(*found);
+    plugged.erase(found);
+    return held;
 }
 
 std::vector<std::shared_ptr<PluggedCamera>> VirtualBus::cameras() const
 {
-    const std::lock_guard lock(state->mutex);
-    return state->cameras;
+    const std::lock_guard lock(mutex);
+    return plugged;
 }
 
 std::shared_ptr<PluggedCamera> VirtualBus::openFirst(CameraKind kind)
 {
-    const std::lock_guard lock(state->mutex);
+    const std::lock_guard lock(mutex);
     std::size_t inUse = 0;
-    for (const auto& camera : state->cameras) {
+    for (const auto& camera : plugged) {
         if (camera->kind() != kind)
             continue;
         if (camera->open())

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -55,11 +56,14 @@ public:
 /// Lock: its mutex is held while a camera's open() runs; a camera calls the bus under none of its own.
 class VirtualBus {
 public:
+    VirtualBus(const VirtualBus&) = delete;
+    VirtualBus& operator=(const VirtualBus&) = delete;
+
     static VirtualBus& instance();
 
     void plug(std::shared_ptr<PluggedCamera> camera);
-    /// Nothing happens for a camera that is not plugged.
-    void unplug(const PluggedCamera& camera);
+    /// @return what the bus held, so that the caller decides when the last owner goes; null when it was not plugged
+    std::shared_ptr<PluggedCamera> unplug(const PluggedCamera& camera);
     std::vector<std::shared_ptr<PluggedCamera>> cameras() const;
 
     /// Opens the first camera of this kind that no device holds.
@@ -67,11 +71,10 @@ public:
     std::shared_ptr<PluggedCamera> openFirst(CameraKind kind);
 
 private:
-    VirtualBus();
-    ~VirtualBus();
+    VirtualBus() = default;
 
-    struct State;
-    std::unique_ptr<State> state;
+    mutable std::mutex mutex;
+    std::vector<std::shared_ptr<PluggedCamera>> plugged; // under `mutex`
 };
 
 } // namespace davis::caer

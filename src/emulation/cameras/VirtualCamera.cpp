@@ -22,7 +22,7 @@ VirtualCamera::~VirtualCamera()
 
 void VirtualCamera::unplug()
 {
-    davis::caer::VirtualBus::instance().unplug(*this);
+    const auto held = davis::caer::VirtualBus::instance().unplug(*this); // maybe the last owner: to the end of this
     const std::lock_guard lock(mutex);
     if (!plugged)
         return;
