@@ -21,7 +21,7 @@ void VirtualBus::plug(std::shared_ptr<PluggedCamera> camera)
 std::shared_ptr<PluggedCamera> VirtualBus::unplug(const PluggedCamera& camera)
 {
     const std::lock_guard lock(mutex);
-    const auto found = std::ranges::find(plugged, &camera, &std::shared_ptr<PluggedCamera>::get);
+    const auto found = std::ranges::find(plugged, &camera, [](const auto& held) { return held.get(); });
     if (found == plugged.end())
         return nullptr;
     std::shared_ptr<PluggedCamera> held = std::move(*found);
