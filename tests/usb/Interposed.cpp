@@ -11,6 +11,7 @@ namespace interposed {
 
 std::optional<int> initFails;
 std::optional<int> listFails;
+thread_local bool cancelComesTooLate = false;
 
 namespace {
 
@@ -102,4 +103,10 @@ INTERPOSED int libusb_handle_events(libusb_context* context)
     static auto* const real = next(&libusb_handle_events, "libusb_handle_events");
     passGate();
     return real(context);
+}
+
+INTERPOSED int libusb_cancel_transfer(libusb_transfer* transfer)
+{
+    static auto* const real = next(&libusb_cancel_transfer, "libusb_cancel_transfer");
+    return cancelComesTooLate ? LIBUSB_ERROR_NOT_FOUND : real(transfer);
 }

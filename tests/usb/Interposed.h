@@ -1,6 +1,7 @@
 #pragma once
-// The test's own libusb_init, libusb_exit, libusb_get_device_list, libusb_close and libusb_handle_events stand before
-// libusb's (the linker takes the program's symbols first) and pass every call on, unless a test says otherwise here.
+// The test's own libusb_init, libusb_exit, libusb_get_device_list, libusb_close, libusb_handle_events and
+// libusb_cancel_transfer stand before libusb's (the linker takes the program's symbols first) and pass every call on,
+// unless a test says otherwise here.
 
 #include <optional>
 
@@ -9,6 +10,10 @@ namespace interposed {
 /// While set, the call returns this code and does nothing.
 extern std::optional<int> initFails;
 extern std::optional<int> listFails;
+
+/// While true, this thread cannot cancel a transfer: as when it ends just then. (libusb itself cancels what times out,
+/// on its event thread.)
+extern thread_local bool cancelComesTooLate;
 
 /// Contexts made and not yet released.
 int openContexts();

@@ -280,6 +280,23 @@ TEST(LibUSBDevice, ClosingEndsTheWaitsOfOtherThreads)
     }
 }
 
+TEST(LibUSBDevice, ATransferThatTimesOutWhileTheDoorClosesIsNotRenewed)
+{
+    for (const auto& call : allCalls()) {
+        Plugged plugged;
+        auto door = plugged.open();
+        usb::LibUSBDevice* const shared = door.get();
+        plugged.device->mute(call.endpoint);
+        Bytes bytes(16);
+        auto result = inThread([&] { return call.run(*shared, bytes, 10); });
+        plugged.submissions.waitFor(call.endpoint, 1);
+        interposed::cancelComesTooLate = true;
+        door.reset();
+        interposed::cancelComesTooLate = false;
+        EXPECT_EQ(result.get(), -1) << call.name;
+    }
+}
+
 // The event thread stands between its look at the flag and libusb while the device is closed. libusb's close then uses
 // up its own wake-up, and without another one the thread would sleep for 60 seconds.
 TEST(LibUSBDevice, ClosingWakesAnEventThreadThatIsNotInLibusbYet)

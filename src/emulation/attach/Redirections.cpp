@@ -126,7 +126,7 @@ int vornaEmulationOpen(const char* path, int flags, ...) noexcept
     if (const auto file = openEmulated(path))
         return *file;
     mode_t mode = 0;
-    if ((flags & (O_CREAT | O_TMPFILE)) != 0) {
+    if ((flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE) { // it shares a bit with O_DIRECTORY
         va_list arguments;
         va_start(arguments, flags);
         mode = va_arg(arguments, mode_t);

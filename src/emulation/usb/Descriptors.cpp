@@ -1,6 +1,7 @@
 #include "emulation/usb/Descriptors.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <stdexcept>
 
@@ -46,11 +47,15 @@ Bytes configurationDescriptor(const Device& device)
 {
     const auto endpoints = device.endpoints();
     const std::size_t total = configurationSize + interfaceSize + endpointSize * endpoints.size();
-    Bytes bytes{configurationSize, configurationKind, low(total), high(total), 1 /* interface */, 1 /* its number */, 0,
-                busPowered,        hundredMilliampere};
-    bytes.insert(bytes.end(), {interfaceSize, interfaceKind, 0, 0, low(endpoints.size()), vendorClass, 0, 0, 0});
+    const auto parts =
+        std::to_array<std::uint8_t>({configurationSize, configurationKind, low(total), high(total), 1 /* interface */,
+                                     1 /* its number */, 0, busPowered, hundredMilliampere, //
+                                     interfaceSize, interfaceKind, 0, 0, low(endpoints.size()), vendorClass, 0, 0, 0});
+    Bytes bytes(parts.begin(), parts.end());
     for (const std::uint8_t endpoint : endpoints)
-        bytes.insert(bytes.end(), {endpointSize, endpointKind, endpoint, bulk, 0x00, 0x02 /* 512 bytes */, 0});
+        for (const std::uint8_t byte : {endpointSize, std::uint8_t{endpointKind}, endpoint, bulk, std::uint8_t{0x00},
+                                        std::uint8_t{0x02} /* 512 bytes */, std::uint8_t{0}})
+            bytes.push_back(byte);
     return bytes;
 }
 

@@ -54,7 +54,7 @@ public:
     virtual int bulkOut(std::uint8_t endpoint, std::span<const std::uint8_t> data) = 0;
     virtual int bulkIn(std::uint8_t endpoint, std::span<std::uint8_t> data) = 0;
 
-    /// When to ask again a transfer that was answered `pending`, if time alone can finish it.
+    /// When to ask again a transfer that was answered `pending`, if time alone can finish it. Doesn't throw.
     virtual std::optional<std::chrono::steady_clock::time_point> pollAfter() const { return std::nullopt; }
 
     /// Called by whoever carries the device's transfers, to be told of wake(). Empty: nobody is told any more.

@@ -50,7 +50,8 @@ void moveOneByte(int readEnd, int writeEnd, bool out)
 } // namespace
 
 Port::Port(std::shared_ptr<Device> pluggedDevice, int deviceAddress)
-    : address(deviceAddress), descriptorBytes(descriptors(*pluggedDevice)), device(std::move(pluggedDevice))
+    : address(deviceAddress), descriptorBytes(descriptors(*pluggedDevice)), device(std::move(pluggedDevice)),
+      endpoints(device->endpoints())
 {
     device->setWaker([this] { wakeWorker(); });
     worker = std::thread([this] { work(); });
@@ -221,7 +222,6 @@ int Port::checkSubmission(int descriptor, const usbdevfs_urb& urb) const
         return 0;
     if (urb.type != USBDEVFS_URB_TYPE_BULK && urb.type != USBDEVFS_URB_TYPE_INTERRUPT)
         return -EINVAL; // isochronous transfers aren't emulated
-    const auto endpoints = device->endpoints();
     if (std::find(endpoints.begin(), endpoints.end(), urb.endpoint) == endpoints.end())
         return -ENOENT;
     const auto owner = claims.find(0);
@@ -234,8 +234,8 @@ int Port::submit(int descriptor, usbdevfs_urb* urb)
         return code;
     requests.push_back({descriptor, urb});
     tryPending();
-    if (!requests.empty())
-        wakeWorker(); // to look at the device's pollAfter()
+    if (!requests.empty() && device->pollAfter())
+        wakeWorker(); // which may be asleep for longer, or for good
     return 0;
 }
 

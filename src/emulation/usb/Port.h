@@ -92,6 +92,7 @@ private:
 
     std::mutex mutex;
     const std::shared_ptr<Device> device;
+    const std::vector<std::uint8_t> endpoints; // the device's; asked once
     std::map<int, File> files;
     std::list<Request> requests;    // in the order of submission
     std::map<unsigned, int> claims; // interface number to file
