@@ -157,6 +157,19 @@ TYPED_TEST(Cameras, AnUnplugEndsTheReader)
     EXPECT_THROW(TypeParam(), std::runtime_error) << "it is gone from the bus";
 }
 
+TYPED_TEST(Cameras, AnUnplugAfterTheEndOfTheShowEndsTheReaderToo)
+{
+    const auto plugged = Kind<TypeParam>::plug(fastScene(10'000));
+    TypeParam camera;
+    camera.start();
+    EXPECT_TRUE(plugged->waitUntilFinished(longTimeMs));
+    plugged->unplug();
+    while (camera.isRunning())
+        std::this_thread::yield();
+    EXPECT_TRUE(plugged->isFinished());
+    EXPECT_FALSE(camera.stopIfRunning());
+}
+
 TYPED_TEST(Cameras, AnUnplugMayMeetAStopOrTheEndOfTheCamera)
 {
     for (int i = 0; i < 200; ++i) {
