@@ -1,0 +1,89 @@
+"""The type stubs tell of every name of the module, in Python that parses."""
+import ast
+import os
+import subprocess
+import sys
+import types
+from pathlib import Path
+
+import pytest
+
+SOURCE = Path(os.environ.get("VORNA_SOURCE_DIR", Path(__file__).resolve().parents[2]))
+
+
+@pytest.fixture(scope="module")
+def stubs(tmp_path_factory):
+    """Syntax trees by module name, and the folder of the stubs."""
+    import vorna
+    out = tmp_path_factory.mktemp("stubs")
+    made = subprocess.run([sys.executable, str(SOURCE / "tools" / "make-stubs.py"), str(Path(vorna.__file__).parent), str(out)],
+                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT, universal_newlines=True, timeout=60)
+    assert (made.returncode, made.stdout) == (0, "")
+    return {".".join(path.parent.relative_to(out).parts): ast.parse(path.read_text(encoding="utf-8"))
+            for path in out.rglob("*.pyi")}
+
+
+def names_of(body):
+    names = {}
+    for node in body:
+        if isinstance(node, (ast.ClassDef, ast.FunctionDef)):
+            names.setdefault(node.name, node)
+        elif isinstance(node, ast.AnnAssign):
+            names[node.target.id] = node
+        elif isinstance(node, ast.ImportFrom):
+            names.update((alias.asname, node) for alias in node.names)
+    return names
+
+
+def class_named(stubs, module, name):
+    return names_of(names_of(stubs[module].body)[name].body)
+
+
+def public(names):
+    return {name for name in names if not name.startswith("_")}
+
+
+def test_every_public_name_is_told_of(vorna, stubs):
+    """Walks what import gives; names that only a stub has are faults too."""
+    compared = []
+
+    def walk(module):
+        there = {name: value for name, value in vars(module).items()
+                 if not name.startswith("_") and getattr(value, "__doc__", None) != "Automatically generated submodule."}
+        told = names_of(stubs[module.__name__].body)
+        assert public(told) == set(there), module.__name__
+        compared.append(module.__name__)
+        for name, value in there.items():
+            if isinstance(value, types.ModuleType):
+                walk(value)
+            elif isinstance(value, type) and value.__module__ == module.__name__:
+                assert isinstance(told[name], ast.ClassDef), name
+                assert public(names_of(told[name].body)) == public(vars(value)), name
+
+    walk(vorna)
+    assert set(compared) == set(stubs)
+
+
+def test_types_are_those_of_the_module(stubs):
+    event = class_named(stubs, "vorna.davis.event", "DvsEvent")
+    assert ast.unparse(event["x"].returns) == "int"
+    assert ast.unparse(event["polarity"].returns) == "bool"
+    assert [a.arg for a in event["__init__"].args.kwonlyargs] == ["x", "y", "polarity", "timestamp"]
+    graph = class_named(stubs, "vorna.graph", "EventFilterGraph")
+    assert ast.unparse(graph["connect"].args) == "self, source: int, destination: int"
+    assert ast.unparse(graph["get_node_input"].returns) == "_vorna_trovi.BoxedPtr"
+    assert ast.unparse(graph["__enter__"].returns) == "EventFilterGraph"
+    sink = class_named(stubs, "vorna", "BufferSinkNode_davis_event_dvs_event")
+    assert ast.unparse(sink["get_buf"].returns) == "list[_vorna_davis_event.DvsEvent]"
+
+
+def test_overloads_enumerators_and_texts(stubs):
+    plugs = [node for node in stubs["vorna.emulation"].body if getattr(node, "name", "") == "plug_virtual_davis"]
+    assert [ast.unparse(node.decorator_list[0]) for node in plugs] == ["_t.overload"] * 2
+    assert "moving_bars" in [a.arg for node in plugs for a in node.args.kwonlyargs]
+    role = class_named(stubs, "vorna.device", "DriverReferenceType")
+    assert ast.unparse(role["Board"].annotation) == "_t.ClassVar[DriverReferenceType]"
+    opened = class_named(stubs, "vorna.device", "OpenedDevice")
+    assert ast.get_docstring(opened["device_info"]).startswith("device.DeviceInfo, or a dict of its members: ")
+    setup = names_of(stubs["vorna"].body)["setup_local_node"]
+    assert 'Example "tcp://0.0.0.0:12345"' in ast.get_docstring(setup)
