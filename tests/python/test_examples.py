@@ -1,0 +1,134 @@
+"""Every example runs as a user would run it and says what it is meant to show; the README's script too."""
+import os
+import re
+import struct
+import subprocess
+import sys
+import zlib
+from pathlib import Path
+
+import pytest
+
+from conftest import free_endpoints
+
+SOURCE = Path(os.environ.get("VORNA_SOURCE_DIR", Path(__file__).resolve().parents[2]))
+EXAMPLES = SOURCE / "examples"
+LIMIT = 90  # for a machine under load and builds with sanitizers; the examples take 1 to 3 seconds
+
+# What an example must print, beside ending well. One that isn't listed here must only end well.
+TELLING = {
+    "01-events-and-json.py": ["refused: davis.event.DvsEvent.x: expected int in [0, 65535]", "read back equal: True"],
+    "02-filter-a-recording.py": ["20000 events in, 2500 through", "(x=0, y=0,"],
+    "03-server-and-client.py": ["the store holds ['DeviceController', 'VornaNode']", "got 0x151f, 0x12b"],
+    "04-watch-a-camera.py": [" events/s", "% ON"],
+    "05-send-your-own-events.py": ["came: [(0, 0), (2, 5)]"],
+    "06-change-filters-while-running.py": ["Cannot add node while graph is running!", "columns 301 to 343:"],
+    "07-unplug-a-camera.py": ["no camera: ", "events since then: 0", "timed out on content request"],
+}
+
+
+def run(arguments, folder):
+    ended = subprocess.run([sys.executable, *map(str, arguments)], cwd=str(folder), timeout=LIMIT, stdin=subprocess.DEVNULL,
+                           stdout=subprocess.PIPE, stderr=subprocess.PIPE, universal_newlines=True)
+    assert ended.returncode == 0, ended.stdout + ended.stderr
+    return ended.stdout
+
+
+@pytest.mark.parametrize("name", sorted(path.name for path in EXAMPLES.glob("[0-9]*.py")))
+def test_an_example_runs(name, tmp_path):
+    output = run([EXAMPLES / name], tmp_path)
+    for text in TELLING.get(name, []):
+        assert text in output
+    assert list(tmp_path.iterdir()) == [], "an example leaves nothing behind"
+
+
+@pytest.mark.parametrize("name", sorted(p.name for p in EXAMPLES.glob("*.py") if "argparse" in p.read_text(encoding="utf-8")))
+def test_what_takes_arguments_has_a_help(name, tmp_path):
+    assert "--help" in run([EXAMPLES / name, "--help"], tmp_path)
+
+
+def pixels_of(path):
+    """Width, height, and the rows of a PNG of 8-bit colours without filters; checks each chunk's sum."""
+    content = path.read_bytes()
+    assert content[:8] == b"\x89PNG\r\n\x1a\n"
+    chunks, at = {}, 8
+    while at < len(content):
+        length, = struct.unpack_from(">I", content, at)
+        body = content[at + 4:at + 8 + length]
+        assert struct.unpack_from(">I", content, at + 8 + length)[0] == zlib.crc32(body)
+        chunks[body[:4]] = body[4:]
+        at += 12 + length
+    width, height, depth, colours, *_ = struct.unpack(">IIBBBBB", chunks[b"IHDR"])
+    assert (depth, colours, list(chunks)) == (8, 2, [b"IHDR", b"IDAT", b"IEND"])
+    raw = zlib.decompress(chunks[b"IDAT"])
+    stride = 1 + 3 * width
+    assert len(raw) == height * stride
+    return width, height, [raw[y * stride + 1:(y + 1) * stride] for y in range(height)]
+
+
+def warm_and_cold(rows, left, right):
+    """Pixels of ON and of OFF events between two columns, below the title and above the captions."""
+    warm = cold = 0
+    for row in rows[70:580]:
+        for x in range(left, right):
+            red, _, blue = row[3 * x:3 * x + 3]
+            warm += red > blue + 40
+            cold += blue > red + 40
+    return warm, cold
+
+
+def demo(folder, *arguments):
+    output = run([EXAMPLES / "demo.py", "--seconds", "1.5", *arguments], folder)
+    match = re.search(r"^([\d,]+) events came from the camera; ([\d,]+) came through the graph\.$", output, re.M)
+    assert match, output
+    came, through = (int(group.replace(",", "")) for group in match.groups())
+    return output, came, through
+
+
+def test_the_demo_shows_both_processes_at_work(tmp_path):
+    output, came, through = demo(tmp_path, "--png", "shown.png")
+    for text in ("+ DeviceController (object 0 of store 10)", "+ VornaNode", "+ DvXplorer", "+ Davis240",
+                 "stopped the camera by proxy", "started it again", "events/s"):
+        assert text in output
+    assert came > 10_000
+    assert 0.05 * came < through < 0.5 * came, "cropped, then halved"
+    width, _, rows = pixels_of(tmp_path / "shown.png")
+    for panel in ((0, width // 2), (width // 2, width)):
+        warm, cold = warm_and_cold(rows, *panel)
+        assert warm > 500 and cold > 500, "a blank panel"
+
+
+def test_the_demo_plays_a_recording(tmp_path):
+    output, came, through = demo(tmp_path, "--recording", SOURCE / "tests" / "data" / "digit_34x34.bin")
+    assert "34 x 34 pixels" in output
+    assert 0 < through < came
+    pixels_of(tmp_path / "demo.png")
+
+
+def test_the_demo_says_when_a_recording_cannot_be_read(tmp_path):
+    ended = subprocess.run([sys.executable, str(EXAMPLES / "demo.py"), "--recording", "missing.aedat"], cwd=str(tmp_path),
+                           stdout=subprocess.PIPE, stderr=subprocess.PIPE, universal_newlines=True, timeout=LIMIT)
+    assert ended.returncode == 1
+    assert ended.stderr.startswith("demo: ") and "missing.aedat" in ended.stderr and "Traceback" not in ended.stderr
+
+
+def test_the_demo_ends_cleanly_when_interrupted(tmp_path):
+    import signal
+    process = subprocess.Popen([sys.executable, str(EXAMPLES / "demo.py"), "--seconds", "60"], cwd=str(tmp_path),
+                               stdout=subprocess.PIPE, stderr=subprocess.PIPE, universal_newlines=True)
+    try:
+        seen = next(line for line in process.stdout if "events/s" in line)
+        process.send_signal(signal.SIGINT)
+        rest, errors = process.communicate(timeout=LIMIT)
+    finally:
+        process.kill()
+    assert (process.returncode, errors) == (130, ""), seen + rest + errors
+    assert rest.endswith("Interrupted; all is closed.\n")
+
+
+def test_the_script_in_the_readme_works(tmp_path):
+    script = re.search(r"^```python\n(.*?)^```", (SOURCE / "README.md").read_text(encoding="utf-8"), re.M | re.S).group(1)
+    for fixed, free in zip(("tcp://127.0.0.1:7001", "tcp://127.0.0.1:7002"), free_endpoints()):
+        assert fixed in script
+        script = script.replace(fixed, free)
+    assert "DvsEvent(x=" in run(["-c", script], tmp_path)
