@@ -79,10 +79,7 @@ void VornaNode::openCamera(const char* name)
     store().insert(name, std::move(camera));
     // the store destroys its objects without a word to them, and a running camera must be stopped before
     const std::lock_guard lock(camerasMutex);
-    cameraStops.emplace_back([opened] {
-        if (opened->isRunning())
-            opened->stop();
-    });
+    cameraStops.emplace_back([opened] { opened->stopIfRunning(); });
 }
 
 void VornaNode::openDavis() { openCamera<davis::Davis240>("Davis240"); }
