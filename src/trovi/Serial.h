@@ -387,11 +387,13 @@ void decodeVariant(ByteReader& reader, std::variant<Ts...>& value)
 
 /// Appends the form of `value`.
 template <class T>
-void encode(ByteWriter& writer, const T& value)
+void encode([[maybe_unused]] ByteWriter& writer, [[maybe_unused]] const T& value)
 {
     using namespace detail;
-    if constexpr (isPacked<T>) {
-        std::uint8_t bytes[packedSize<T> + 1]; // a class without members has none
+    if constexpr (packedSize<T> == 0) {
+        // a class without members
+    } else if constexpr (isPacked<T>) {
+        std::uint8_t bytes[packedSize<T>];
         pack<T>(bytes, value);
         writer.write(bytes, packedSize<T>);
     } else if constexpr (std::is_convertible_v<const T&, std::string_view>) {
@@ -433,11 +435,13 @@ void encode(ByteWriter& writer, const T& value)
 /// Reads a value of type T into `value`.
 /// @throws cereal::Exception when the bytes end before the value, or a variant's index is wrong
 template <class T>
-void decode(ByteReader& reader, T& value)
+void decode([[maybe_unused]] ByteReader& reader, [[maybe_unused]] T& value)
 {
     using namespace detail;
-    if constexpr (isPacked<T>) {
-        std::uint8_t bytes[packedSize<T> + 1];
+    if constexpr (packedSize<T> == 0) {
+        // a class without members
+    } else if constexpr (isPacked<T>) {
+        std::uint8_t bytes[packedSize<T>];
         // a class reports a short read by the member at which the bytes end
         if constexpr (isNumber<T>) {
             reader.read(bytes, packedSize<T>);
