@@ -76,7 +76,11 @@ bool Graph::add(std::uint64_t id, std::shared_ptr<NodeInterface> node) noexcept
         return false;
     const Guard guard(*this);
     cacheValid = false;
-    return nodes.try_emplace(id, std::move(node)).second && dag.addNode(id);
+    const auto [entry, isNew] = nodes.try_emplace(id);
+    if (!isNew)
+        return false;
+    entry->second = std::move(node);
+    return dag.addNode(id);
 }
 
 bool Graph::remove(std::uint64_t id) noexcept

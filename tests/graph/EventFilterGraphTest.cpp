@@ -18,7 +18,6 @@ using davis::event::DvsEvent;
 using graph::EventFilterGraph;
 using graph::EventFilterNodeFactory;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 using Source = BasicSourceNode<DvsEvent>;
 using Counter = EventCounterSink<DvsEvent>;
@@ -188,6 +187,7 @@ TEST(EventFilterGraph, IsStoppedByOneOfManyThreads)
     for (int i = 0; i < 20; ++i) {
         std::atomic<int> started = 0, stopped = 0;
         std::vector<std::thread> threads;
+        threads.reserve(3);
         for (int n = 0; n < 3; ++n)
             threads.emplace_back([&] {
                 started += graph.start();

@@ -128,6 +128,7 @@ TEST(Sources, MayBeWrittenAndConnectedByManyThreads)
     Counter kept;
     ASSERT_TRUE(source.connectTo(kept));
     std::vector<std::thread> threads;
+    threads.reserve(writers);
     for (int i = 0; i < writers; ++i)
         threads.emplace_back([&] {
             for (int n = 0; n < batches; ++n)

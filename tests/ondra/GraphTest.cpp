@@ -16,7 +16,6 @@ using namespace testing_nodes;
 using ondra::Graph;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::UnorderedElementsAre;
 
 using Edge = std::pair<std::uint64_t, std::uint64_t>;
 

@@ -14,6 +14,7 @@ TEST(SpinLock, LetsOneInAtATime)
     ondra::SpinLock lock;
     int inside = 0, total = 0; // plain: the lock alone keeps them right
     std::vector<std::thread> threads;
+    threads.reserve(threadCount);
     for (int i = 0; i < threadCount; ++i)
         threads.emplace_back([&] {
             for (int n = 0; n < turns; ++n) {

@@ -15,13 +15,14 @@ using Batch = std::shared_ptr<std::vector<Event>>;
 
 namespace detail {
 
-/// All batches that wait in one channel.
+/// All batches that wait in one channel at the time of the call. Not those that come while it runs: a filter that runs
+/// ahead sends batches all the time, and taking them until none is left may take for ever.
 template <class Event>
 struct WaitingBatches {
     explicit WaitingBatches(ondra::Channel<Batch<Event>>& channel)
     {
         Batch<Event> batch;
-        while (channel.try_dequeue(batch)) {
+        for (auto left = channel.size_approx(); left > 0 && channel.try_dequeue(batch); --left) {
             eventCount += batch->size();
             batches.push_back(std::move(batch));
         }

@@ -6,6 +6,8 @@
 
 namespace graph::nodes {
 
+static_assert(detail::isTwoWords<davis::event::DvsEvent>(), "else the filters copy camera events field by field");
+
 template class EventCropNode<davis::event::DvsEvent>;
 template class EventDecimateNode<davis::event::DvsEvent>;
 template class EventRescaleNode<davis::event::DvsEvent>;

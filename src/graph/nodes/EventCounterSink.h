@@ -31,7 +31,8 @@ public:
     {
         const std::lock_guard lock(mutex);
         Batch<Event> batch;
-        while (this->inputChannel->try_dequeue(batch))
+        // not those that come meanwhile: that may take for ever
+        for (auto left = this->inputChannel->size_approx(); left > 0 && this->inputChannel->try_dequeue(batch); --left)
             count += batch->size();
         return std::exchange(count, 0);
     }

@@ -44,20 +44,23 @@ public:
     bool addDestination(const std::string& name, const trovi::BoxedPtr& boxed)
     {
         const auto* handle = boxed.get<const std::any*>();
-        const std::lock_guard lock(this->destinationsMutex);
         const auto channel = this->parseDestinationChannel(handle).lock();
         if (!callables.contains(name) || !channel)
             return false;
-        names[channel] = name;
-        return Interface::addDestination(handle);
+        {
+            const std::lock_guard lock(this->destinationsMutex);
+            names[channel] = name;
+        }
+        return addDestination(handle);
     }
 
     using FilterNode<Batch<Event>, Batch<Event>>::removeDestination;
     bool removeDestination(const std::any* channel) override
     {
+        const bool removed = FilterNode<Batch<Event>, Batch<Event>>::removeDestination(channel);
         const std::lock_guard lock(this->destinationsMutex);
         names.erase(this->parseDestinationChannel(channel).lock());
-        return Interface::removeDestination(channel);
+        return removed;
     }
 
 protected:
@@ -66,8 +69,6 @@ protected:
     std::unordered_map<std::string, Callable> callables; ///< filled by the constructor of a derived class
 
 private:
-    using Interface = ondra::FilterInterface<Batch<Event>, Batch<Event>>;
-
     std::unordered_map<std::shared_ptr<ondra::Channel<Batch<Event>>>, std::string> names; // under destinationsMutex
 };
 
