@@ -127,8 +127,9 @@ class Pipeline:
     def __init__(self, vorna, graph, width, height):
         nodes = vorna.graph.nodes
         self.counter = nodes.EventCounterSink_davis_event_dvs_event()
-        self.seen = Recent(nodes.BufferSinkNode_davis_event_dvs_event(), 12000)
-        self.kept = Recent(nodes.BufferSinkNode_davis_event_dvs_event(), 12000)
+        enough = max(1000, width * height // 10)  # events to fill a picture without flooding it
+        self.seen = Recent(nodes.BufferSinkNode_davis_event_dvs_event(), enough)
+        self.kept = Recent(nodes.BufferSinkNode_davis_event_dvs_event(), enough)
         self.total_in = self.total_out = 0
 
         across, down = max(2, 5 * width // 8), max(2, 5 * height // 8)  # a region has two rows and columns at least
@@ -183,18 +184,10 @@ def wait_for_rest(pipeline):
 
 def draw(path, pipeline, width, height):
     """Both sides over the same span of time, the region of interest marked on the left."""
-    kept = pipeline.kept.events()
-    seen = pipeline.seen.events()
-    if seen:
-        end = (kept or seen)[-1].timestamp
-        first = max(end - 40_000, seen[0].timestamp)
-        if sum(first <= e.timestamp <= end for e in seen) < 500:  # a slow recording: all that is at hand
-            first = max(seen[0].timestamp, end - 1_000_000)
-        seen = [e for e in seen if first <= e.timestamp <= end]
-        kept = [e for e in kept if first <= e.timestamp <= end]
-        span = (end - first) / 1000
-    else:
-        span = 0.0
+    kept, seen = pipeline.kept.events(), pipeline.seen.events()[-pipeline.seen.keep:]
+    begin, end = (seen[0].timestamp, seen[-1].timestamp) if seen else (0, 0)
+    kept = [event for event in kept if begin <= event.timestamp <= end]
+    span = (end - begin) / 1000
 
     canvas = picture.Canvas(1480, 690)
     boxes = picture.Box(24, 64, 700, 526), picture.Box(756, 64, 700, 526)

@@ -83,8 +83,8 @@ class Canvas:
 def fit(box, width, height):
     """The largest part of the box, in its middle, with the shape of the sensor, and pixels a sensor pixel."""
     scale = min(box.width / width, box.height / height)
-    if scale > 1:
-        scale = float(int(scale))
+    if scale >= 3:
+        scale = float(int(scale))  # equal squares
     across, down = int(width * scale), int(height * scale)
     return Box(box.left + (box.width - across) // 2, box.top + (box.height - down) // 2, across, down), scale
 
