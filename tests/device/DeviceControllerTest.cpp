@@ -286,6 +286,26 @@ TEST_F(DeviceControllerTest, LivesInTheStoreThatItFills)
                                                       "model 3 closed", "API 2 closed"));
 }
 
+TEST_F(DeviceControllerTest, AnswersCallsFromOtherNodes)
+{
+    auto controller = std::make_unique<DeviceController>(store);
+    const trovi::StoreRef ref = store.insert("DeviceController", std::move(controller));
+    const auto call = [&](std::uint64_t function, trovi::Bytes arguments) {
+        const trovi::Bytes sender = trovi::serializeToBuffer(std::uint64_t{42}, "the uuid");
+        arguments.insert(arguments.end(), sender.begin(), sender.end());
+        store.receiveMsg({0, ref, trovi::StoreCommand::call, function}, std::move(arguments));
+        trovi::messages::Message answer;
+        EXPECT_TRUE(channel.try_dequeue(answer));
+        return std::get<trovi::messages::Response>(answer).buffer;
+    };
+    const trovi::StoreRef model{7, 1};
+    EXPECT_EQ(call(3, trovi::serializeToBuffer(info)), trovi::serializeToBuffer("the uuid", model));
+    EXPECT_EQ(call(1, {}), trovi::serializeToBuffer(
+                               "the uuid", std::vector{OpenedDevice(info, model, DriverReferenceType::DeviceModel)}));
+    EXPECT_EQ(call(5, trovi::serializeToBuffer(info)), trovi::serializeToBuffer("the uuid"));
+    EXPECT_EQ(store.size(), 1U);
+}
+
 TEST_F(DeviceControllerTest, ListsWhatAllDiscoverersFind)
 {
     Controller controller(store);
