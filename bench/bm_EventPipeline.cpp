@@ -89,7 +89,7 @@ struct Fused {
             out[kept] = {static_cast<std::uint16_t>(x), static_cast<std::uint16_t>(y), event.polarity, event.timestamp};
             kept += inside & (phase == 0);
             phase += inside;
-            phase = phase == ratio ? 0 : phase;
+            phase &= -static_cast<std::uint64_t>(phase != ratio); // a conditional becomes a branch
         }
         for (std::size_t i = 0; i < kept; ++i) {
             out[i].x = static_cast<std::uint16_t>(static_cast<int>(out[i].x / divideX));
