@@ -2,6 +2,7 @@
 // are the first to include the parser.
 #include "trovi/Json.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
@@ -36,19 +37,45 @@ void withExhaustedText(Action action)
     }
 }
 
-void checkDepth(const std::string& document)
+bool isZeros(std::string_view digits) { return !digits.empty() && digits.find_first_not_of('0') == digits.npos; }
+
+// A zero that is written with a fraction or an exponent, such as 0.00 and 0E98.
+bool isLongZero(std::string_view number)
 {
+    const std::size_t exponentAt = number.find_first_of("eE");
+    const std::string_view mantissa = number.substr(0, exponentAt);
+    if (exponentAt != number.npos) {
+        std::string_view exponent = number.substr(exponentAt + 1);
+        if (exponent.starts_with('+') || exponent.starts_with('-'))
+            exponent.remove_prefix(1);
+        if (exponent.empty() || exponent.find_first_not_of("0123456789") != exponent.npos)
+            return false;
+    }
+    return mantissa == "0" ? exponentAt != number.npos : mantissa.starts_with("0.") && isZeros(mantissa.substr(2));
+}
+
+// What the parser must not be given: it calls itself for each level of nesting, and its conversion of numbers counts
+// the leading zero bits of a zero, which is undefined, when the zero has a long fraction or a large exponent. So deep
+// documents are refused, and such zeros are handed on as 0.0.
+std::string checked(const std::string& document)
+{
+    std::string result;
+    result.reserve(document.size());
     std::size_t depth = 0;
-    bool inText = false;
-    for (std::size_t i = 0; i < document.size(); ++i) {
-        const char c = document[i];
-        if (inText) {
-            if (c == '\\')
-                ++i;
-            else if (c == '"')
-                inText = false;
-        } else if (c == '"') {
-            inText = true;
+    for (std::size_t at = 0; at < document.size();) {
+        const char c = document[at];
+        std::size_t end = at + 1;
+        if (c == '"') {
+            while (end < document.size() && document[end] != '"')
+                end += document[end] == '\\' ? 2 : 1;
+            end = std::min(end + 1, document.size());
+        } else if (c >= '0' && c <= '9') {
+            end = std::min(document.find_first_not_of("0123456789.eE+-", at), document.size());
+            if (isLongZero(std::string_view(document).substr(at, end - at))) {
+                result += "0.0";
+                at = end;
+                continue;
+            }
         } else if (c == '[' || c == '{') {
             if (++depth > jsonMaxDepth)
                 throw cereal::Exception("JSON document is nested deeper than " + std::to_string(jsonMaxDepth) +
@@ -56,7 +83,10 @@ void checkDepth(const std::string& document)
         } else if ((c == ']' || c == '}') && depth > 0) {
             --depth;
         }
+        result.append(document, at, end - at);
+        at = end;
     }
+    return result;
 }
 
 } // namespace
@@ -117,11 +147,7 @@ struct JsonReader::Archive {
     cereal::JSONInputArchive json;
 };
 
-JsonReader::JsonReader(const std::string& document)
-{
-    checkDepth(document);
-    archive_ = std::make_unique<Archive>(document);
-}
+JsonReader::JsonReader(const std::string& document) : archive_(std::make_unique<Archive>(checked(document))) {}
 
 JsonReader::~JsonReader() = default;
 

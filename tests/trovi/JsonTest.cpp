@@ -232,6 +232,28 @@ TEST(Json, DeepNestingIsRefusedBeforeTheParserSeesIt)
               "no error");
 }
 
+TEST(Json, EveryWayToWriteZeroIsZero)
+{
+    for (const char* zero : {"0", "0.0", "0E98", "0e-98", "0.00e+5", "0.0000000000000000000000000000000000000"}) {
+        for (const std::string sign : {"", "-"}) {
+            double value = 1;
+            fromJson(value, R"({"value0": )" + sign + zero + "}");
+            EXPECT_EQ(value, 0) << sign << zero;
+            EXPECT_EQ(std::signbit(value), sign == "-" && zero != std::string_view("0")) << sign << zero;
+        }
+    }
+    std::vector<double> values;
+    fromJson(values, R"({"value0": [10.0, 0.5e1, 1e0, 100]})");
+    EXPECT_THAT(values, testing::ElementsAre(10, 5, 1, 100));
+    for (const char* wrong : {"0.", "0e", "00.0", "0.0.0", "0e+-1", "01"})
+        EXPECT_EQ(errorOf(values, R"({"value0": [)" + std::string(wrong) + "]}"),
+                  "rapidjson internal assertion failure: IsObject()")
+            << wrong;
+    std::string text;
+    fromJson(text, R"({"value0": "0E98 \\"})");
+    EXPECT_EQ(text, "0E98 \\");
+}
+
 TEST(JsonFile, SavesAndLoads)
 {
     const Folder folder;
