@@ -68,7 +68,8 @@ class SecondProcess:
         script = Path(__file__).resolve().parent / "parts" / "watcher.py"
         self.process = subprocess.Popen(
             [sys.executable, str(script), *endpoints, str(SERVER_ID), str(WATCHER_ID), "--run", str(run), "--pause", str(pause)],
-            stdin=subprocess.PIPE, stdout=subprocess.PIPE, universal_newlines=True)
+            stdin=subprocess.PIPE, stdout=subprocess.PIPE, universal_newlines=True,
+            start_new_session=True)  # Ctrl-C is for this process, which then ends the other one
         self.reader = threading.Thread(target=self._read)
         self.reader.start()
 
@@ -86,13 +87,13 @@ class SecondProcess:
     def __enter__(self):
         return self
 
-    def __exit__(self, *error):
+    def __exit__(self, error, *details):
         try:
             self.process.wait(timeout=0.5)  # it leaves by itself when it hears that the store has closed
         except subprocess.TimeoutExpired:
             self.process.stdin.close()
             try:
-                self.process.wait(timeout=10)
+                self.process.wait(timeout=1 if error else 15)
             except subprocess.TimeoutExpired:
                 self.process.kill()
                 self.process.wait()

@@ -89,7 +89,7 @@ def main():
     say("done")
     while watcher.watch(1.0):
         pass
-    say("the store has closed" if not vorna.far.is_open() else "left")
+    say("the store has closed" if not vorna.far.is_open() else "leaves; it did not hear the store close")
 
 
 if __name__ == "__main__":
