@@ -44,7 +44,7 @@ dev-deps: ## also clang's tools and gcovr
 	@tools/install-deps.sh --dev
 
 configure: deps
-	cmake --preset release -B '$(BUILD)' -DBUILD_TESTING=ON -DVORNA_BENCH=ON \
+	cmake --preset release -B '$(BUILD)' -DVORNA_PYTHON=ON -DBUILD_TESTING=ON -DVORNA_BENCH=ON \
 	  $(if $(system_python),,-DPython_EXECUTABLE="$$($(PYTHON) tools/interpreter.py executable)")
 
 build: configure ## everything, in build/release

@@ -1,8 +1,11 @@
 #include "device/Log.h"
 
+#include <iostream>
 #include <mutex>
 
 #include <log4cpp/Category.hh>
+#include <log4cpp/OstreamAppender.hh>
+#include <log4cpp/PatternLayout.hh>
 
 namespace device {
 namespace {
@@ -22,5 +25,18 @@ Log::Log(const std::string& categoryName) : category(categoryNamed(categoryName)
 void Log::debug(const std::string& text) const { category.debug(text); }
 void Log::error(const std::string& text) const { category.error(text); }
 void Log::fatal(const std::string& text) const { category.fatal(text); }
+
+void logErrorsToStandardError()
+{
+    [[maybe_unused]] static const bool done = [] {
+        auto* const layout = new log4cpp::PatternLayout; // the appender owns it, and the category the appender
+        layout->setConversionPattern("%d %p %c: %m%n");
+        auto* const appender = new log4cpp::OstreamAppender("standard error", &std::cerr);
+        appender->setLayout(layout);
+        appender->setThreshold(log4cpp::Priority::ERROR);
+        log4cpp::Category::getRoot().addAppender(appender);
+        return true;
+    }();
+}
 
 } // namespace device

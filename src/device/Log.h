@@ -1,6 +1,6 @@
 #pragma once
 // One category of the log, named after the class that writes to it. Nothing is written anywhere until somebody gives
-// log4cpp an appender.
+// log4cpp an appender, as the Python module does by logErrorsToStandardError().
 
 #include <string>
 
@@ -22,5 +22,8 @@ public:
 private:
     log4cpp::Category& category; // lives until the process exits
 };
+
+/// Shows what is logged as an error or worse, of all categories, on standard error. Does nothing a second time.
+void logErrorsToStandardError();
 
 } // namespace device

@@ -8,6 +8,7 @@
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
 
+#include "device/Log.h"
 #include "trovi/python/Binder.h"
 #include "trovi/python/LiveObjects.h"
 #include "trovi/python/PythonNode.h"
@@ -104,6 +105,7 @@ void stopEverything()
 void bindAll(py::module_& module)
 {
     module.attr("__version__") = VORNA_VERSION;
+    device::logErrorsToStandardError();
     defineNodeFunctions(module);
     trovi::python::Binder::getInstance().bindModule(module);
     py::module_::import("atexit").attr("register")(py::cpp_function(&stopEverything));

@@ -37,26 +37,35 @@ void withExhaustedText(Action action)
     }
 }
 
-bool isZeros(std::string_view digits) { return !digits.empty() && digits.find_first_not_of('0') == digits.npos; }
-
-// A zero that is written with a fraction or an exponent, such as 0.00 and 0E98.
-bool isLongZero(std::string_view number)
+std::size_t digitsAt(std::string_view text, std::size_t at, const char* digits)
 {
-    const std::size_t exponentAt = number.find_first_of("eE");
-    const std::string_view mantissa = number.substr(0, exponentAt);
-    if (exponentAt != number.npos) {
-        std::string_view exponent = number.substr(exponentAt + 1);
-        if (exponent.starts_with('+') || exponent.starts_with('-'))
-            exponent.remove_prefix(1);
-        if (exponent.empty() || exponent.find_first_not_of("0123456789") != exponent.npos)
-            return false;
+    return std::min(text.find_first_not_of(digits, at), text.size()) - at;
+}
+
+// Length of the number at the front of `text` when it is a zero with a fraction or an exponent, such as 0.00 and 0E98;
+// 0 for any other.
+std::size_t longZero(std::string_view text)
+{
+    if (!text.starts_with('0'))
+        return 0;
+    std::size_t length = 1;
+    if (text.substr(length).starts_with('.')) {
+        const std::size_t zeros = digitsAt(text, 2, "0");
+        if (zeros == 0 || digitsAt(text, 2, "0123456789") > zeros)
+            return 0;
+        length += 1 + zeros;
     }
-    return mantissa == "0" ? exponentAt != number.npos : mantissa.starts_with("0.") && isZeros(mantissa.substr(2));
+    if (length < text.size() && (text[length] == 'e' || text[length] == 'E')) {
+        const std::size_t sign = length + 1 < text.size() && (text[length + 1] == '+' || text[length + 1] == '-');
+        if (const std::size_t digits = digitsAt(text, std::min(length + 1 + sign, text.size()), "0123456789"))
+            length += 1 + sign + digits;
+    }
+    return length > 1 ? length : 0;
 }
 
 // What the parser must not be given: it calls itself for each level of nesting, and its conversion of numbers counts
 // the leading zero bits of a zero, which is undefined, when the zero has a long fraction or a large exponent. So deep
-// documents are refused, and such zeros are handed on as 0.0.
+// documents are refused, and such zeros are handed on in a short form.
 std::string checked(const std::string& document)
 {
     std::string result;
@@ -70,12 +79,12 @@ std::string checked(const std::string& document)
                 end += document[end] == '\\' ? 2 : 1;
             end = std::min(end + 1, document.size());
         } else if (c >= '0' && c <= '9') {
-            end = std::min(document.find_first_not_of("0123456789.eE+-", at), document.size());
-            if (isLongZero(std::string_view(document).substr(at, end - at))) {
-                result += "0.0";
-                at = end;
+            if (const std::size_t length = longZero(std::string_view(document).substr(at))) {
+                result += "0.0e0"; // complete, so that nothing behind it can belong to it
+                at += length;
                 continue;
             }
+            end = at + digitsAt(document, at, "0123456789.eE+-");
         } else if (c == '[' || c == '{') {
             if (++depth > jsonMaxDepth)
                 throw cereal::Exception("JSON document is nested deeper than " + std::to_string(jsonMaxDepth) +
