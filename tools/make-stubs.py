@@ -32,6 +32,7 @@ class Module:
     def __init__(self, name):
         self.name = name
         self.imports = {}
+        self.uses_numpy = False
         self.body = io.StringIO()
 
     def line(self, depth=0, text=""):
@@ -45,7 +46,10 @@ class Module:
 
     def type_text(self, text):
         """A type as a signature spells it, in terms of this file's imports."""
-        text = re.sub(r"\bcollections\.abc\.(\w+)", r"_abc.\1", text)
+        text = re.sub(r"\b(List|Tuple|Dict|Set)\[", lambda match: match.group(1).lower() + "[", text)  # older pybind11
+        text = re.sub(r"(?<![\w.])(Optional|Union|Callable|Iterable|Iterator|Any)\b", r"_t.\1", text)
+        self.uses_numpy |= "numpy." in text
+        text = re.sub(r"\btyping\.", "_t.", re.sub(r"\bcollections\.abc\.", "_abc.", text))
 
         def replaced(match):
             module, name = match.group(1), match.group(2)
@@ -56,6 +60,7 @@ class Module:
     def text(self, doc):
         out = ['"""%s"""' % doc_text(doc)] if doc else []
         out += ["import collections.abc as _abc", "import typing as _t"]
+        out += ["import numpy"] if self.uses_numpy else []
         for module, alias in sorted(self.imports.items()):
             parent, _, last = module.rpartition(".")
             out.append("from %s import %s as %s" % (parent, last, alias) if parent else "import %s as %s" % (module, alias))

@@ -1,5 +1,6 @@
 """The type stubs tell of every name of the module, in Python that parses."""
 import ast
+import builtins
 import os
 import subprocess
 import sys
@@ -75,6 +76,17 @@ def test_types_are_those_of_the_module(stubs):
     assert ast.unparse(graph["__enter__"].returns) == "EventFilterGraph"
     sink = class_named(stubs, "vorna", "BufferSinkNode_davis_event_dvs_event")
     assert ast.unparse(sink["get_buf"].returns) == "list[_vorna_davis_event.DvsEvent]"
+
+
+def test_every_name_in_an_annotation_is_known(stubs):
+    for module, tree in stubs.items():
+        known = set(dir(builtins)) | set(names_of(tree.body))
+        known |= {alias.asname or alias.name for node in tree.body if isinstance(node, ast.Import) for alias in node.names}
+        for node in ast.walk(tree):
+            for annotation in (getattr(node, "annotation", None), getattr(node, "returns", None)):
+                for part in ast.walk(annotation) if annotation else ():
+                    if isinstance(part, ast.Name):
+                        assert part.id in known, "%s: %s" % (module, ast.unparse(annotation))
 
 
 def test_overloads_enumerators_and_texts(stubs):
