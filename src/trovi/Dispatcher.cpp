@@ -17,16 +17,17 @@ std::future<std::vector<ElementDescription>> getStoreContent(MessageChannel& cha
 {
     auto [future, callback] = RPCFuture<std::vector<ElementDescription>>();
     const messages::Header header{0, {storeId, StoreRef::invalidId}, StoreCommand::report, 0};
-    channel.enqueue(messages::Call{header, std::move(callback), {}});
+    channel.post(messages::Call{header, std::move(callback), {}});
     return std::move(future);
 }
 
 Dispatcher::Dispatcher(std::uint64_t dispatcherId, MessageChannel& channel, MessageForwarderInterface* forwarder,
                        Store* store)
-    : Consumer(&channel), dispatcherId_(dispatcherId), forwarder_(forwarder), store_(store)
+    : Consumer(&channel), channel_(channel), dispatcherId_(dispatcherId), forwarder_(forwarder), store_(store)
 {
     if (store == nullptr || store->id() != dispatcherId)
         throw std::runtime_error("Dispatcher cannot be initialized with store == nullptr or storeId != dispatcherId!");
+    channel_.attach(*this);
     const detail::SignalBlock block;
     thread = std::thread([this]() noexcept { poll(); });
 }
@@ -34,6 +35,7 @@ Dispatcher::Dispatcher(std::uint64_t dispatcherId, MessageChannel& channel, Mess
 void Dispatcher::stop()
 {
     Consumer::stop();
+    channel_.detach();
     // Callbacks are destroyed outside the mutex: what they hold may be anything.
     std::unordered_map<std::string, messages::Callback> released;
     {
@@ -41,7 +43,7 @@ void Dispatcher::stop()
         released.swap(callbacks_);
     }
     messages::Message dropped;
-    while (channel->try_dequeue(dropped)) {
+    while (channel_.try_dequeue(dropped)) {
     }
 }
 
@@ -51,9 +53,9 @@ void Dispatcher::setOnResponseMessageCommandCallback(StoreCommand command, messa
     callbacks_[std::string(commandName(command))] = std::move(function);
 }
 
-void Dispatcher::enqueuedItem(messages::Message&& message)
+void Dispatcher::handle(messages::Message&& message)
 {
-    std::visit([this](auto& alternative) { handle(std::move(alternative)); }, message);
+    std::visit([this](auto& alternative) { actOn(std::move(alternative)); }, message);
 }
 
 template <class M>
@@ -78,7 +80,7 @@ void Dispatcher::registerCall(M& message)
 }
 
 template <class M>
-void Dispatcher::handle(M&& message)
+void Dispatcher::actOn(M&& message)
 {
     if constexpr (std::is_same_v<M, messages::Response>) {
         if (message.destination == dispatcherId_) {
@@ -105,7 +107,7 @@ void Dispatcher::report(messages::Call&& call)
     ByteStream stream(std::move(call.buffer));
     const auto [destination, uuidText] = deserializeDestinationAndUUID(stream);
     store_->addObserverNode(destination);
-    channel->enqueue(ResponseMessage(destination, uuidText, store_->report()));
+    channel_.enqueue(ResponseMessage(destination, uuidText, store_->report()));
 }
 
 void Dispatcher::response(messages::Response&& message)

@@ -240,10 +240,12 @@ public:
 
 /// Moves the messages of a node: forwards them, runs them on the local store, or completes a pending call.
 ///
-/// Threads: the constructor starts a thread that alone reads the channel and calls the forwarder; all others only
-/// enqueue. An exception on that thread, of a called method or of a message that is cut short, ends the process with
-/// its text. `mutex_` guards the callbacks and is held for no call.
-class Dispatcher : private ondra::Consumer<messages::Message> {
+/// Threads: the constructor starts a thread that alone reads the channel. It acts on messages in the channel's turn,
+/// and so does a thread that posts one while the node is idle: the forwarder, the store and the callbacks are used by
+/// one thread at a time, the turn's holder. An exception of a called method, or of a message that is cut short, ends
+/// the process with its text when it leaves the dispatcher's or the receiver's thread. `mutex_` guards the callbacks
+/// and is held for no call.
+class Dispatcher : private ondra::Consumer<messages::Message>, private MessageHandler {
 public:
     /// @throws std::runtime_error "Dispatcher cannot be initialized with store == nullptr or storeId != dispatcherId!"
     Dispatcher(std::uint64_t dispatcherId, MessageChannel& channel, MessageForwarderInterface* forwarder, Store* store);
@@ -251,18 +253,19 @@ public:
 
     std::uint64_t id() const { return dispatcherId_; }
 
-    /// Sets what runs, on the dispatcher's thread, for messages with `command` that answer no pending call.
+    /// Sets what runs, in the channel's turn, for messages with `command` that answer no pending call.
     /// Threads: thread-safe. A message that is being handled may still see the handler before.
     void setOnResponseMessageCommandCallback(StoreCommand command, messages::Callback function);
 
     /// Ends and joins the thread, drops what is left in the channel and releases the pending calls: their futures then
-    /// hold a broken promise. Does nothing a second time. Not to be called on the dispatcher's own thread.
+    /// hold a broken promise. Does nothing a second time. Not to be called from inside a turn.
     void stop();
 
 private:
-    void enqueuedItem(messages::Message&& message) override;
+    void enqueuedItem(messages::Message&& message) override { channel_.act(std::move(message)); }
+    void handle(messages::Message&& message) override;
     template <class M>
-    void handle(M&& message);
+    void actOn(M&& message);
     template <class M>
     void forward(M&& message);
     template <class M>
@@ -270,7 +273,8 @@ private:
     void report(messages::Call&& call);
     void response(messages::Response&& message);
 
-    std::uint64_t nextUuid_ = 0; // of the dispatcher's thread alone
+    MessageChannel& channel_;
+    std::uint64_t nextUuid_ = 0; // under the turn
     const std::uint64_t dispatcherId_;
     MessageForwarderInterface* forwarder_;
     Store* store_;

@@ -100,7 +100,7 @@ void TroviNode<Receiver, Sender>::stop()
 {
     std::call_once(stopped_, [this] {
         for (const std::uint64_t observer : store_.getObserverNodes())
-            channel_->enqueue(
+            channel_->post(
                 messages::Response{observer, StoreCommand::storeClosed, serializeToBuffer("", dispatcher_.id())});
         dispatcher_.stop();
         receiver_.stop();

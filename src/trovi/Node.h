@@ -65,13 +65,14 @@ public:
     virtual ~ZMQMessageParserInterface() = default;
 };
 
-/// Decodes frame 2 and enqueues the message. Frame 1 was for the subscription filter.
+/// Decodes frame 2 and posts the message: an idle node acts on it on the receiver's thread. Frame 1 was for the
+/// subscription filter.
 class DispatcherMessageParser final : public ZMQMessageParserInterface {
 public:
     explicit DispatcherMessageParser(MessageChannel& channel) : channel_(channel) {}
     void parseMessageHeader(zmq::message_t&&) override {}
     /// @throws cereal::Exception for a body that is no message
-    void parseMessageBody(zmq::message_t&& frame) override { channel_.enqueue(deserializeZMQMessage(frame)); }
+    void parseMessageBody(zmq::message_t&& frame) override { channel_.post(deserializeZMQMessage(frame)); }
 
 private:
     MessageChannel& channel_;

@@ -8,7 +8,7 @@ void Element::enqueue(messages::Message message) const
 {
     if (channel_ == nullptr)
         throw std::runtime_error("This remote element is bound to no node.");
-    channel_->enqueue(std::move(message));
+    channel_->post(std::move(message));
 }
 
 std::future<Bytes> Element::callAsync(StoreCommand command, std::uint64_t id, Bytes arguments) const

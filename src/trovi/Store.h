@@ -10,13 +10,11 @@
 #include <utility>
 #include <vector>
 
-#include "ondra/Channel.h"
+#include "trovi/MessageChannel.h"
 #include "trovi/Messages.h"
 #include "trovi/StoreRef.h"
 
 namespace trovi {
-
-using MessageChannel = ondra::Channel<messages::Message>;
 
 /// One object of a store as other nodes see it.
 struct ElementDescription {

@@ -98,8 +98,11 @@ py::module_ PythonNode::makeSubmodule(const char* name, std::uint64_t storeId)
 std::vector<ElementDescription> PythonNode::askForContent(std::uint64_t storeId)
 {
     std::vector<std::future<std::vector<ElementDescription>>> answers;
-    for (const auto patience : {50ms, 100ms, 200ms, 650ms}) {
-        answers.push_back(getStoreContent(channel(), storeId));
+    for (const auto patience : {50ms, 100ms, 200ms, 650ms}) { // one second in all
+        {
+            const py::gil_scoped_release release;
+            answers.push_back(getStoreContent(channel(), storeId));
+        }
         static_cast<void>(waitWithSignals(answers.back(), patience));
         for (auto& answer : answers)
             if (answer.wait_for(0s) == std::future_status::ready)

@@ -27,10 +27,15 @@ remote::Element* selfOf(const py::detail::function_call& call)
     return object == nullptr ? nullptr : classOf(call).element(object);
 }
 
-// With the interpreter lock released while waiting: the dispatcher that brings the answer may need it for an update.
+// With the interpreter lock released while sending and waiting: a socket may be full, and what brings the answer may need
+// the lock for an update that came first.
 Bytes callAndWait(remote::Element& element, StoreCommand command, std::uint64_t id, Bytes arguments)
 {
-    std::future<Bytes> reply = element.callAsync(command, id, std::move(arguments));
+    std::future<Bytes> reply;
+    {
+        const py::gil_scoped_release release;
+        reply = element.callAsync(command, id, std::move(arguments));
+    }
     if (waitWithSignals(reply, callLimit) == std::future_status::timeout)
         throw std::runtime_error("RPC timeout!");
     return reply.get();
