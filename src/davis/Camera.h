@@ -96,7 +96,8 @@ constexpr auto cameraFunctions()
                                 "Ends reading; waits until the last batch is sent.\n"
                                 "Raises an error when the camera is not running."),
         trovi::function("getSourceNode", &Class::getSourceNode,
-                        "The node from which graphs get this camera's events, one batch a read."));
+                        "The node from which graphs get this camera's events, one batch a read."),
+        trovi::function("isRunning", &Class::isRunning, "True from start() until stop() or an unplug."));
 }
 
 } // namespace detail

@@ -47,6 +47,12 @@ struct OpenedDevice {
 } // namespace device
 
 template <>
+constexpr const char* trovi::registerDoc<device::DriverReferenceType>()
+{
+    return "The role in which a device's driver is held; it is in one at a time.";
+}
+
+template <>
 constexpr auto trovi::registerMembers<device::DeviceInfo>()
 {
     using device::DeviceInfo;

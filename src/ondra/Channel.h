@@ -1,11 +1,27 @@
 #pragma once
 // A typed, unbounded queue with many producers: what nodes of a graph, and a node's dispatcher, are fed by.
 
+#include <cstddef>
 #include <memory>
+#include <utility>
 
 #include <concurrentqueue/blockingconcurrentqueue.h>
 
 namespace ondra {
+
+namespace detail {
+
+/// An empty vector behind a shared pointer.
+template <class T>
+constexpr bool isEmptyBatch(const T& item)
+{
+    if constexpr (requires { item->empty(); })
+        return item != nullptr && item->empty();
+    else
+        return false;
+}
+
+} // namespace detail
 
 /// Always held by shared pointer; neither copied nor moved. Grows without bound while nobody reads it.
 /// Threads: any number may enqueue; one at a time reads.
@@ -15,6 +31,35 @@ public:
     Channel() = default;
     Channel(const Channel&) = delete;
     Channel& operator=(const Channel&) = delete;
+
+    /// From now on empty batches are not put in. For the inputs of sinks to which they mean nothing: a filter of a
+    /// running graph sends one each pass, and where nobody reads they would pile up by millions. To be called before
+    /// the channel is shared.
+    void leaveOutEmptyBatches() { leavesOutEmpty = true; }
+
+    template <class U>
+    bool enqueue(U&& item)
+    {
+        if (leavesOutEmpty && detail::isEmptyBatch(item))
+            return true;
+        return Queue::enqueue(std::forward<U>(item));
+    }
+
+    template <class Iterator>
+    bool enqueue_bulk(Iterator first, std::size_t count)
+    {
+        if (!leavesOutEmpty)
+            return Queue::enqueue_bulk(first, count);
+        bool all = true;
+        for (; count > 0; --count, ++first)
+            all &= enqueue(*first);
+        return all;
+    }
+
+private:
+    using Queue = moodycamel::BlockingConcurrentQueue<T>;
+
+    bool leavesOutEmpty = false;
 };
 
 } // namespace ondra

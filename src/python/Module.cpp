@@ -9,6 +9,7 @@
 #include <pybind11/stl.h>
 
 #include "device/Log.h"
+#include "python/Endpoints.h"
 #include "trovi/python/Binder.h"
 #include "trovi/python/LiveObjects.h"
 #include "trovi/python/PythonNode.h"
@@ -79,7 +80,9 @@ void defineNodeFunctions(py::module_& module)
     module.def(
         "setup_local_node",
         [root](const std::string& senderEndpoint, const std::string& requestsEndpoint, std::uint64_t nodeId) {
-            PythonNodeSingleton::replace(std::make_shared<PythonNode>(senderEndpoint, requestsEndpoint, nodeId, root));
+            PythonNodeSingleton::replace(vorna_python::namingEndpoints(senderEndpoint, requestsEndpoint, [&] {
+                return std::make_shared<PythonNode>(senderEndpoint, requestsEndpoint, nodeId, root);
+            }));
         },
         py::arg("sender_endpoint"), py::arg("requests_endpoint"), py::arg("nodeID"), setupLocalNodeDoc);
     module.def(
@@ -109,7 +112,8 @@ void bindAll(py::module_& module)
     defineNodeFunctions(module);
     trovi::python::Binder::getInstance().bindModule(module);
     py::module_::import("atexit").attr("register")(py::cpp_function(&stopEverything));
-    py::print("finished bindings");
+    if (!py::module_::import("sys").attr("stdout").is_none()) // as under a windowed or detached interpreter
+        py::print("finished bindings");
 }
 
 } // namespace

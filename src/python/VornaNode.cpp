@@ -32,6 +32,7 @@ VornaNode::~VornaNode() { stop(); }
 
 void VornaNode::stop()
 {
+    closed = true;
     TroviNode::stop();
     const std::lock_guard lock(camerasMutex);
     for (const auto& stopCamera : cameraStops)
@@ -47,18 +48,21 @@ std::pair<std::uint16_t, std::uint16_t> VornaNode::getOmbrelVidAndPid() const
 
 void VornaNode::openOmbrelDevBoard(int bus, int address)
 {
+    requireOpen();
     const usb::LibUSBDevice found(static_cast<std::uint16_t>(bus), static_cast<std::uint16_t>(address));
     throwNoDriver("OmbrelDevBoard");
 }
 
 void VornaNode::openTesselTestboard(int bus, int address)
 {
+    requireOpen();
     const usb::LibUSBDevice found(static_cast<std::uint16_t>(bus), static_cast<std::uint16_t>(address));
     throwNoDriver("TesselTestBoard");
 }
 
 void VornaNode::openBoard(const char* name)
 {
+    requireOpen();
     const auto found = usb::getDevicesWithVidPid(usb::VendorId::Cypress, usb::ProductId::DevKit);
     if (found.size() != 1) {
         std::fputs("Reopening failed to find device\n", stdout);
@@ -74,6 +78,7 @@ void VornaNode::openRavikDevKit() { openBoard("RavikDevKit"); }
 template <class Camera>
 void VornaNode::openCamera(const char* name)
 {
+    requireOpen();
     auto camera = std::make_unique<Camera>();
     Camera* const opened = camera.get();
     store().insert(name, std::move(camera));
@@ -85,4 +90,14 @@ void VornaNode::openCamera(const char* name)
 void VornaNode::openDavis() { openCamera<davis::Davis240>("Davis240"); }
 void VornaNode::openDvXplorer() { openCamera<davis::DvXplorer>("DvXplorer"); }
 
-void VornaNode::exposeRootNode() { store().insertBorrowed("VornaNode", *this); }
+void VornaNode::exposeRootNode()
+{
+    requireOpen();
+    store().insertBorrowed("VornaNode", *this);
+}
+
+void VornaNode::requireOpen() const
+{
+    if (closed)
+        throw std::runtime_error("This VornaNode is closed; make a new one.");
+}

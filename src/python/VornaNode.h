@@ -1,6 +1,7 @@
 #pragma once
 // The root object of a server process: it owns the store of live devices and opens devices into it.
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <mutex>
@@ -31,7 +32,7 @@ public:
     std::pair<std::uint16_t, std::uint16_t> getOmbrelVidAndPid() const;
 
     // Each opens one kind of device under its fixed name in the store.
-    // @throws std::runtime_error when the name is taken, and what the device's driver raises
+    // @throws std::runtime_error when the node is closed, when the name is taken, and what the device's driver raises
     void openOmbrelDevBoard(int bus, int address);
     void openTesselTestboard(int bus, int address);
     void openDevKit();
@@ -46,7 +47,9 @@ private:
     template <class Camera>
     void openCamera(const char* name);
     void openBoard(const char* name);
+    void requireOpen() const;
 
+    std::atomic<bool> closed = false;
     std::mutex camerasMutex; // after the store's
     std::vector<std::function<void()>> cameraStops;
 };

@@ -219,7 +219,7 @@ TYPED_TEST(Cameras, ReflectedFunctionsAreInTheirOrder)
 {
     std::vector<std::string> names;
     trovi::forEach(trovi::MetaFunctionHolder<TypeParam>::memberFuncs, [&](const auto& f) { names.push_back(f.name); });
-    EXPECT_EQ(names, (std::vector<std::string>{"start", "stop", "getSourceNode"}));
+    EXPECT_EQ(names, (std::vector<std::string>{"start", "stop", "getSourceNode", "isRunning"}));
     EXPECT_EQ(trovi::registeredName<TypeParam>(),
               (std::is_same_v<TypeParam, davis::Davis240>) ? "davis::Davis240" : "davis::DvXplorer");
 }

@@ -387,16 +387,16 @@ TEST(Options, WhatIsOutOfRangeIsRefusedByName)
     } rows[] = {
         {[](SceneOptions& o) { o.width = 4097; }, "width must be 0 to 4096"},
         {[](SceneOptions& o) { o.height = 5000; }, "height must be 0 to 4096"},
-        {[](SceneOptions& o) { o.batchUs = 0; }, "batchUs must be 1 or more"},
+        {[](SceneOptions& o) { o.batchUs = 0; }, "batch_us must be 1 or more"},
         {[](SceneOptions& o) { o.speed = 0; }, "speed must be above 0"},
         {[](SceneOptions& o) { o.speed = std::numeric_limits<double>::quiet_NaN(); }, "speed must be above 0"},
-        {[](SceneOptions& o) { o.maxBacklog = 0; }, "maxBacklog must be 1 or more"},
-        {[](SceneOptions& o) { o.movingBars = -1; }, "movingBars must be 0 to 1e9"},
+        {[](SceneOptions& o) { o.maxBacklog = 0; }, "max_backlog must be 1 or more"},
+        {[](SceneOptions& o) { o.movingBars = -1; }, "moving_bars must be 0 to 1e9"},
         {[](SceneOptions& o) { o.noise = std::numeric_limits<double>::infinity(); }, "noise must be 0 to 1e9"},
         {[](SceneOptions& o) { o.movingBars = o.rotatingDot = o.noise = 0; },
-         "movingBars, rotatingDot, noise must be above 0"},
-        {[](SceneOptions& o) { o.eventsPerSecond = 0.5; }, "eventsPerSecond must be 1 to 1e8"},
-        {[](SceneOptions& o) { o.durationUs = -1; }, "durationUs must be 0 (endless) or more"},
+         "moving_bars, rotating_dot, noise must be above 0"},
+        {[](SceneOptions& o) { o.eventsPerSecond = 0.5; }, "events_per_second must be 1 to 1e8"},
+        {[](SceneOptions& o) { o.durationUs = -1; }, "duration_us must be 0 (endless) or more"},
         {[](SceneOptions& o) {
              o.eventsPerSecond = 1e8;
              o.batchUs = 1'000'000;

@@ -130,6 +130,18 @@ def test_json_files(tmp_path, vorna, opened):
         opened.from_json(str(tmp_path / "missing"))
 
 
+def test_values_are_pickled_and_paths_may_be_objects(tmp_path, event, opened):
+    import pickle
+    for value in (event, opened):
+        assert pickle.loads(pickle.dumps(value)) == value
+    event.to_json(tmp_path / "event.json")
+    other = type(event)()
+    other.from_json(path=tmp_path / "event.json")
+    assert other == event
+    with pytest.raises(TypeError):
+        event.to_json(3)
+
+
 def test_writing_replaces_a_file_whole_or_not_at_all(tmp_path, event):
     import os
     path = tmp_path / "state.json"

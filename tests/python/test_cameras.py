@@ -104,7 +104,7 @@ def test_a_graph_filters_a_recording(vorna, rig, tmp_path):
 
 
 @pytest.mark.parametrize("make, kind, text", [
-    (lambda e: e.plug_virtual_davis(events_per_second=0), ValueError, "eventsPerSecond must be 1 to 1e8"),
+    (lambda e: e.plug_virtual_davis(events_per_second=0), ValueError, "events_per_second must be 1 to 1e8"),
     (lambda e: e.plug_virtual_davis(speed=-1.0), ValueError, "speed must be above 0"),
     (lambda e: e.plug_virtual_davis(colour=1), TypeError, "has no member 'colour'"),
     (lambda e: e.plug_virtual_davis_recording("/no/such/file.polarity"), RuntimeError, "/no/such/file.polarity"),

@@ -56,6 +56,16 @@ def test_opening_dev_kits_without_one(vorna, server, capfd):
     assert runtime_text(lambda: server.node.open_ombrel_dev_board(1, 2)) in ("Device not found", "No devices")
 
 
+def test_a_closed_node_and_a_taken_endpoint_say_so(vorna, server, node_id):
+    sender = server.client_endpoints[1]
+    assert runtime_text(lambda: vorna.VornaNode(sender, "tcp://127.0.0.1:*", node_id())) == \
+        "Address already in use (endpoints %s and tcp://127.0.0.1:*)" % sender
+    assert runtime_text(lambda: vorna.setup_local_node("nonsense", "tcp://127.0.0.1:1", node_id())).startswith("Invalid argument")
+    server.node.close()
+    for call in (server.node.open_davis, server.node.open_dev_kit, server.node.expose_root_node):
+        assert runtime_text(call) == "This VornaNode is closed; make a new one."
+
+
 def test_failures_of_opening_and_closing(vorna, server, remote, node_id):
     open_remote_node, close_remote_node = vorna.open_remote_node, vorna.close_remote_node
     assert runtime_text(lambda: open_remote_node(server.id, "other")) == "Remote store id = %d already bound!" % server.id
@@ -91,18 +101,6 @@ def test_closing_and_opening_anew(vorna, server, remote, node_id):
     vorna.open_remote_node(server.id, name)
     assert getattr(vorna, name) is not remote
     vorna.close_remote_node(name)
-    # an update of a store that isn't bound leaves its id taken
-    server.node.expose_root_node()
-
-    def refused():
-        try:
-            vorna.open_remote_node(server.id, name)
-        except RuntimeError as error:
-            return "already bound" in str(error)
-        vorna.close_remote_node(name)
-        return False
-
-    wait_for(refused, what="the update")
 
 
 def test_a_second_local_node_replaces_the_first(vorna, server, remote, node_id):

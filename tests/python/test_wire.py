@@ -142,6 +142,7 @@ def store():
     """A store with id 1 and one object, and a process of ours that has it open."""
     requests, answers = free_endpoints()
     peer = Peer(zmq.PUB, zmq.PULL, True, answers, requests)
+    peer.endpoints = requests, answers
     peer.process = subprocess.Popen([sys.executable, "-c", CLIENT, requests, answers], stdin=subprocess.PIPE,
                                     stdout=subprocess.PIPE, stderr=subprocess.PIPE, universal_newlines=True)
     while peer.process.stdout.readline() != "ready\n":
@@ -212,3 +213,22 @@ def test_updates_and_closing_reach_our_client(store):
     store.send(4, response_frame(4, STORE_CLOSED, text("") + struct.pack("<Q", 1)))
     code, _, errors = ended(store)
     assert code == 0, errors
+
+
+def test_an_update_of_a_store_that_is_not_bound_takes_its_id(store):
+    store.process.kill()
+    store.process.communicate()
+    store.process = subprocess.Popen([sys.executable, "-c", CLIENT.replace("sys.stdin.read()", """
+while vorna.far.is_open():  # what came before has been taken by then
+    time.sleep(0.005)
+vorna.open_remote_node(9, "other")
+""").replace("import sys", "import sys, time"), *store.endpoints], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                                     stderr=subprocess.PIPE, universal_newlines=True)
+    while store.process.stdout.readline() != "ready\n":
+        pass
+    store.requests.clear()
+    store.answer([])
+    store.send(4, response_frame(4, CONTENT_UPDATE, text("") + struct.pack("<Q", 1) + element(9, 0, "no::Such", "Thing", 0)))
+    store.send(4, response_frame(4, STORE_CLOSED, text("") + struct.pack("<Q", 1)))
+    code, _, errors = ended(store)
+    assert code == 1 and "RuntimeError: Remote store id = 9 already bound!" in errors

@@ -28,6 +28,7 @@ constexpr KindRow dvXplorerRow{CameraKind::dvXplorer, "DVXplorer", 640, 480};
 constexpr std::uint16_t largestSide = 4096;
 constexpr double mostInBatch = 1e7; // 160 MB
 
+// Options are named as a script gives them.
 void require(bool good, const std::string& option, const std::string& range)
 {
     if (!good)
@@ -47,23 +48,23 @@ void checkCommon(const Options& options)
 {
     require(options.width <= largestSide, "width", "0 to 4096");
     require(options.height <= largestSide, "height", "0 to 4096");
-    require(options.batchUs >= 1, "batchUs", "1 or more");
+    require(options.batchUs >= 1, "batch_us", "1 or more");
     require(std::isfinite(options.speed) && options.speed > 0, "speed", "above 0");
-    require(options.maxBacklog >= 1, "maxBacklog", "1 or more");
+    require(options.maxBacklog >= 1, "max_backlog", "1 or more");
 }
 
 void checkScene(const SceneOptions& options)
 {
     checkCommon(options);
     const auto weight = [](double value) { return std::isfinite(value) && value >= 0 && value <= 1e9; };
-    require(weight(options.movingBars), "movingBars", "0 to 1e9");
-    require(weight(options.rotatingDot), "rotatingDot", "0 to 1e9");
+    require(weight(options.movingBars), "moving_bars", "0 to 1e9");
+    require(weight(options.rotatingDot), "rotating_dot", "0 to 1e9");
     require(weight(options.noise), "noise", "0 to 1e9");
     require(options.movingBars + options.rotatingDot + options.noise > 0,
-            "one at least of movingBars, rotatingDot, noise", "above 0");
-    require(options.eventsPerSecond >= 1 && options.eventsPerSecond <= 1e8, "eventsPerSecond", "1 to 1e8");
-    require(options.durationUs >= 0, "durationUs", "0 (endless) or more");
-    require(options.eventsPerSecond * options.batchUs / 1e6 <= mostInBatch, "eventsPerSecond times batchUs",
+            "one at least of moving_bars, rotating_dot, noise", "above 0");
+    require(options.eventsPerSecond >= 1 && options.eventsPerSecond <= 1e8, "events_per_second", "1 to 1e8");
+    require(options.durationUs >= 0, "duration_us", "0 (endless) or more");
+    require(options.eventsPerSecond * options.batchUs / 1e6 <= mostInBatch, "events_per_second times batch_us",
             "10 million events a batch at most");
 }
 

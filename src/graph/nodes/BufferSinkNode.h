@@ -16,6 +16,8 @@ namespace graph::nodes {
 template <class Event>
 class BufferSinkNode : public SinkNode<Batch<Event>> {
 public:
+    BufferSinkNode() { this->inputChannel->leaveOutEmptyBatches(); }
+
     /// Takes one batch in, for which it waits up to 10 ms.
     void apply() override
     {

@@ -16,6 +16,8 @@ namespace graph::nodes {
 template <class Event>
 class EventCounterSink : public SinkNode<Batch<Event>> {
 public:
+    EventCounterSink() { this->inputChannel->leaveOutEmptyBatches(); }
+
     /// Takes one batch in, for which it waits up to 10 ms.
     void apply() override
     {

@@ -1,5 +1,6 @@
 // Python classes of the object core.
 
+#include "python/Endpoints.h"
 #include "python/VornaNode.h"
 #include "trovi/BoxedPtr.h"
 #include "trovi/Store.h"
@@ -20,7 +21,8 @@ VORNA_BIND_REMOTE(trovi::BoxedPtr)
 
 VORNA_BIND_LOCAL_WITH(VornaNode, [](auto& cls) {
     cls.def(py::init([](const std::string& sender, const std::string& receiver, std::uint64_t id) {
-                return trovi::python::makeHeld<VornaNode>(sender, receiver, id);
+                return vorna_python::namingEndpoints(
+                    sender, receiver, [&] { return trovi::python::makeHeld<VornaNode>(sender, receiver, id); });
             }),
             py::arg("sender_endpoint"), py::arg("receiver_endpoint"), py::arg("id"),
             "Binds both endpoints and serves the store. A client gives them crossed to setup_local_node.");

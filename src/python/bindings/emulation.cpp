@@ -21,6 +21,14 @@ Options optionsFrom(const py::kwargs& keywords)
     return options;
 }
 
+std::string pathFrom(const py::object& source)
+{
+    std::string path;
+    if (!trovi::python::loadPath(source, path))
+        throw py::type_error("path: expected str or os.PathLike, got " + py::repr(source).cast<std::string>());
+    return path;
+}
+
 constexpr const char* sceneDoc =
     "Plugs a virtual camera with a synthetic scene in; it is then found as one on USB would "
     "be. Keyword arguments are the members of vorna.emulation.SceneOptions. As a context "
@@ -39,11 +47,13 @@ void definePlugs(py::module_& module, const char* camera,
     module.def(
         name.c_str(), [=](const py::kwargs& keywords) { return plugScene(optionsFrom<SceneOptions>(keywords)); },
         sceneDoc);
-    module.def((name + "_recording").c_str(), plugRecording, py::arg("path"), py::arg("options"),
-               "The same, with the options in one object.");
+    module.def(
+        (name + "_recording").c_str(),
+        [=](const py::object& path, const ReplayOptions& options) { return plugRecording(pathFrom(path), options); },
+        py::arg("path"), py::arg("options"), "The same, with the options in one object.");
     module.def((name + "_recording").c_str(),
-               [=](const std::string& path, const py::kwargs& keywords) {
-                   return plugRecording(path, optionsFrom<ReplayOptions>(keywords));
+               [=](const py::object& path, const py::kwargs& keywords) {
+                   return plugRecording(pathFrom(path), optionsFrom<ReplayOptions>(keywords));
                },
                py::arg("path"), recordingDoc);
 }

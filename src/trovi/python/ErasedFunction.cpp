@@ -3,6 +3,8 @@
 #include <string_view>
 #include <utility>
 
+#include "trovi/Names.h"
+
 namespace trovi::python {
 namespace {
 
@@ -11,7 +13,7 @@ std::vector<std::string> argumentNames(std::string_view list)
     std::vector<std::string> names;
     while (!list.empty()) {
         const std::size_t comma = list.find(", ");
-        names.emplace_back(list.substr(0, comma));
+        names.push_back(pythonName(list.substr(0, comma)));
         list = comma == std::string_view::npos ? std::string_view() : list.substr(comma + 2);
     }
     return names;
@@ -65,6 +67,20 @@ void addMethod(py::handle cls, FunctionDescription description)
     // as Python itself does for a class that defines equality
     if (std::strcmp(description.name, "__eq__") == 0 && !cls.attr("__dict__").contains("__hash__"))
         py::setattr(cls, "__hash__", py::none());
+}
+
+bool loadPath(py::handle source, std::string& path)
+{
+    auto text = py::reinterpret_steal<py::object>(PyOS_FSPath(source.ptr()));
+    py::detail::make_caster<std::string> caster;
+    if (!text) {
+        PyErr_Clear();
+        return false;
+    }
+    if (!caster.load(text, true))
+        return false;
+    path = py::detail::cast_op<std::string&>(caster);
+    return true;
 }
 
 void* loadInstance(py::handle source, const std::type_info& type)

@@ -55,6 +55,9 @@ void addMethod(py::handle cls, FunctionDescription description);
 /// Object of `type` in `source`, or null.
 void* loadInstance(py::handle source, const std::type_info& type);
 
+/// A path given as text or as anything that os.fspath takes; false for anything else.
+bool loadPath(py::handle source, std::string& path);
+
 /// Which interpreter lock handling a call needs is data of the call, not a template argument.
 class OptionalRelease {
 public:

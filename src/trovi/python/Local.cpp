@@ -209,10 +209,10 @@ void addJson(py::handle cls, const ClassOps& ops)
         "to_json", ops,
         [](py::detail::function_call& call) -> py::handle {
             void* const object = loadInstance(call.args[0], *classOpsOf(call).type);
-            py::detail::make_caster<std::string> path;
-            if (object == nullptr || !path.load(call.args[1], true))
+            std::string path;
+            if (object == nullptr || !loadPath(call.args[1], path))
                 return PYBIND11_TRY_NEXT_OVERLOAD;
-            classOpsOf(call).saveJson(object, py::detail::cast_op<std::string&>(path));
+            classOpsOf(call).saveJson(object, path);
             return py::none().release();
         },
         &textOfStr, nullptr);
@@ -223,10 +223,10 @@ void addJson(py::handle cls, const ClassOps& ops)
         "from_json", ops,
         [](py::detail::function_call& call) -> py::handle {
             void* const object = loadInstance(call.args[0], *classOpsOf(call).type);
-            py::detail::make_caster<std::string> path;
-            if (object == nullptr || !path.load(call.args[1], true))
+            std::string path;
+            if (object == nullptr || !loadPath(call.args[1], path))
                 return PYBIND11_TRY_NEXT_OVERLOAD;
-            classOpsOf(call).loadJson(object, py::detail::cast_op<std::string&>(path));
+            classOpsOf(call).loadJson(object, path);
             return py::none().release();
         },
         &textOfStr, nullptr);

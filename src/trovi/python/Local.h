@@ -469,6 +469,19 @@ struct Local {
         if constexpr (memberCount<T> != 0) {
             addRepresentation(cls, ops);
             if constexpr (std::is_copy_constructible_v<T>) {
+                if constexpr (std::is_default_constructible_v<T>)
+                    cls.def(py::pickle(
+                        [](const T& self) {
+                            const Bytes bytes = serializeToBuffer(self);
+                            return py::bytes(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+                        },
+                        [](const py::bytes& state) {
+                            const std::string_view text = state;
+                            T object;
+                            ByteReader reader({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
+                            decode(reader, object);
+                            return object;
+                        }));
                 cls.def("__copy__", [](const T& self) { return T(self); });
                 cls.def(
                     "__deepcopy__", [](const T& self, const py::dict&) { return T(self); }, py::arg("memo"));

@@ -27,8 +27,8 @@ remote::Element* selfOf(const py::detail::function_call& call)
     return object == nullptr ? nullptr : classOf(call).element(object);
 }
 
-// With the interpreter lock released while sending and waiting: a socket may be full, and what brings the answer may need
-// the lock for an update that came first.
+// With the interpreter lock released while sending and waiting: a socket may be full, and what brings the answer may
+// need the lock for an update that came first.
 Bytes callAndWait(remote::Element& element, StoreCommand command, std::uint64_t id, Bytes arguments)
 {
     std::future<Bytes> reply;
