@@ -30,17 +30,8 @@ target_include_directories(vorna_flags INTERFACE "${PROJECT_SOURCE_DIR}/src")
 target_include_directories(vorna_flags SYSTEM INTERFACE "${CONCURRENTQUEUE_INCLUDE}")
 target_compile_definitions(vorna_flags INTERFACE
   MAGIC_ENUM_RANGE_MAX=128 # the stock limit is 127, and an enumerator of value 128 would go missing
-  ZMQ_BUILD_DRAFT_API      # declares zmq_poller_* and zmq::active_poller_t
   $<$<BOOL:${CAER_FOUND}>:VORNA_HAVE_LIBCAER>)
 target_compile_options(vorna_flags INTERFACE -Wall -Wextra -Wpedantic -Wconversion
   # g++ 12 sees an overlap in std::string's operator+ that isn't there (GCC bug 105651, mended in 13)
   $<$<AND:$<CXX_COMPILER_ID:GNU>,$<VERSION_LESS:$<CXX_COMPILER_VERSION>,13>>:-Wno-restrict>)
 target_link_libraries(vorna_flags INTERFACE magic_enum::magic_enum cereal::cereal Threads::Threads)
-
-# Debian's libzmq exports no zmq_poller_*; src/trovi/detail/ZmqPoller.cpp then stands in over zmq_poll.
-include(CheckCXXSourceCompiles)
-set(CMAKE_REQUIRED_LIBRARIES PkgConfig::ZMQ)
-set(CMAKE_REQUIRED_DEFINITIONS -DZMQ_BUILD_DRAFT_API)
-check_cxx_source_compiles("#include <zmq.h>\nint main() { return zmq_poller_new() == nullptr; }" ZMQ_EXPORTS_POLLER)
-unset(CMAKE_REQUIRED_LIBRARIES)
-unset(CMAKE_REQUIRED_DEFINITIONS)
