@@ -37,12 +37,14 @@ bool EventFilterGraph::disconnect(std::uint64_t source, std::uint64_t destinatio
 
 bool EventFilterGraph::addDestination(std::uint64_t id, const trovi::BoxedPtr& boxed)
 {
-    return !running && Graph::addDestination(id, nodes::detail::unboxInput(boxed));
+    const std::any input = nodes::detail::unboxInput(boxed);
+    return !running && Graph::addDestination(id, &input);
 }
 
 bool EventFilterGraph::removeDestination(std::uint64_t id, const trovi::BoxedPtr& boxed)
 {
-    return !running && Graph::removeDestination(id, nodes::detail::unboxInput(boxed));
+    const std::any input = nodes::detail::unboxInput(boxed);
+    return !running && Graph::removeDestination(id, &input);
 }
 
 trovi::BoxedPtr EventFilterGraph::getNodeInput(std::uint64_t id) const

@@ -20,6 +20,7 @@
 
 #include "ondra/Channel.h"
 #include "ondra/NodeInterface.h"
+#include "ondra/detail/LiveInputs.h"
 
 namespace ondra {
 
@@ -46,7 +47,13 @@ public:
         if constexpr (!std::is_void_v<In>) {
             inputChannel = std::make_shared<Channel<In>>();
             inputHandle = std::weak_ptr<Channel<In>>(inputChannel);
+            detail::LiveInputs::getInstance().add(&inputHandle);
         }
+    }
+    ~FilterInterface() override
+    {
+        if constexpr (!std::is_void_v<In>)
+            detail::LiveInputs::getInstance().remove(&inputHandle);
     }
 
     const std::any* getInputChannel() const override { return &inputHandle; }

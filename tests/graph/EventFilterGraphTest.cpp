@@ -62,6 +62,8 @@ TEST(EventFilterGraph, SaysWhyItRefuses)
          "Cannot add destination to node while graph is running!"},
         {[&] { graph.addDestinationOrThrow(a, mistyped); }, "Cannot add destination!",
          "Cannot add destination to node while graph is running!"},
+        {[&] { graph.addDestinationOrThrow(a, inputOfDeadNode<Counter>()); }, "Cannot add destination!",
+         "Cannot add destination to node while graph is running!"},
         {[&] { graph.addDestinationOrThrow(a, trovi::BoxedPtr()); }, "Cannot add destination!",
          "Cannot add destination to node while graph is running!"},
         {[&] { graph.removeDestinationOrThrow(a, graph.getNodeInput(a)); }, "Cannot remove destination!",

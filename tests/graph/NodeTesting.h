@@ -1,6 +1,7 @@
 #pragma once
 // Around one node: a source in front of it and a sink behind.
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -50,6 +51,12 @@ public:
 private:
     ondra::NodeInterface& node;
 };
+
+template <class Node>
+trovi::BoxedPtr inputOfDeadNode()
+{
+    return std::make_unique<Node>()->getInput();
+}
 
 template <class Node>
 std::vector<std::string> functionNames()

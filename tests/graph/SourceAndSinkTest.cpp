@@ -1,3 +1,4 @@
+#include <any>
 #include <atomic>
 #include <thread>
 
@@ -49,8 +50,10 @@ TEST(BasicSource, TakesOnlyInputsOfItsOwnEventsAndProcess)
     trovi::BoxedPtr foreign = sink.getInput(), mistyped = sink.getInput();
     foreign.pid += 1;
     mistyped.type = "int*";
-    for (const auto& refused : {trovi::BoxedPtr(), foreign, mistyped, otherEvents.getInput(),
-                                trovi::BoxedPtr::of(source.getInputChannel())}) {
+    const std::any noInput;
+    for (const auto& refused :
+         {trovi::BoxedPtr(), foreign, mistyped, otherEvents.getInput(), trovi::BoxedPtr::of(source.getInputChannel()),
+          trovi::BoxedPtr::of(&noInput), node_testing::inputOfDeadNode<Probe>()}) {
         EXPECT_FALSE(source.addDestination(refused)) << refused;
         EXPECT_FALSE(source.removeDestination(refused)) << refused;
     }

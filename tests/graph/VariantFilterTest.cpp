@@ -145,6 +145,7 @@ TEST(Splitting, GivesEachDestinationWhatItsFunctionYields)
     EXPECT_TRUE(node.addDestination("count", count.getInput()));
     EXPECT_FALSE(node.addDestination("none", count.getInput()));
     EXPECT_FALSE(node.addDestination("all", otherType.getInput()));
+    EXPECT_FALSE(node.addDestination("all", inputOfDeadNode<BatchSink<int>>()));
     EXPECT_THAT(errorOf([&] { node.addDestination("none", trovi::BoxedPtr()); }), testing::HasSubstr("BoxedPtr"));
     EXPECT_TRUE(node.connectTo(nameless));
 

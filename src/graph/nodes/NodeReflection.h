@@ -50,13 +50,13 @@ constexpr auto inputFunction()
 
 // The functions of Node's base that take a boxed input; each has a namesake that takes the bare pointer.
 template <class Node>
-constexpr auto addDestinationFunction()
-{
-    return trovi::blockingFunction(
-        "addDestination", static_cast<typename Node::BoxedSignature>(&Node::addDestination),
+constexpr auto addDestinationFunction(
+    const char* doc =
         "Sends results to this input too, from the next batch on. Given twice, it receives everything twice.\n"
-        "False, and nothing is changed, when it is not the input of a node of this process or takes other events.",
-        "input");
+        "False, and nothing is changed, when it is not the input of a node of this process or takes other events.")
+{
+    return trovi::blockingFunction("addDestination", static_cast<typename Node::BoxedSignature>(&Node::addDestination),
+                                   doc, "input");
 }
 template <class Node>
 constexpr auto removeDestinationFunction()

@@ -43,15 +43,15 @@ public:
     /// @throws std::runtime_error when `boxed` holds no input of a node of this process
     bool addDestination(const std::string& name, const trovi::BoxedPtr& boxed)
     {
-        const auto* handle = boxed.get<const std::any*>();
-        const auto channel = this->parseDestinationChannel(handle).lock();
+        const std::any input = detail::unboxInputOrThrow(boxed);
+        const auto channel = this->parseDestinationChannel(&input).lock();
         if (!callables.contains(name) || !channel)
             return false;
         {
             const std::lock_guard lock(this->destinationsMutex);
             names[channel] = name;
         }
-        return addDestination(handle);
+        return addDestination(&input);
     }
 
     using FilterNode<Batch<Event>, Batch<Event>>::removeDestination;

@@ -30,9 +30,19 @@ public:
         return Interface::removeDestination(channel);
     }
 
-    /// @return false, and nothing is changed, also when `boxed` holds no input of a node of this process
-    bool addDestination(const trovi::BoxedPtr& boxed) { return this->addDestination(unboxInput(boxed)); }
-    bool removeDestination(const trovi::BoxedPtr& boxed) { return this->removeDestination(unboxInput(boxed)); }
+    /// @return false, and nothing is changed, also when `boxed` holds no input of a node of this process, or of one
+    /// that
+    ///         is gone
+    bool addDestination(const trovi::BoxedPtr& boxed)
+    {
+        const std::any input = unboxInput(boxed);
+        return this->addDestination(&input);
+    }
+    bool removeDestination(const trovi::BoxedPtr& boxed)
+    {
+        const std::any input = unboxInput(boxed);
+        return this->removeDestination(&input);
+    }
 
 protected:
     /// forwardResult() under the lock. One lock a batch: nothing beside what an event costs.
