@@ -178,17 +178,21 @@ struct trovi::RegisterImplementation<graph::nodes::EventTypeFilterNode<Variant>>
     }
     static constexpr auto registerMemberFunctions()
     {
-        return std::tuple_cat(
-            functions(
-                function("setDesiredType", &Node::setDesiredType,
-                         "Lets only events of this type pass, by a name of get_available_types(); the first stands\n"
-                         "for all. Raises RuntimeError for any other name.",
-                         "name"),
-                function("getDesiredType", &Node::getDesiredType,
-                         "The name of the type that passes; empty when none was set and when all pass."),
-                function("getAvailableTypes", &Node::getAvailableTypes,
-                         "The name of the variant, then those of its alternatives.")),
-            graph::nodes::detail::filterFunctions<Node>());
+        return functions(
+            function("setDesiredType", &Node::setDesiredType,
+                     "Lets only events of this type pass, by a name of get_available_types(); the first stands\n"
+                     "for all. Raises RuntimeError for any other name.",
+                     "name"),
+            function("getDesiredType", &Node::getDesiredType,
+                     "The name of the type that passes; empty when none was set and when all pass."),
+            function("getAvailableTypes", &Node::getAvailableTypes,
+                     "The name of the variant, then those of its alternatives."),
+            graph::nodes::detail::inputFunction<Node>(),
+            graph::nodes::detail::addDestinationFunction<Node>(
+                "Sends results to this input too, from the next batch on.\n"
+                "False, and nothing is changed, when it is a destination already, when it is not the input of a\n"
+                "node of this process, and when it takes events that are not in the variant."),
+            graph::nodes::detail::removeDestinationFunction<Node>());
     }
     static constexpr const char* registerDoc()
     {
