@@ -30,7 +30,8 @@ public:
     virtual ~Graph() = default;
 
     /// One pass on the calling thread: apply() of each node, each before those that its edges lead to. What a node
-    /// throws is passed on.
+    /// throws is passed on. Where branches meet, adding or removing a node may make them count as a cycle after all;
+    /// no node runs then.
     virtual void compute();
     /// Queues all nodes in that order, and does not wait for them. The graph must not be changed while they run.
     virtual void compute(GraphExecutor& executor);
