@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <future>
 #include <system_error>
 #include <vector>
 
@@ -13,7 +14,7 @@ namespace davis {
 void usbShutdownHandler(void* self)
 {
     auto& camera = *static_cast<detail::Camera*>(self);
-    // Whoever holds the lock is ending the reader, or is about to start one that will find the camera gone.
+    // Whoever holds the lock is ending the reader: one that begins does so after start() has let go of it.
     const std::unique_lock lock(camera.life, std::try_to_lock);
     if (lock && camera.reader.joinable())
         camera.endReader();
@@ -66,14 +67,22 @@ Camera::~Camera()
 
 void Camera::start()
 {
-    const std::lock_guard lock(life);
-    running = true;
-    try {
-        reader = std::thread([this]() noexcept { readerLoop(); }); // over a joinable thread this ends the process
-    } catch (...) {                                                // the system has no thread left
-        running = false;
-        throw;
+    std::promise<void> unlocked;
+    {
+        const std::lock_guard lock(life);
+        running = true;
+        try {
+            // over a joinable thread this ends the process
+            reader = std::thread([this, lifeIsFree = unlocked.get_future()]() noexcept {
+                lifeIsFree.wait(); // an unplug from now on is not taken for one during a stop
+                readerLoop();
+            });
+        } catch (...) { // the system has no thread left
+            running = false;
+            throw;
+        }
     }
+    unlocked.set_value();
 }
 
 void Camera::stop()

@@ -13,7 +13,7 @@
 // Threads: one reader a running camera, made by start() and joined by stop(), or, after an unplug, by libcaer's thread.
 // The reader waits inside libcaer for data. start(), stop() and isRunning() are thread-safe.
 // Lock: `life` guards `reader` and changes of `running`; whoever ends the reader holds it while joining. The reader
-// takes it never. The graph's side is the source node's affair.
+// takes it never, and begins only when start() no longer holds it. The graph's side is the source node's affair.
 
 #include <atomic>
 #include <memory>

@@ -198,6 +198,23 @@ TYPED_TEST(Cameras, AnUnplugMayMeetAStopOrTheEndOfTheCamera)
     }
 }
 
+TYPED_TEST(Cameras, AnUnplugMayMeetTheStart)
+{
+    for (int i = 0; i < 200; ++i) {
+        const auto plugged = Kind<TypeParam>::plug();
+        TypeParam camera;
+        std::thread puller([&] {
+            while (!plugged->isDelivering()) // start() may not have returned yet
+                std::this_thread::yield();
+            plugged->unplug();
+        });
+        camera.start();
+        puller.join();
+        while (camera.isRunning()) // ends by the test's time limit otherwise
+            std::this_thread::yield();
+    }
+}
+
 TYPED_TEST(Cameras, ADestinationThatGoesIsDroppedDuringASend)
 {
     auto options = fastScene(0);
