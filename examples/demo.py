@@ -304,7 +304,7 @@ def main():
         screen.end_progress()
         screen.line("Interrupted; all is closed.")
         return 128 + signal.SIGINT
-    except (RuntimeError, OSError) as error:  # no such recording, no place for the picture, a build with real cameras only
+    except (RuntimeError, ValueError, OSError) as error:  # no such recording, no place for the picture, a build with real cameras only
         screen.end_progress()
         print("demo: %s" % error, file=sys.stderr)
         return 1

@@ -37,13 +37,8 @@ public:
     /// the channel is shared.
     void leaveOutEmptyBatches() { leavesOutEmpty = true; }
 
-    template <class U>
-    bool enqueue(U&& item)
-    {
-        if (leavesOutEmpty && detail::isEmptyBatch(item))
-            return true;
-        return Queue::enqueue(std::forward<U>(item));
-    }
+    bool enqueue(const T& item) { return isLeftOut(item) || Queue::enqueue(item); }
+    bool enqueue(T&& item) { return isLeftOut(item) || Queue::enqueue(std::move(item)); }
 
     template <class Iterator>
     bool enqueue_bulk(Iterator first, std::size_t count)
@@ -58,6 +53,8 @@ public:
 
 private:
     using Queue = moodycamel::BlockingConcurrentQueue<T>;
+
+    bool isLeftOut(const T& item) const { return leavesOutEmpty && detail::isEmptyBatch(item); }
 
     bool leavesOutEmpty = false;
 };

@@ -80,6 +80,7 @@ void defineNodeFunctions(py::module_& module)
     module.def(
         "setup_local_node",
         [root](const std::string& senderEndpoint, const std::string& requestsEndpoint, std::uint64_t nodeId) {
+            PythonNodeSingleton::requireInterpreter();
             PythonNodeSingleton::replace(vorna_python::namingEndpoints(senderEndpoint, requestsEndpoint, [&] {
                 return std::make_shared<PythonNode>(senderEndpoint, requestsEndpoint, nodeId, root);
             }));
@@ -101,7 +102,7 @@ void defineNodeFunctions(py::module_& module)
 // into Python, then the rest, newest first.
 void stopEverything()
 {
-    PythonNodeSingleton::replace(nullptr);
+    PythonNodeSingleton::end();
     LiveObjects::stopAll();
 }
 

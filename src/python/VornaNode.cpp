@@ -32,6 +32,8 @@ VornaNode::~VornaNode() { stop(); }
 
 void VornaNode::stop()
 {
+    if (!channel().isOfThisProcess())
+        return; // forked off: node and cameras are the parent's
     closed = true;
     TroviNode::stop();
     const std::lock_guard lock(camerasMutex);

@@ -29,7 +29,12 @@ Dispatcher::Dispatcher(std::uint64_t dispatcherId, MessageChannel& channel, Mess
         throw std::runtime_error("Dispatcher cannot be initialized with store == nullptr or storeId != dispatcherId!");
     channel_.attach(*this);
     const detail::SignalBlock block;
-    thread = std::thread([this]() noexcept { poll(); });
+    try {
+        thread = std::thread([this]() noexcept { poll(); });
+    } catch (...) {
+        channel_.detach(); // a receiver may post already
+        throw;
+    }
 }
 
 void Dispatcher::stop()

@@ -1,28 +1,37 @@
 #include "trovi/MessageChannel.h"
 
+#include <utility>
+
 namespace trovi {
-namespace {
 
-thread_local const MessageChannel* turnOfThisThread = nullptr;
-
-} // namespace
-
-// Holds the turn, which the maker has taken, to the end of the scope.
+// Holds the turn to the end of the scope. A method of one node may call another, so a thread may hold the turns of
+// several channels; it waits for none while it holds one. Not a semaphore: that of g++ 12 loses wakes.
 class MessageChannel::Turn {
 public:
-    explicit Turn(MessageChannel& channel) : channel(channel), outer(std::exchange(turnOfThisThread, &channel)) {}
+    explicit Turn(MessageChannel& channel) : Turn(channel, std::unique_lock(channel.turn_)) {}
+    Turn(MessageChannel& channel, std::try_to_lock_t how) : Turn(channel, std::unique_lock(channel.turn_, how)) {}
     Turn(const Turn&) = delete;
     Turn& operator=(const Turn&) = delete;
     ~Turn()
     {
-        turnOfThisThread = outer;
-        channel.free_.release();
+        if (lock)
+            channel.holder_.store({}, std::memory_order_relaxed);
     }
 
+    explicit operator bool() const { return lock.owns_lock(); }
+
 private:
+    Turn(MessageChannel& channel, std::unique_lock<std::mutex> taken) : channel(channel), lock(std::move(taken))
+    {
+        if (lock)
+            channel.holder_.store(std::this_thread::get_id(), std::memory_order_relaxed);
+    }
+
     MessageChannel& channel;
-    const MessageChannel* outer; // a method of one node may call another
+    std::unique_lock<std::mutex> lock;
 };
+
+bool MessageChannel::isMyTurn() const { return holder_.load(std::memory_order_relaxed) == std::this_thread::get_id(); }
 
 void MessageChannel::handleAll(messages::Message&& message) noexcept
 {
@@ -36,7 +45,7 @@ void MessageChannel::handleAll(messages::Message&& message) noexcept
 
 void MessageChannel::enqueue(messages::Message message)
 {
-    if (turnOfThisThread == this) {
+    if (isMyTurn() && waiting_ == 0) { // what other threads have queued is not overtaken either
         outbox_.push_back(std::move(message));
         return;
     }
@@ -46,34 +55,33 @@ void MessageChannel::enqueue(messages::Message message)
 
 void MessageChannel::post(messages::Message message)
 {
-    if (turnOfThisThread != this && free_.try_acquire()) {
-        const Turn turn(*this);
-        if (handler_ != nullptr && waiting_ == 0)
+    if (!isMyTurn()) {
+        const Turn turn(*this, std::try_to_lock);
+        if (turn && handler_ != nullptr && waiting_ == 0)
             return handleAll(std::move(message));
     }
     enqueue(std::move(message));
 }
 
+bool MessageChannel::isOfThisProcess() const { return process_ == ::getpid(); }
+
 void MessageChannel::attach(MessageHandler& handler)
 {
-    free_.acquire();
     const Turn turn(*this);
     handler_ = &handler;
 }
 
 void MessageChannel::detach()
 {
-    free_.acquire();
     const Turn turn(*this);
     handler_ = nullptr;
 }
 
 void MessageChannel::act(messages::Message&& message)
 {
-    free_.acquire();
     const Turn turn(*this);
+    --waiting_; // nobody else gets past it: that needs the turn
     handleAll(std::move(message));
-    --waiting_;
 }
 
 } // namespace trovi

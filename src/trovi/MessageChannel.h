@@ -7,8 +7,10 @@
 // receiver.
 
 #include <atomic>
-#include <semaphore>
-#include <utility>
+#include <mutex>
+#include <sys/types.h>
+#include <thread>
+#include <unistd.h>
 #include <vector>
 
 #include "ondra/Channel.h"
@@ -31,11 +33,16 @@ protected:
 /// and detach(), so whoever holds another lock may call post() and enqueue().
 class MessageChannel : public ondra::Channel<messages::Message> {
 public:
-    /// Puts the message in the queue. From inside a turn, by its holder: has it acted on right after the present one.
+    /// Puts the message in the queue. From inside a turn, by its holder, while nothing is queued: has it acted on right
+    /// after the present one.
     void enqueue(messages::Message message);
 
     /// Acts on the message on this thread if the node is idle and nothing waits, else as enqueue().
     void post(messages::Message message);
+
+    /// False in a process that was forked off: the threads that would act on a message don't exist there, and the turn
+    /// may have been taken when it was forked.
+    bool isOfThisProcess() const;
 
     // ---- for the dispatcher
 
@@ -48,9 +55,12 @@ public:
 
 private:
     class Turn;
+    bool isMyTurn() const;
     void handleAll(messages::Message&& message) noexcept;
 
-    std::binary_semaphore free_{1}; // the turn
+    const pid_t process_ = ::getpid();
+    std::mutex turn_;
+    std::atomic<std::thread::id> holder_; // of the turn; a thread only ever asks whether it is the one
     // under the turn:
     MessageHandler* handler_ = nullptr;
     std::vector<messages::Message> outbox_;

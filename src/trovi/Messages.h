@@ -50,7 +50,7 @@ struct uuid {
 
 namespace messages {
 
-/// Takes an answer: a stream that stands behind the call's uuid. Runs on the dispatcher's thread.
+/// Takes an answer: a stream that stands behind the call's uuid. Runs in the node's turn (trovi/MessageChannel.h).
 using Callback = std::function<void(std::istream&)>;
 
 struct Header {

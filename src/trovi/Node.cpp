@@ -20,6 +20,22 @@ zmq::socket_t openSocket(zmq::context_t& context, const std::string& endpoint, S
     return socket;
 }
 
+// Whoever posts a message may be the one who sends it, and may be interrupted by a signal meanwhile.
+zmq::send_result_t sendThroughSignals(zmq::socket_t& socket, zmq::message_t& message, zmq::send_flags flags)
+{
+    const auto end = std::chrono::steady_clock::now() + nodeSendTimeout; // each attempt has the whole time anew
+    for (;;) {
+        try {
+            return socket.send(message, flags);
+        } catch (const zmq::error_t& error) {
+            if (error.num() != EINTR)
+                throw;
+            if (std::chrono::steady_clock::now() >= end)
+                return {};
+        }
+    }
+}
+
 } // namespace
 
 ZMQSender::ZMQSender(zmq::context_t& context, const std::string& endpoint, SocketProperties properties)
@@ -28,13 +44,13 @@ ZMQSender::ZMQSender(zmq::context_t& context, const std::string& endpoint, Socke
 
 std::size_t ZMQSender::send(zmq::message_t message)
 {
-    return socket_.send(std::move(message), zmq::send_flags::none).value_or(0);
+    return sendThroughSignals(socket_, message, zmq::send_flags::none).value_or(0);
 }
 
 std::size_t ZMQSender::sendMultipart(zmq::message_t header, zmq::message_t body)
 {
     // A body whose header was not taken would pass for a header.
-    const auto sent = socket_.send(std::move(header), zmq::send_flags::sndmore);
+    const auto sent = sendThroughSignals(socket_, header, zmq::send_flags::sndmore);
     return sent ? *sent + send(std::move(body)) : 0;
 }
 
@@ -98,6 +114,8 @@ TroviNode<Receiver, Sender>::TroviNode(const std::string& senderEndpoint, const 
 template <class Receiver, class Sender>
 void TroviNode<Receiver, Sender>::stop()
 {
+    if (!channel_->isOfThisProcess())
+        return; // forked off: the threads are the parent's
     std::call_once(stopped_, [this] {
         for (const std::uint64_t observer : store_.getObserverNodes())
             channel_->post(

@@ -198,7 +198,7 @@ private:
     std::shared_ptr<MessageChannel> channel_ = std::make_shared<MessageChannel>();
     Store store_;
     ZMQMessageForwarder<Sender> forwarder_;
-    std::string senderEndpoint_; // asked for before the dispatcher's thread owns the socket
+    std::string senderEndpoint_; // asked for before the socket is used in turns
     DispatcherMessageParser parser_;
     Receiver receiver_;
     Dispatcher dispatcher_;

@@ -8,6 +8,9 @@ void Element::enqueue(messages::Message message) const
 {
     if (channel_ == nullptr)
         throw std::runtime_error("This remote element is bound to no node.");
+    if (!channel_->isOfThisProcess())
+        throw std::runtime_error("This remote element belongs to the process that made it; this process was forked off "
+                                 "that one and must set up a node of its own.");
     channel_->post(std::move(message));
 }
 

@@ -24,7 +24,7 @@ inline constexpr std::chrono::milliseconds callTimeout{10'000};
 
 /// Base of everything that addresses something remote: an object of a store, or one that is reached from it by a chain
 /// of references.
-/// Threads: thread-safe; not to be waited on from the dispatcher's thread of the own node.
+/// Threads: thread-safe; not to be waited on in a turn of the own node.
 class Element {
 public:
     Element() = default;

@@ -47,7 +47,7 @@ constexpr const char* registerDoc<ElementDescription>()
 class Storable {
 public:
     virtual ~Storable() = default;
-    /// Runs on the dispatcher's thread under the store's mutex.
+    /// Runs in the node's turn, under the store's mutex.
     virtual void receiveMsg(messages::Header header, Bytes&& buffer) = 0;
     virtual std::string getHeldTypeName() const = 0;
     virtual std::string getHeldName() const = 0;

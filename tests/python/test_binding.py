@@ -33,6 +33,7 @@ def test_a_class_offers_what_its_description_says(vorna):
     ("y", 1.5, "int in [0, 65535]", "1.5 (float)"),
     ("y", "far", "int in [0, 65535]", "'far' (str)"),
     ("y", None, "int in [0, 65535]", "None (NoneType)"),
+    ("y", "\u00e9" * 100, "int in [0, 65535]", "'" + "\u00e9" * 59 + "... (str)"),
     ("timestamp", 2**63, "int in [-9223372036854775808, 9223372036854775807]", "9223372036854775808 (int)"),
 ])
 def test_a_wrong_value_names_class_property_expectation_and_value(event, member, value, expected, given):

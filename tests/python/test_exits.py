@@ -14,7 +14,11 @@ LIMIT = 2.0     # seconds from the last line of the script to the end of the pro
 HARD_LIMIT = 60
 
 PRELUDE = """
-import os, signal, sys, threading, time
+import atexit, os, signal, sys, threading, time
+def late():  # runs after vorna's own exit function, since it was registered before
+    if hasattr(vorna, 'at_exit'):
+        vorna.at_exit()
+atexit.register(late)
 import vorna
 a, b = sys.argv[1:3]
 def server():
@@ -139,6 +143,25 @@ SCRIPTS = {
         node = server(); far = client()
         atexit.register(lambda: far.DeviceController.get_opened_devices())
         say_end()""", 0),
+    "a local node is set up by an exit function": ("""
+        def at_exit():
+            try: vorna.setup_local_node(b, a, 2)
+            except RuntimeError as error: os._exit(6 if 'The interpreter is exiting' in str(error) else 7)
+        vorna.at_exit = at_exit
+        node = server(); client(); say_end()""", 6),
+    "a forked child uses what it must not": ("""
+        graph = vorna.graph.EventFilterGraph(); graph.add_filter_node('DvsEventCrop'); graph.start()
+        with server() as node:
+            proxy = client().DeviceController
+            child = os.fork()
+            if child == 0:
+                refused = 0
+                for use in (proxy.get_opened_devices, node.expose_root_node, lambda: graph.has_node(0)):
+                    try: use()
+                    except RuntimeError as error: refused += 'forked off' in str(error)
+                sys.exit(refused)
+            _, status = os.waitpid(child, 0)
+        say_end(); sys.exit(os.WEXITSTATUS(status))""", 3),
     "a forked child exits first": ("""
         node = server(); far = client(); graph = vorna.graph.EventFilterGraph(); graph.start()
         child = os.fork()

@@ -194,6 +194,26 @@ TEST(Node, SignalsDoNotDisturbIt)
     sigaction(SIGUSR1, &before, nullptr);
 }
 
+TEST(Node, SignalsDoNotDisturbASendThatBlocks)
+{
+    // Whoever posts sends, and the socket to a port where nobody listens is full.
+    struct sigaction action {};
+    action.sa_handler = [](int) {};
+    struct sigaction before {};
+    sigaction(SIGUSR1, &action, &before);
+    Client client("tcp://127.0.0.1:1", "tcp://127.0.0.1:1", 2);
+    std::atomic<bool> done = false;
+    std::thread disturber([&done, poster = pthread_self()] {
+        for (; !done.load(); std::this_thread::sleep_for(1ms))
+            pthread_kill(poster, SIGUSR1);
+    });
+    for (int i = 0; i <= nodeHighWaterMark; ++i)
+        client.channel().post(messages::Set{{0, {1, 0}, StoreCommand::set, 0}, {}});
+    done = true;
+    disturber.join();
+    sigaction(SIGUSR1, &before, nullptr);
+}
+
 TEST(Node, EightClientsAtOnceLoseNothing)
 {
     constexpr std::uint64_t clients = 8;

@@ -55,7 +55,6 @@ struct Damage {
 struct Skipped {
     std::uint64_t triggers = 0;     ///< external trigger words of EVT 3.0
     std::uint64_t incomplete = 0;   ///< events before the stream told time and row (EVT 3.0 begun mid-stream)
-    std::uint64_t invalid = 0;      ///< AEDAT polarity events without the valid mark
     std::uint64_t otherPackets = 0; ///< AEDAT packets that hold no polarity events
 
     friend bool operator==(const Skipped&, const Skipped&) = default;

@@ -87,7 +87,16 @@ bool Replay::beginNextTurn()
 {
     if (!options.loop || !turnHasEvents)
         return false;
-    turnShiftUs += std::max<std::int64_t>(0, lastUs - *firstUs) + 1;
+    // A file may hold any number for a time; the sum stays far from the end of the range.
+    constexpr std::int64_t latestUs = std::int64_t{1} << 61;
+    const bool plausible = *firstUs > -latestUs && lastUs < latestUs;
+    const std::int64_t turnUs = plausible ? std::max<std::int64_t>(0, lastUs - *firstUs) + 1 : 0;
+    if (!plausible || turnShiftUs > latestUs - turnUs) {
+        if (!damage_)
+            damage_ = path.string() + ": the time stamps are too large to be played in a loop";
+        return false;
+    }
+    turnShiftUs += turnUs;
     turnHasEvents = false;
     reader = davis::recording::open(path);
     return true;

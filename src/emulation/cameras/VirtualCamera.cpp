@@ -163,8 +163,8 @@ bool VirtualCamera::fillPending()
         return false;
     ended = !content->next(pending);
     const std::lock_guard lock(mutex);
+    damage_ = content->damage().value_or(""); // a loop goes on after it
     if (ended) {
-        damage_ = content->damage().value_or("");
         finished = true;
         changed.notify_all();
         return false;

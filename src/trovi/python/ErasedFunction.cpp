@@ -13,7 +13,8 @@ std::vector<std::string> argumentNames(std::string_view list)
     std::vector<std::string> names;
     while (!list.empty()) {
         const std::size_t comma = list.find(", ");
-        names.push_back(pythonName(list.substr(0, comma)));
+        const std::string_view name = list.substr(0, comma);
+        names.push_back(name.size() == 1 ? std::string(name) : pythonName(name)); // M and L stay M and L
         list = comma == std::string_view::npos ? std::string_view() : list.substr(comma + 2);
     }
     return names;

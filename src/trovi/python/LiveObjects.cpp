@@ -1,6 +1,9 @@
 #include "trovi/python/LiveObjects.h"
 
 #include <algorithm>
+#include <memory>
+#include <mutex>
+#include <stdexcept>
 #include <unistd.h>
 #include <utility>
 #include <vector>
@@ -10,10 +13,17 @@
 namespace trovi::python {
 namespace {
 
+// Stopping an object and destroying it exclude each other; both are done with the interpreter lock released.
+struct Life {
+    std::mutex mutex;
+    bool over = false;
+};
+
 struct Entry {
     void* object;
     pid_t pid;
     std::function<void()> stop;
+    std::shared_ptr<Life> life;
 };
 
 // Never destroyed: Python may free its last objects after static destruction has begun.
@@ -27,7 +37,7 @@ std::vector<Entry>& entries()
 
 void LiveObjects::remember(void* object, std::function<void()> stop)
 {
-    entries().push_back({object, ::getpid(), std::move(stop)});
+    entries().push_back({object, ::getpid(), std::move(stop), std::make_shared<Life>()});
 }
 
 bool LiveObjects::forget(void* object)
@@ -37,8 +47,23 @@ bool LiveObjects::forget(void* object)
     if (found == entries().end())
         return true;
     const bool ours = found->pid == ::getpid();
+    const std::shared_ptr<Life> life = found->life;
     entries().erase(found);
+    if (ours) {
+        const pybind11::gil_scoped_release release;
+        const std::lock_guard lock(life->mutex);
+        life->over = true;
+    }
     return ours;
+}
+
+void LiveObjects::requireOwnProcess(const void* object)
+{
+    for (const Entry& entry : entries())
+        if (entry.object == object && entry.pid != ::getpid())
+            throw std::runtime_error(
+                "This object belongs to the process that made it; this process was forked off that "
+                "one and must make its own.");
 }
 
 void LiveObjects::stopAll()
@@ -47,9 +72,11 @@ void LiveObjects::stopAll()
     for (std::size_t i = entries().size(); i-- > 0;) {
         if (i >= entries().size() || entries()[i].pid != ::getpid())
             continue;
-        const std::function<void()> stop = entries()[i].stop;
+        const Entry entry = entries()[i];
         const pybind11::gil_scoped_release release;
-        stop();
+        const std::lock_guard lock(entry.life->mutex);
+        if (!entry.life->over)
+            entry.stop();
     }
 }
 

@@ -18,6 +18,9 @@ public:
     ///         must be neither stopped nor destroyed
     static bool forget(void* object);
 
+    /// @throws std::runtime_error in such a process
+    static void requireOwnProcess(const void* object);
+
     /// Runs every `stop`, newest first. The objects stay alive and remembered.
     static void stopAll();
 };

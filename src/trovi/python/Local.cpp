@@ -34,8 +34,12 @@ std::string shortRepr(py::handle value)
     } catch (const py::error_already_set&) {
         text = "an object without a printable form"; // its __repr__ raises
     }
-    if (text.size() > longest)
-        text = text.substr(0, longest) + "...";
+    if (text.size() > longest) {
+        std::size_t end = longest; // not inside a character
+        while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80U)
+            --end;
+        text = text.substr(0, end) + "...";
+    }
     return text;
 }
 
@@ -45,13 +49,6 @@ std::string dotted(std::string name)
     for (std::size_t at; (at = name.find("::")) != std::string::npos;)
         name.replace(at, 2, ".");
     return name;
-}
-
-[[noreturn]] void throwWrongValue(const ClassOps& owner, const MemberOps& member, py::handle value)
-{
-    throw py::type_error(dotted(owner.registeredName()) + "." + pythonName(member.name) + ": expected " +
-                         dotted(member.pythonForm->expectation()) + ", got " + shortRepr(value) + " (" +
-                         Py_TYPE(value.ptr())->tp_name + ")");
 }
 
 bool loadMember(void* object, const MemberOps& member, py::handle value)
@@ -132,12 +129,19 @@ const SignatureText textOfObject{"object", {nullptr}};
 
 } // namespace
 
+void throwWrongValue(const std::string& what, const std::string& expectation, py::handle value)
+{
+    throw py::type_error(dotted(what) + ": expected " + dotted(expectation) + ", got " + shortRepr(value) + " (" +
+                         Py_TYPE(value.ptr())->tp_name + ")");
+}
+
 void setMember(void* object, const ClassOps& owner, const MemberOps& member, py::handle value)
 {
     if (loadMember(object, member, value))
         return;
     if (member.value->reflected == nullptr || !PyMapping_Check(value.ptr()) || !py::hasattr(value, "keys"))
-        throwWrongValue(owner, member, value);
+        throwWrongValue(owner.registeredName() + "." + pythonName(member.name), member.pythonForm->expectation(),
+                        value);
     memberValueFromDictionary(member.address(object), member.value->reflected(),
                               py::dict(py::reinterpret_borrow<py::object>(value)));
 }

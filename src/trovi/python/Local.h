@@ -83,6 +83,9 @@ void memberValueFromDictionary(void* object, const ClassOps& owner, const py::di
 /// Fills members from keyword arguments (Python names); used by constructors.
 void membersFromKeywords(void* object, const ClassOps& owner, const py::kwargs& keywords);
 
+/// @throws py::type_error "davis.event.DvsEvent.x: expected int in [0, 65535], got 70000 (int)"
+[[noreturn]] void throwWrongValue(const std::string& what, const std::string& expectation, py::handle value);
+
 void addProperties(py::handle cls, const ClassOps& ops);
 void addJson(py::handle cls, const ClassOps& ops);
 void addRepresentation(py::handle cls, const ClassOps& ops);
@@ -343,6 +346,8 @@ struct MethodCall {
         std::memcpy(&pointer, static_cast<const void*>(call.func.data), sizeof pointer);
         const bool blocking = call.func.data[2] != nullptr;
         const auto invoke = [pointer, blocking](T& object, Args... args) -> R {
+            if constexpr (ownsThreads<T>)
+                LiveObjects::requireOwnProcess(&object);
             const OptionalRelease release(blocking);
             return (object.*pointer)(std::forward<Args>(args)...);
         };

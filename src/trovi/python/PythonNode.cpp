@@ -72,10 +72,10 @@ void PythonNode::contentUpdated(std::istream& stream)
 {
     auto elements = deserializeElement<std::vector<ElementDescription>>(stream);
     const py::gil_scoped_acquire lock;
-    if (opening)
-        deferred.push_back(std::move(elements));
-    else
-        updateRemoteElements(std::move(elements));
+    deferred.push_back(std::move(elements));
+    if (!opening)
+        for (auto& update : std::exchange(deferred, {}))
+            updateRemoteElements(std::move(update));
 }
 
 py::module_ PythonNode::makeSubmodule(const char* name, std::uint64_t storeId)
@@ -97,6 +97,7 @@ py::module_ PythonNode::makeSubmodule(const char* name, std::uint64_t storeId)
 // ask faster than it subscribes. So the question is put again after a while, within the one second; any answer will do.
 std::vector<ElementDescription> PythonNode::askForContent(std::uint64_t storeId)
 {
+    const std::string noAnswer = "Store with ID: " + std::to_string(storeId) + " timed out on content request";
     std::vector<std::future<std::vector<ElementDescription>>> answers;
     for (const auto patience : {50ms, 100ms, 200ms, 650ms}) { // one second in all
         {
@@ -106,9 +107,9 @@ std::vector<ElementDescription> PythonNode::askForContent(std::uint64_t storeId)
         static_cast<void>(waitWithSignals(answers.back(), patience));
         for (auto& answer : answers)
             if (answer.wait_for(0s) == std::future_status::ready)
-                return answer.get();
+                return valueOf(answer, noAnswer);
     }
-    throw std::runtime_error("Store with ID: " + std::to_string(storeId) + " timed out on content request");
+    throw std::runtime_error(noAnswer);
 }
 
 void PythonNode::openRemoteNode(std::uint64_t storeId, const char* name)
@@ -126,12 +127,13 @@ void PythonNode::openRemoteNode(std::uint64_t storeId, const char* name)
         throw std::runtime_error("Remote store id = " + std::to_string(storeId) + " already bound!");
 
     opening = true;
-    // Whatever becomes of the opening, updates that came meanwhile go back to the dispatcher, in their order.
-    const FailureGuard handBack([this] {
+    // Whatever becomes of the opening, an empty update then brings on those that were put aside, on a thread that may
+    // end the process for what they hold.
+    const FailureGuard bringOn([this] {
         opening = false;
-        for (auto& elements : std::exchange(deferred, {}))
-            channel().enqueue(
-                messages::Response{id(), StoreCommand::contentUpdate, serializeToBuffer(std::string(), elements)});
+        if (!deferred.empty())
+            channel().enqueue(messages::Response{id(), StoreCommand::contentUpdate,
+                                                 serializeToBuffer(std::string(), std::vector<ElementDescription>())});
     });
 
     const std::vector<ElementDescription> content = askForContent(storeId);
@@ -185,6 +187,19 @@ void PythonNode::updateRemoteElements(std::vector<ElementDescription> elements)
 
 std::shared_ptr<PythonNode> PythonNodeSingleton::instance;
 pid_t PythonNodeSingleton::owner = 0;
+bool PythonNodeSingleton::ended = false;
+
+void PythonNodeSingleton::end()
+{
+    ended = true;
+    replace(nullptr);
+}
+
+void PythonNodeSingleton::requireInterpreter()
+{
+    if (ended)
+        throw std::runtime_error("The interpreter is exiting: no node can be set up any more.");
+}
 
 std::shared_ptr<PythonNode> PythonNodeSingleton::getInstance()
 {

@@ -22,8 +22,7 @@ namespace py = pybind11;
 /// with the interpreter lock held. The dispatcher takes the interpreter lock to serve a `contentUpdate`, so nobody may
 /// wait for the dispatcher with that lock held:
 ///   - openRemoteNode() gives the lock up while it waits. For the store's content to be bound before any update of it,
-///   the
-///     dispatcher then puts updates aside, and the opener hands them back to it when it is done;
+///     updates are then put aside, in order, and acted on when the opener is done;
 ///   - the node is destroyed with the lock released (PythonNodeSingleton sees to that).
 /// Locks: openMutex (one opener at a time; taken with the interpreter lock released, before it), then the interpreter
 /// lock, which guards `remoteModules`, `opening` and `deferred`; openStores' mutex is innermost and held for a look
@@ -78,9 +77,16 @@ public:
     /// when nobody is inside one of its functions any more.
     static void replace(std::shared_ptr<PythonNode> made);
 
+    /// For the exit hook: takes the node away, for good. A node made later would outlive the interpreter.
+    static void end();
+
+    /// @throws std::runtime_error after end()
+    static void requireInterpreter();
+
 private:
     static std::shared_ptr<PythonNode> instance;
     static pid_t owner;
+    static bool ended;
 };
 
 } // namespace trovi::python

@@ -27,18 +27,23 @@ remote::Element* selfOf(const py::detail::function_call& call)
     return object == nullptr ? nullptr : classOf(call).element(object);
 }
 
+// Sends with the interpreter lock released: a full socket makes it wait.
+template <class Send>
+void post(Send&& send)
+{
+    const py::gil_scoped_release release;
+    send();
+}
+
 // With the interpreter lock released while sending and waiting: a socket may be full, and what brings the answer may
 // need the lock for an update that came first.
 Bytes callAndWait(remote::Element& element, StoreCommand command, std::uint64_t id, Bytes arguments)
 {
     std::future<Bytes> reply;
-    {
-        const py::gil_scoped_release release;
-        reply = element.callAsync(command, id, std::move(arguments));
-    }
+    post([&] { reply = element.callAsync(command, id, std::move(arguments)); });
     if (waitWithSignals(reply, callLimit) == std::future_status::timeout)
         throw std::runtime_error("RPC timeout!");
-    return reply.get();
+    return valueOf(reply, "RPC timeout!");
 }
 
 // A chained proxy keeps the proxy that it was got from alive, and with it the channel.
@@ -71,10 +76,9 @@ py::handle getMember(py::detail::function_call& call)
     return member.decodeReply(callAndWait(*self, StoreCommand::get, member.id, {}));
 }
 
-[[noreturn]] void throwWrongValue(const RemoteMember& member, py::handle value)
+[[noreturn]] void throwWrongValue(const RemoteClassOps& owner, const RemoteMember& member, py::handle value)
 {
-    throw py::type_error(pythonName(member.name) + ": expected " + member.expectation() + ", got " +
-                         py::repr(value).cast<std::string>());
+    trovi::python::throwWrongValue(owner.registeredName() + "." + pythonName(member.name), member.expectation(), value);
 }
 
 py::handle setMember(py::detail::function_call& call)
@@ -85,8 +89,8 @@ py::handle setMember(py::detail::function_call& call)
     const RemoteMember& member = memberOf(call);
     Bytes value;
     if (!member.encodeValue(call.args[1], value))
-        throwWrongValue(member, call.args[1]);
-    self->set(member.id, std::move(value));
+        throwWrongValue(classOf(call), member, call.args[1]);
+    post([&] { self->set(member.id, std::move(value)); });
     return py::none().release();
 }
 
@@ -105,8 +109,8 @@ py::handle setPropertyValue(py::detail::function_call& call)
         return PYBIND11_TRY_NEXT_OVERLOAD;
     Bytes value;
     if (!memberOf(call).encodeValue(call.args[1], value))
-        throwWrongValue(memberOf(call), call.args[1]);
-    self->setBytes(std::move(value));
+        throwWrongValue(classOf(call), memberOf(call), call.args[1]);
+    post([&] { self->setBytes(std::move(value)); });
     return py::none().release();
 }
 

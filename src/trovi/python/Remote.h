@@ -43,6 +43,7 @@ public:
 struct RemoteClassOps {
     const std::type_info* type;
     remote::Element* (*element)(void* object);
+    std::string (*registeredName)(); ///< of the far class
 };
 
 /// One function of a class, as its proxies call it.
@@ -261,7 +262,8 @@ void bindRemoteClass(py::module_& module)
     if (py::detail::get_type_info(typeid(Proxy)) != nullptr)
         return;
     static const RemoteClassOps ops{&typeid(Proxy),
-                                    [](void* object) -> remote::Element* { return static_cast<Proxy*>(object); }};
+                                    [](void* object) -> remote::Element* { return static_cast<Proxy*>(object); },
+                                    &registeredName<T>};
     if constexpr (is_property_v<T>) {
         static constexpr RemoteMember value{"value",
                                             "",

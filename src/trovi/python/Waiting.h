@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <chrono>
 #include <future>
+#include <stdexcept>
+#include <string>
 
 #include <pybind11/pybind11.h>
 
@@ -27,6 +29,18 @@ std::future_status waitWithSignals(const std::future<T>& future, std::chrono::mi
             throw pybind11::error_already_set();
         if (Clock::now() >= end)
             return std::future_status::timeout;
+    }
+}
+
+/// The value of a future that is ready.
+/// @throws std::runtime_error with `lost` when nobody will give one any more: the node was stopped meanwhile
+template <class T>
+T valueOf(std::future<T>& future, const std::string& lost)
+{
+    try {
+        return future.get();
+    } catch (const std::future_error&) {
+        throw std::runtime_error(lost);
     }
 }
 

@@ -177,10 +177,8 @@ private:
         std::memcpy(word.data(), bytes.data(), sizeof word);
         if (word[1] >> timestampBits != 0)
             return false;
-        if (PolarityWord::valid.get(word[0]) == 0)
-            ++skipped_.invalid;
-        else
-            batch.push_back(event::eventOf(word[0], (std::int64_t{header.eventTSOverflow} << timestampBits) | word[1]));
+        // the valid mark isn't looked at, as with a camera
+        batch.push_back(event::eventOf(word[0], (std::int64_t{header.eventTSOverflow} << timestampBits) | word[1]));
         return true;
     }
 
