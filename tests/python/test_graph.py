@@ -1,4 +1,5 @@
 """The event graph as a script uses it, fed by a source in the same process through its store."""
+import os
 import time
 
 import pytest
@@ -101,7 +102,8 @@ def test_a_sink_that_nobody_reads_costs_nothing_while_no_event_comes(vorna, grap
     graph.start()
     time.sleep(0.5)  # long enough for some 100 MiB of empty batches
     graph.stop()
-    assert resident_kib() - before < 20_000
+    quarantine = 300_000 if "asan" in os.environ.get("LD_PRELOAD", "") else 0  # which keeps freed memory for a while
+    assert resident_kib() - before < 20_000 + quarantine
     assert (sink.get_buf(), counter.get_count()) == ([], 0)
 
 

@@ -202,6 +202,7 @@ def test_an_element_without_a_rule_fails_the_opening(store):
 def test_what_a_client_cannot_take_ends_it_with_the_text(store, message, words):
     store.answer([])
     store.send(4, message)
+    store.process.wait(20)  # of itself: its input stays open
     code, _, errors = ended(store)
     assert code == -6 and words in errors
 
