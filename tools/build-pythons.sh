@@ -33,6 +33,12 @@ while read -r python; do
     path=$(tail -n 1 "$log")
     if PYTHONPATH=$path timeout 120 "$python" tools/smoke-test.py "$path" >>"$log" 2>&1 </dev/null; then
       result="ok: $(tail -n 1 "$log")"
+      short=${version%.*}
+      while read -r other; do # each other version must be refused, by name
+        [ "$("$other" -c 'import sys; print("%d.%d" % sys.version_info[:2])')" = "$short" ] && continue
+        timeout 60 "$other" tools/check-refusal.py "$(ls "$path"/vorna*.so)" "$short" >>"$log" 2>&1 </dev/null ||
+          result="FAILED: not refused as it should be by $other"
+      done <<<"$interpreters"
     else
       result="FAILED to import or run"
     fi
