@@ -1,8 +1,8 @@
 #pragma once
-// Included before everything else in every file that sees Python.h (see src/python/CMakeLists.txt). An interpreter of another
-// version lacks some of the functions that pybind11's inline code calls, and the loader would refuse the module with
-// "undefined symbol" before its entry can say which version it was built for. Weak, they may be missing: the entry refuses
-// such an interpreter before any of them is called. What 3.8 to 3.13 lack of each other:
+// Included before everything else in every file that sees Python.h (see src/python/CMakeLists.txt). An interpreter of
+// another version lacks some of the functions that pybind11's inline code calls, and the loader would refuse the module
+// with "undefined symbol" before its entry can say which version it was built for. Weak, they may be missing: the entry
+// refuses such an interpreter before any of them is called. What 3.8 to 3.13 lack of each other:
 
 #pragma weak PyCMethod_New
 #pragma weak PyDict_GetItemStringRef

@@ -60,11 +60,11 @@ void Dispatcher::setOnResponseMessageCommandCallback(StoreCommand command, messa
 
 void Dispatcher::handle(messages::Message&& message)
 {
-    std::visit([this](auto& alternative) { actOn(std::move(alternative)); }, message);
+    std::visit([this](auto& alternative) { actOn(alternative); }, message);
 }
 
 template <class M>
-void Dispatcher::forward(M&& message)
+void Dispatcher::forward(M& message)
 {
     const std::uint64_t destination = message.header.ref.storeId;
     message.header.destination = destination;
@@ -85,7 +85,7 @@ void Dispatcher::registerCall(M& message)
 }
 
 template <class M>
-void Dispatcher::actOn(M&& message)
+void Dispatcher::actOn(M& message)
 {
     if constexpr (std::is_same_v<M, messages::Response>) {
         if (message.destination == dispatcherId_) {
@@ -99,7 +99,7 @@ void Dispatcher::actOn(M&& message)
         if constexpr (isCall || std::is_same_v<M, messages::Internal>)
             registerCall(message);
         if (message.header.ref.storeId != dispatcherId_)
-            forward(std::move(message));
+            forward(message);
         else if (message.header.command != StoreCommand::report)
             store_->receiveMsg(message.header, std::move(message.buffer));
         else if constexpr (isCall)

@@ -265,9 +265,9 @@ private:
     void enqueuedItem(messages::Message&& message) override { channel_.act(std::move(message)); }
     void handle(messages::Message&& message) override;
     template <class M>
-    void actOn(M&& message);
+    void actOn(M& message); // which it takes apart
     template <class M>
-    void forward(M&& message);
+    void forward(M& message);
     template <class M>
     void registerCall(M& message);
     void report(messages::Call&& call);

@@ -52,7 +52,7 @@ Element Element::extended(messages::InternalType type, std::uint64_t id, const B
     return result;
 }
 
-Element Element::child(std::uint64_t functionId, Bytes arguments) const
+Element Element::child(std::uint64_t functionId, const Bytes& arguments) const
 {
     return extended(messages::InternalType::function, functionId, arguments);
 }

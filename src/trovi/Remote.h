@@ -51,7 +51,7 @@ public:
 
     /// The object that function `functionId` gives a reference to. Nothing is sent: the function runs anew, on the
     /// far side, for each call on the result.
-    Element child(std::uint64_t functionId, Bytes arguments = {}) const;
+    Element child(std::uint64_t functionId, const Bytes& arguments = {}) const;
     /// The object that is data member `memberId`.
     Element memberChild(std::uint64_t memberId) const;
 

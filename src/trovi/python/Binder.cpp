@@ -13,9 +13,9 @@ Binder& Binder::getInstance()
     return instance;
 }
 
-bool Binder::addBindingFunction(const std::string& key, BindingFunction function)
+bool Binder::addBindingFunction(const std::string& key, const BindingFunction& function)
 {
-    if (!functions.try_emplace(key, std::move(function)).second)
+    if (!functions.try_emplace(key, function).second)
         throw std::runtime_error("Binding function for \"" + key + "\" was already registered!\n");
     return true;
 }

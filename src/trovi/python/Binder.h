@@ -22,7 +22,7 @@ public:
 
     /// @return true, to initialise the file-scope boolean that registers
     /// @throws std::runtime_error when the key is taken, which at load ends the process: two files bind one type
-    bool addBindingFunction(const std::string& key, BindingFunction function);
+    bool addBindingFunction(const std::string& key, const BindingFunction& function);
 
     /// Runs every function, in key order. Needs the interpreter lock.
     void bindModule(py::module_& module);

@@ -179,7 +179,7 @@ void membersFromKeywords(void* object, const ClassOps& owner, const py::kwargs& 
             std::string known;
             for (const MemberOps& member : owner.members)
                 if (member.writable)
-                    known += (known.empty() ? "" : ", ") + pythonName(member.name);
+                    known.append(known.empty() ? "" : ", ").append(pythonName(member.name));
             throw py::type_error(dotted(owner.registeredName()) + " has no member '" + wanted + "'; it has: " + known);
         }
         setMember(object, owner, *found, value);

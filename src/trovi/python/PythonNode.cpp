@@ -74,8 +74,8 @@ void PythonNode::contentUpdated(std::istream& stream)
     const py::gil_scoped_acquire lock;
     deferred.push_back(std::move(elements));
     if (!opening)
-        for (auto& update : std::exchange(deferred, {}))
-            updateRemoteElements(std::move(update));
+        for (const auto& update : std::exchange(deferred, {}))
+            updateRemoteElements(update);
 }
 
 py::module_ PythonNode::makeSubmodule(const char* name, std::uint64_t storeId)
@@ -170,7 +170,7 @@ void PythonNode::closeRemoteNode(const char* name)
     throw std::runtime_error("Specified submodule is not a remote store proxy!");
 }
 
-void PythonNode::updateRemoteElements(std::vector<ElementDescription> elements)
+void PythonNode::updateRemoteElements(const std::vector<ElementDescription>& elements)
 {
     for (const ElementDescription& element : elements) {
         // the look-up leaves a null entry for a store that isn't bound, and openRemoteNode() then refuses its id

@@ -54,7 +54,7 @@ private:
 
     std::vector<ElementDescription> askForContent(std::uint64_t storeId);
     void contentUpdated(std::istream& stream);
-    void updateRemoteElements(std::vector<ElementDescription> elements);
+    void updateRemoteElements(const std::vector<ElementDescription>& elements);
     py::module_ makeSubmodule(const char* name, std::uint64_t storeId);
 
     py::handle module;

@@ -61,7 +61,7 @@ py::handle callFunction(py::detail::function_call& call)
     if (self == nullptr || !function.encodeArguments(call, arguments))
         return PYBIND11_TRY_NEXT_OVERLOAD;
     if (function.makeChained != nullptr)
-        return keepingParent(function.makeChained(self->child(function.id, std::move(arguments))), call.args[0]);
+        return keepingParent(function.makeChained(self->child(function.id, arguments)), call.args[0]);
     return function.decodeReply(callAndWait(*self, StoreCommand::call, function.id, std::move(arguments)));
 }
 
@@ -198,7 +198,7 @@ std::unordered_map<std::string, Remote::Rule>& Remote::rules()
 }
 
 void Remote::place(py::module_& module, const std::shared_ptr<MessageChannel>& channel, const std::string& name,
-                   py::object proxy)
+                   const py::object& proxy)
 {
     const py::capsule share(new std::shared_ptr<MessageChannel>(channel),
                             [](void* p) { delete static_cast<std::shared_ptr<MessageChannel>*>(p); });

@@ -97,7 +97,7 @@ private:
     static std::unordered_map<std::string, Rule>& rules();
     /// The proxy keeps the channel: a call through it stays defined when the node is gone, and times out.
     static void place(py::module_& module, const std::shared_ptr<MessageChannel>& channel, const std::string& name,
-                      py::object proxy);
+                      const py::object& proxy);
 };
 
 template <class T>
