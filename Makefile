@@ -85,6 +85,9 @@ fuzz: dev-deps ## each fuzzer for SECONDS=60; what it finds is written to build/
 bench: configure ## the benchmarks whose name matches FILTER=regex, as ratios to the floor of the same run
 	cmake --build '$(BUILD)' --parallel $(JOBS)
 	tools/run-benchmarks.sh '$(BUILD)' '$(FILTER)' $(BENCH_FLAGS)
+	cmake --build '$(BUILD)' --target bare
+	$(PYTHON) bench/python/import_time.py '$(BUILD)/python' "$$(dirname "$$(find '$(BUILD)/bench' -name 'bare*.so')")"
+	$(if $(system_python),$(PYTHON) bench/python/rpc.py '$(BUILD)/python' '$(BUILD)/bench/rpc_floor')
 
 # ---- form
 

@@ -1,4 +1,4 @@
-# Benchmarks that need the interpreter: bench/python/*.py, run by tools/run-benchmarks.sh.
+# What the benchmarks of bench/python/*.py need; `make bench` runs those (soak.py, a minute long, by hand).
 if(VORNA_PYTHON)
   pybind11_add_module(bare MODULE NO_EXTRAS EXCLUDE_FROM_ALL python/BareModule.cpp)
   target_compile_definitions(bare PRIVATE BARE_CLASSES=25 BARE_MEMBERS=10) # as many as vorna has

@@ -68,7 +68,8 @@ std::unique_ptr<DeviceModel> DeviceInterfaceFactory::getDeviceModel(std::unique_
 {
     if (!api)
         throw std::invalid_argument("getDeviceModel: a model needs an API");
-    return find(modelBuilders, "getDeviceModel", "Model", api->getDeviceTypeName())(std::move(api));
+    const auto& build = find(modelBuilders, "getDeviceModel", "Model", api->getDeviceTypeName());
+    return build(std::move(api));
 }
 
 std::unique_ptr<Board> DeviceInterfaceFactory::getBoard(const DeviceInfo& info) const

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <stdexcept>
+#include <system_error>
 
 #include "davis/event/PolarityWord.h"
 #include "davis/recording/detail/Aedat31.h"
@@ -70,7 +71,7 @@ Writer::Writer(const std::filesystem::path& path, Format format, std::optional<S
                                     formatName(format));
     file.open(path, std::ios::binary | std::ios::trunc);
     if (!file)
-        throw std::runtime_error(name + ": cannot write a recording there: " + std::strerror(errno));
+        throw std::runtime_error(name + ": cannot write a recording there: " + std::generic_category().message(errno));
     if (format == Format::aedat31)
         file << aedatHeader(sensorSize);
 }
@@ -113,7 +114,7 @@ void Writer::check(std::span<const DvsEvent> events) const
 void Writer::append(const std::vector<std::byte>& bytes)
 {
     if (!file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size())))
-        throw std::runtime_error(name + ": writing the recording failed: " + std::strerror(errno));
+        throw std::runtime_error(name + ": writing the recording failed: " + std::generic_category().message(errno));
 }
 
 void Writer::close()
@@ -122,7 +123,7 @@ void Writer::close()
         return;
     file.close();
     if (!file)
-        throw std::runtime_error(name + ": writing the recording failed: " + std::strerror(errno));
+        throw std::runtime_error(name + ": writing the recording failed: " + std::generic_category().message(errno));
 }
 
 void writeAll(const std::filesystem::path& path, Format format, std::span<const DvsEvent> events,

@@ -15,8 +15,8 @@ BufferedFile::BufferedFile(const std::filesystem::path& path) : name_(path.strin
     errno = 0;
     file.open(path, std::ios::binary);
     if (!file)
-        throw std::runtime_error(
-            name_ + ": cannot read the recording: " + (errno != 0 ? std::strerror(errno) : "it cannot be opened"));
+        throw std::runtime_error(name_ + ": cannot read the recording: " +
+                                 (errno != 0 ? std::generic_category().message(errno) : "it cannot be opened"));
 }
 
 std::span<const std::byte> BufferedFile::peek(std::size_t wanted)
