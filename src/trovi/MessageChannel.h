@@ -53,9 +53,11 @@ public:
     /// Acts on a message that was taken off the queue, once the turn is free.
     void act(messages::Message&& message);
 
+    /// True inside a turn, for the thread that holds it: a node must not be stopped there.
+    bool isMyTurn() const;
+
 private:
     class Turn;
-    bool isMyTurn() const;
     void handleAll(messages::Message&& message) noexcept;
 
     const pid_t process_ = ::getpid();

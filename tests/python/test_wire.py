@@ -233,3 +233,30 @@ vorna.open_remote_node(9, "other")
     store.send(4, response_frame(4, STORE_CLOSED, text("") + struct.pack("<Q", 1)))
     code, _, errors = ended(store)
     assert code == 1 and "RuntimeError: Remote store id = 9 already bound!" in errors
+
+
+def test_a_finalizer_that_an_update_runs_may_replace_the_node(store):
+    """It runs while the old node acts on the update, so that node can't be joined there."""
+    store.process.kill()
+    store.process.communicate()
+    store.process = subprocess.Popen([sys.executable, "-c", CLIENT.replace("sys.stdin.read()", """
+replaced = threading.Event()
+class Finalizer:
+    def __del__(self):
+        vorna.setup_local_node(sys.argv[1], sys.argv[2], 5)
+        replaced.set()
+vorna.far.Thing = Finalizer()
+print("set", flush=True)
+assert replaced.wait(10)
+""").replace("import sys", "import sys, threading"), *store.endpoints], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                                     stderr=subprocess.PIPE, universal_newlines=True)
+    while store.process.stdout.readline() != "ready\n":
+        pass
+    store.requests.clear()
+    store.answer([])
+    while store.process.stdout.readline() != "set\n":
+        pass
+    store.send(4, response_frame(4, CONTENT_UPDATE, text("") + struct.pack("<Q", 1) + element(1, 6, "x", "Thing", 1)))
+    store.process.wait(20)
+    code, _, errors = ended(store)
+    assert code == 0, errors

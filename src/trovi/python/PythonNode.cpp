@@ -186,6 +186,7 @@ void PythonNode::updateRemoteElements(const std::vector<ElementDescription>& ele
 }
 
 std::shared_ptr<PythonNode> PythonNodeSingleton::instance;
+std::vector<std::shared_ptr<PythonNode>> PythonNodeSingleton::retired;
 pid_t PythonNodeSingleton::owner = 0;
 bool PythonNodeSingleton::ended = false;
 
@@ -193,6 +194,9 @@ void PythonNodeSingleton::end()
 {
     ended = true;
     replace(nullptr);
+    auto last = std::exchange(retired, {});
+    const py::gil_scoped_release release;
+    last.clear();
 }
 
 void PythonNodeSingleton::requireInterpreter()
@@ -219,6 +223,10 @@ void PythonNodeSingleton::replace(std::shared_ptr<PythonNode> made)
     if (std::exchange(owner, ::getpid()) != ::getpid() && former)
         new std::shared_ptr<PythonNode>(
             std::move(former)); // its threads are the parent process's: never to be joined here
+    if (former && former->channel().isMyTurn()) {
+        retired.push_back(std::move(former));
+        return;
+    }
     const py::gil_scoped_release release;
     former.reset();
 }

@@ -85,6 +85,8 @@ public:
 
 private:
     static std::shared_ptr<PythonNode> instance;
+    // Replaced from inside their own turn, as by a finalizer that an update ran: stopped at the interpreter's end.
+    static std::vector<std::shared_ptr<PythonNode>> retired;
     static pid_t owner;
     static bool ended;
 };
