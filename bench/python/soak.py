@@ -3,10 +3,11 @@ stay flat.
 
     soak.py FOLDER_OF_VORNA [SECONDS] [CLIENTS]
 """
-import socket
 import subprocess
 import sys
 import time
+
+from rpc import endpoints
 
 SERVER = """
 import sys
@@ -45,12 +46,7 @@ def main():
     folder = sys.argv[1]
     seconds = float(sys.argv[2]) if len(sys.argv) > 2 else 60
     count = int(sys.argv[3]) if len(sys.argv) > 3 else 8
-    sockets = [socket.socket() for _ in range(2)]
-    for s in sockets:
-        s.bind(("127.0.0.1", 0))
-    ends = ["tcp://127.0.0.1:%d" % s.getsockname()[1] for s in sockets]
-    for s in sockets:
-        s.close()
+    ends = endpoints()
     server = subprocess.Popen([sys.executable, "-c", SERVER, folder, *ends], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
                               universal_newlines=True)
     while server.stdout.readline() != "up\n":
@@ -62,7 +58,7 @@ def main():
     while any(c.poll() is None for c in clients):
         samples.append(resident_kib(server.pid))
         print("\r%3.0f s, server %d KiB" % (time.monotonic() - begin, samples[-1]), end="", flush=True)
-        time.sleep(1)
+        time.sleep(1)  # between two samples of the server's memory
     calls = 0
     for client in clients:
         out = client.communicate()[0]

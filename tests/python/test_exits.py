@@ -91,18 +91,25 @@ SCRIPTS = {
     "call in flight": ("""
         node = server(); far = client(); node.expose_root_node()
         while not hasattr(far, 'VornaNode'): time.sleep(0.002)
+        calling = threading.Event()
         def call():
             while True:
                 try: far.VornaNode.get_ombrel_vid_and_pid()
                 except Exception: return
+                calling.set()
         threading.Thread(target=call, daemon=True).start()
-        time.sleep(0.05)
+        calling.wait()
         say_end()""", 0),
     "call without an answer in flight": ("""
         node = server(); far = client()
         node.close()
-        threading.Thread(target=lambda: far.DeviceController.get_opened_devices(), daemon=True).start()
-        time.sleep(0.05)
+        calling = threading.Event()
+        def call():
+            calling.set()  # the lock changes hands no sooner than the call waits
+            far.DeviceController.get_opened_devices()
+        sys.setswitchinterval(10)
+        threading.Thread(target=call, daemon=True).start()
+        calling.wait()
         say_end()""", 0),
     "exception": ("node = server(); far = client(); say_end(); raise ValueError('on purpose')", 1),
     "exception from a call": ("node = server(); far = client(); say_end(); vorna.open_remote_node(1, 'again')", 1),
