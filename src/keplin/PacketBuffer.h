@@ -1,0 +1,78 @@
+#pragma once
+// One packet, as it lies in memory: how much payload it has, and the run of words that goes over the wire.
+//
+//   auto packet = Keplin::getRawPacketBuffer(2, HdrExtFmt::Command, PktFmt::Raw);
+//   packet->push_back(0x0004, 2);
+//   packet->prepToSend();
+//   transmitQueue.enqueue(std::move(packet));
+
+#include <array>
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <ostream>
+
+#include "keplin/PacketHeader.h"
+
+namespace keplin {
+
+struct PacketBuffer {
+    std::uint64_t size;   ///< payload bytes in use, 0 to 256
+    std::uint32_t header; ///< see PacketHeader.h
+    std::array<std::uint8_t, MaxPayloadBytes> data;
+
+    /// @throws std::length_error "Attempt to exceed max size of Keplin packet." when `count` more bytes don't fit
+    void pushBackSizeCheck(std::uint64_t count) const;
+
+    /// Starts the header. The id is cut to 6 bits; the extension counts in Raw packets alone.
+    void setHeader(std::uint8_t moduleId, HdrExtFmt hdrExt, PktFmt pktFmt)
+    {
+        header = header::moduleId.put(moduleId) | static_cast<std::uint32_t>(pktFmt);
+        if (pktFmt == PktFmt::Raw)
+            header |= header::extension.put(static_cast<std::uint32_t>(hdrExt));
+    }
+
+    /// Appends the `count` low bytes of `value`, lowest first; bytes beyond the eighth are zero.
+    /// @throws std::length_error as pushBackSizeCheck(); the packet keeps what it had
+    void push_back(std::uint64_t value, std::uint64_t count);
+
+    /// Finishes the header and zeroes the padding. A packet without payload gets the header 0xFFFFFFFF.
+    void prepToSend();
+
+    PktFmt format() const { return static_cast<PktFmt>(header & header::format.mask()); }
+    std::uint32_t moduleId() const { return header::moduleId.get(header); }
+    HdrExtFmt extension() const { return static_cast<HdrExtFmt>(header::extension.get(header)); }
+
+    /// The T at byte `offset` of the payload, lowest byte first. Bytes outside the payload read as zero.
+    template <std::unsigned_integral T>
+    T payload(std::size_t offset) const
+    {
+        T value = 0;
+        const std::size_t end = size < data.size() ? static_cast<std::size_t>(size) : data.size();
+        if (offset + sizeof(T) <= end)
+            std::memcpy(&value, data.data() + offset, sizeof(T));
+        else if (offset < end)
+            std::memcpy(&value, data.data() + offset, end - offset);
+        return value;
+    }
+
+    /// The packet as it goes over the wire: `wireWords()` words of 4 bytes, beginning with the header.
+    std::byte* wire() { return reinterpret_cast<std::byte*>(this) + offsetof(PacketBuffer, header); }
+    const std::byte* wire() const { return reinterpret_cast<const std::byte*>(this) + offsetof(PacketBuffer, header); }
+    std::uint32_t wireWords() const
+    {
+        return wordsOfSize(size < MaxPayloadBytes ? static_cast<std::uint32_t>(size) : MaxPayloadBytes);
+    }
+};
+static_assert(std::is_trivial_v<PacketBuffer> && std::is_standard_layout_v<PacketBuffer>);
+static_assert(offsetof(PacketBuffer, data) == offsetof(PacketBuffer, header) + 4, "one run of words, for the wire");
+
+/// One line: the first `size` + 4 bytes from the header on, as two hexadecimal digits and a blank each.
+std::ostream& operator<<(std::ostream& stream, const PacketBuffer& packet);
+
+/// A packet has one owner at a time. Buffers come from the pool of Keplin and go back to it.
+using PacketPtr = std::unique_ptr<PacketBuffer>;
+
+} // namespace keplin

@@ -1,0 +1,61 @@
+#pragma once
+// Pooled buffers in the hands of one thread that needs many in a row: it takes and gives them without the pool's lock.
+
+#include <atomic>
+#include <cstdint>
+#include <vector>
+
+#include "keplin/PacketBuffer.h"
+
+namespace keplin {
+
+/// Its buffers count as lying in the pool. Where get() finds none it takes as many as the last turn used, under one
+/// lock; giveBack() ends a turn and returns what is left, so that the pool is as if every buffer had been taken singly.
+/// Threads: reentrant; the pool's statistics may be read meanwhile.
+class PacketStash {
+public:
+    PacketStash() = default;
+    ~PacketStash() { giveBack(); }
+    PacketStash(const PacketStash&) = delete;
+    PacketStash& operator=(const PacketStash&) = delete;
+
+    /// As Keplin::getEmptyPacketBuffer().
+    PacketPtr get()
+    {
+        ++used;
+        if (buffers.empty()) [[unlikely]]
+            return refill();
+        PacketPtr buffer = std::move(buffers.back());
+        buffers.pop_back();
+        noteCount();
+        return buffer;
+    }
+
+    /// As Keplin::putPacketBuffer(), for a buffer that came from here.
+    void put(PacketPtr buffer)
+    {
+        buffer->size = 0;
+        if (!listed) [[unlikely]]
+            return putBeforeAnyGet(std::move(buffer));
+        buffers.push_back(std::move(buffer));
+        noteCount();
+    }
+
+    void giveBack();
+
+private:
+    friend class Keplin;
+
+    PacketPtr refill();
+    static void putBeforeAnyGet(PacketPtr buffer);
+    void noteCount() { count.store(static_cast<std::uint32_t>(buffers.size()), std::memory_order_relaxed); }
+
+    std::vector<PacketPtr> buffers; // the one to give next is the last
+    std::uint32_t used = 0;         // in this turn
+    std::uint32_t usedLastTurn = 0;
+    std::atomic<std::uint32_t> count{0}; // of buffers, for the statistics
+    bool listed = false;                 // in Keplin::stashes; only changed under the pool's lock
+    PacketStash* next = nullptr;         // in that list; under the pool's lock
+};
+
+} // namespace keplin

@@ -1,0 +1,16 @@
+#pragma once
+// Checks of what must hold whatever arrives; they are there in every build. Where one fails nothing that comes after
+// can be trusted, so the process ends.
+
+namespace keplin::detail {
+
+/// Writes `text` to standard error and ends the process.
+[[noreturn]] void endProcess(const char* text) noexcept;
+
+inline void check(bool holds, const char* text)
+{
+    if (!holds) [[unlikely]]
+        endProcess(text);
+}
+
+} // namespace keplin::detail
