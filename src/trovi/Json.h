@@ -129,6 +129,13 @@ void saveJson(JsonWriter& writer, const T& value)
             std::visit([&](const auto& alternative) { saveJson(writer, alternative); }, value);
         }
         writer.end();
+    } else if constexpr (HasOwnForm<T>) {
+        writer.beginObject();
+        RegisterForm<T>::save(value, [&](const char* name, const auto& part) {
+            writer.key(name);
+            saveJson(writer, part);
+        });
+        writer.end();
     } else if constexpr (isReflected<T>) {
         writer.beginObject();
         forEach(MetaHolder<T>::members, [&](const auto& member) {
@@ -223,6 +230,13 @@ void loadJson(JsonReader& reader, T& value)
         staticFor<std::variant_size_v<T>>([&](auto i) {
             if (static_cast<std::int32_t>(i()) == index)
                 loadJson(reader, value.template emplace<i()>());
+        });
+        reader.end();
+    } else if constexpr (HasOwnForm<T>) {
+        reader.beginNode();
+        RegisterForm<T>::load(value, [&](const char* name, auto& part) {
+            reader.key(name);
+            loadJson(reader, part);
         });
         reader.end();
     } else if constexpr (isReflected<T>) {

@@ -41,6 +41,14 @@ namespace trovi {
 template <class T>
 struct RegisterImplementation {};
 
+/// The author's specialisation point for a class whose form in bytes and in JSON is not the list of its members. It
+/// holds two static functions that call `part(name, value)` for each part of the form, in order:
+///
+///   template <class Part> static void save(const T& object, Part&& part);
+///   template <class Part> static void load(T& object, Part&& part);   // throws and leaves `object` for a bad form
+template <class T>
+struct RegisterForm {};
+
 /// The class that is T's base in Python; void for none. It must itself be bound.
 template <class T>
 struct RegisterBase {
@@ -103,6 +111,12 @@ inline constexpr bool isReflected = [] {
 
 template <class T>
 concept Reflected = isReflected<T>;
+
+template <class T>
+concept HasOwnForm = requires(const T& object)
+{
+    RegisterForm<T>::save(object, [](const char*, const auto&) {});
+};
 
 namespace detail {
 

@@ -9,6 +9,7 @@
 //   vector, map, set              u64 count, then the elements (a map's: key, value)
 //   array, pair, tuple            the elements
 //   variant                       i32 index, then the alternative; -1 when valueless
+//   class with a RegisterForm     the parts of that form
 //   reflected class               its members in registered order
 //
 // A value that is made of numbers alone has a layout of fixed size, worked out at compile time ("packed" below); a
@@ -87,7 +88,7 @@ constexpr std::size_t packedSizeOf()
     } else if constexpr (isStdArray<T>) {
         constexpr std::size_t element = packedSizeOf<typename T::value_type>();
         return element == notPacked ? notPacked : element * std::tuple_size_v<T>;
-    } else if constexpr (isReflected<T> && std::is_trivially_copyable_v<T>) {
+    } else if constexpr (isReflected<T> && !HasOwnForm<T> && std::is_trivially_copyable_v<T>) {
         return std::apply(
             [](const auto&... member) {
                 std::size_t sum = 0;
@@ -425,6 +426,8 @@ void encode([[maybe_unused]] ByteWriter& writer, [[maybe_unused]] const T& value
         std::apply([&](const auto&... element) { (encode(writer, element), ...); }, value);
     } else if constexpr (isA<T, std::variant>) {
         encodeVariant(writer, value);
+    } else if constexpr (HasOwnForm<T>) {
+        RegisterForm<T>::save(value, [&](const char*, const auto& part) { encode(writer, part); });
     } else if constexpr (isReflected<T>) {
         forEach(MetaHolder<T>::members, [&](const auto& member) { encode(writer, value.*(member.field)); });
     } else {
@@ -487,6 +490,8 @@ void decode([[maybe_unused]] ByteReader& reader, [[maybe_unused]] T& value)
         std::apply([&](auto&... element) { (decode(reader, element), ...); }, value);
     } else if constexpr (isA<T, std::variant>) {
         decodeVariant(reader, value);
+    } else if constexpr (HasOwnForm<T>) {
+        RegisterForm<T>::load(value, [&](const char*, auto& part) { decode(reader, part); });
     } else if constexpr (isReflected<T>) {
         forEach(MetaHolder<T>::members, [&](const auto& member) { decode(reader, value.*(member.field)); });
     } else {

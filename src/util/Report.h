@@ -45,7 +45,7 @@ bool reportIfNotInRange(const T& value, const std::type_identity_t<T>& low, cons
     detail::print(stream, high);
     stream << "]. Actual: ";
     detail::print(stream, value);
-    stream << "\n";
+    stream << std::endl; // flushed: it may be the last thing that a script shows
     return false;
 }
 
@@ -65,7 +65,7 @@ bool reportIfNotInArray(const T& value, const Array& array, Name&& name, std::os
     }
     stream << "}. Actual: ";
     detail::print(stream, value);
-    stream << "\n";
+    stream << std::endl;
     return false;
 }
 
@@ -79,7 +79,7 @@ bool reportIfNotEqual(const T& value, const std::type_identity_t<T>& expected, N
     detail::print(stream, expected);
     stream << ". Actual: ";
     detail::print(stream, value);
-    stream << "\n";
+    stream << std::endl;
     return false;
 }
 
