@@ -1,0 +1,34 @@
+#include "keplin/io/BlockWriter.h"
+
+#include "keplin/Keplin.h"
+
+namespace keplin {
+
+std::int32_t BlockWriter::collect(PacketQueue& queue, std::int32_t limitWords)
+{
+    const auto sends = [this](const PacketBuffer& packet) {
+        return packet.size != 0 || emptyPackets == EmptyPackets::send;
+    };
+    std::int32_t used = 0;
+    queue.dequeueWhile(
+        [&](const PacketBuffer& packet) {
+            const auto words = static_cast<std::int32_t>(packet.wireWords());
+            if (words > limitWords - used)
+                return false;
+            used += sends(packet) ? words : 0;
+            return true;
+        },
+        run);
+    bytes.clear();
+    for (const PacketPtr& packet : run)
+        if (sends(*packet)) {
+            const auto* wire = reinterpret_cast<const std::uint8_t*>(packet->wire());
+            bytes.insert(bytes.end(), wire, wire + 4 * packet->wireWords());
+        }
+    bytes.resize((bytes.size() + BlockBytes - 1) / BlockBytes * BlockBytes);
+    Keplin::putPacketBuffers(run);
+    run.clear();
+    return used;
+}
+
+} // namespace keplin

@@ -1,0 +1,33 @@
+#pragma once
+// Packs packets that wait to be sent into blocks: one after another, the rest of the last block zero.
+
+#include <cstdint>
+#include <vector>
+
+#include "keplin/PacketQueue.h"
+
+namespace keplin {
+
+/// Threads: reentrant; the thread that calls collect() is the queue's only consumer.
+class BlockWriter {
+public:
+    /// A packet without payload is its header word to a dev kit; an Opal Kelly board gets none of it.
+    enum class EmptyPackets { send, drop };
+
+    explicit BlockWriter(EmptyPackets emptyPackets) : emptyPackets(emptyPackets) {}
+
+    /// Takes packets from `queue`, in order, while the next one fits into what is left of `limitWords`, and gives their
+    /// buffers back to the pool. A limit of 0 or less takes nothing.
+    /// @return words taken, without the zeros that fill the last block
+    std::int32_t collect(PacketQueue& queue, std::int32_t limitWords);
+
+    /// What collect() took, as whole blocks; good until it is called again.
+    const std::vector<std::uint8_t>& blocks() const { return bytes; }
+
+private:
+    EmptyPackets emptyPackets;
+    std::vector<PacketPtr> run;
+    std::vector<std::uint8_t> bytes;
+};
+
+} // namespace keplin

@@ -1,0 +1,53 @@
+#include "keplin/io/LoopThread.h"
+
+#include <utility>
+
+namespace keplin {
+
+void LoopThread::start(std::function<void()> body)
+{
+    const std::lock_guard lock(mutex);
+    if (run)
+        return;
+    join(); // of a loop that stopped itself
+    run = true;
+    try {
+        // an exception in the loop ends the process: nobody is there to take it
+        thread = std::thread([this, body = std::move(body)]() noexcept {
+            loop = std::this_thread::get_id();
+            body();
+            loop = std::thread::id();
+        });
+    } catch (...) {
+        run = false;
+        throw;
+    }
+}
+
+void LoopThread::stop()
+{
+    run = false;
+    if (loop == std::this_thread::get_id())
+        return;
+    const std::lock_guard lock(mutex);
+    run = false; // start() may have come in between
+    join();
+}
+
+bool LoopThread::whileStopped(const std::function<void()>& change)
+{
+    const std::lock_guard lock(mutex);
+    if (run)
+        return false;
+    join();
+    change();
+    return true;
+}
+
+void LoopThread::join()
+{
+    if (thread.joinable())
+        thread.join();
+}
+
+} // namespace keplin
