@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <any>
 #include <atomic>
 #include <thread>
@@ -91,18 +92,68 @@ TEST(Counter, CountsSinceTheLastCall)
 
 TEST(BasicSink, TakesOneBatchAStep)
 {
-    struct Owner : BasicSinkNode<DvsEvent> {
-        using BasicSinkNode::events;
-    } sink;
+    BasicSinkNode<DvsEvent> sink;
     Source source;
     ASSERT_TRUE(source.connectTo(sink));
     source.write({first, second});
     source.write({third});
     sink.apply();
-    EXPECT_THAT(sink.events, ElementsAre(first, second));
+    EXPECT_THAT(sink.takeEvents(), ElementsAre(first, second));
+    source.write({first});
+    sink.apply();
     sink.apply();
     sink.apply(); // nothing waits: returns after its 10 ms
-    EXPECT_THAT(sink.events, ElementsAre(first, second, third));
+    EXPECT_THAT(sink.takeEvents(), ElementsAre(third, first));
+    EXPECT_THAT(sink.takeEvents(), IsEmpty());
+}
+
+TEST(BasicSink, CopiesNoEventsOfABatchThatIsItsAlone)
+{
+    BasicSinkNode<DvsEvent> sink;
+    Probe other;
+    Source source;
+    ASSERT_TRUE(source.connectTo(sink));
+    std::vector<DvsEvent> events{first, second};
+    const DvsEvent* memory = events.data();
+    source.write(std::move(events));
+    sink.apply();
+    EXPECT_EQ(sink.takeEvents().data(), memory);
+
+    ASSERT_TRUE(source.connectTo(other));
+    source.write({first, third});
+    sink.apply();
+    EXPECT_THAT(sink.takeEvents(), ElementsAre(first, third));
+    EXPECT_THAT(*other.batches().at(0), ElementsAre(first, third)) << "a batch that others hold stays whole";
+}
+
+TEST(BasicSink, TakesBatchesThatOthersReadUntilThen)
+{
+    BasicSinkNode<DvsEvent> sink;
+    Source source;
+    Probe other;
+    ASSERT_TRUE(source.connectTo(other));
+    ASSERT_TRUE(source.connectTo(sink));
+    constexpr int batches = 500;
+    std::atomic<bool> done = false;
+    std::size_t seen = 0, taken = 0;
+    std::thread reader([&] {
+        for (bool last = false; !last;) {
+            last = done;
+            for (const auto& batch : other.batches())
+                seen += static_cast<std::size_t>(std::count(batch->begin(), batch->end(), first));
+        }
+    });
+    for (int n = 0; n < batches; ++n) {
+        source.write({first, first});
+        sink.apply();
+        auto events = sink.takeEvents();
+        taken += events.size();
+        std::fill(events.begin(), events.end(), third); // the owner's from now on
+    }
+    done = true;
+    reader.join();
+    EXPECT_EQ(taken, 2U * batches);
+    EXPECT_EQ(seen, 2U * batches);
 }
 
 TEST(Sinks, AnswerWhileAGraphKeepsThemBusy)

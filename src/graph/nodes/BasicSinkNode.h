@@ -2,6 +2,7 @@
 // A sink whose owner takes the events out: a chip model is one.
 
 #include <mutex>
+#include <utility>
 #include <vector>
 
 #include "graph/nodes/Batch.h"
@@ -11,17 +12,28 @@
 
 namespace graph::nodes {
 
-/// Gathers the events of all batches in one vector, which has no limit.
+/// Gathers the events of all batches in one vector, which has no limit. A batch that went to no other node, and that
+/// finds the vector empty, becomes the vector: its events are not copied.
+/// Threads: thread-safe.
 template <class Event>
 class BasicSinkNode : public SinkNode<Batch<Event>> {
 public:
+    BasicSinkNode() { this->inputChannel->leaveOutEmptyBatches(); }
+
     /// Takes one batch in, for which it waits up to 10 ms.
     void apply() override
     {
         const std::lock_guard lock(mutex);
         Batch<Event> batch;
         if (this->inputChannel->wait_dequeue_timed(batch, this->applyWaitUs))
-            events.insert(events.end(), batch->begin(), batch->end());
+            detail::takeIn(std::move(batch), events);
+    }
+
+    /// For the owner: all events that apply() took in since the last call. Waits for a running apply().
+    std::vector<Event> takeEvents()
+    {
+        const std::lock_guard lock(mutex);
+        return std::exchange(events, {});
     }
 
 protected:
@@ -34,6 +46,9 @@ protected:
 template <class Event>
 struct trovi::RegisterImplementation<graph::nodes::BasicSinkNode<Event>> {
     static std::string registerName() { return graph::nodes::detail::nodeName<Event>("BasicSinkNode_"); }
-    static constexpr auto registerMemberFunctions() { return functions(); }
+    static constexpr auto registerMemberFunctions()
+    {
+        return functions(graph::nodes::detail::inputNodeFunction<graph::nodes::BasicSinkNode<Event>>());
+    }
     static constexpr const char* registerDoc() { return "Takes events out of graphs, for the object that owns it."; }
 };

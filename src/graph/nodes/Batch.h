@@ -2,6 +2,7 @@
 // What moves through every event channel.
 
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "ondra/Channel.h"
@@ -39,6 +40,19 @@ void appendWaiting(ondra::Channel<Batch<Event>>& channel, std::vector<Event>& ev
     const WaitingBatches<Event> waiting(channel);
     events.reserve(events.size() + waiting.eventCount);
     for (const auto& batch : waiting.batches)
+        events.insert(events.end(), batch->begin(), batch->end());
+}
+
+/// Appends the events of `batch`. If there are none yet, and nobody else has the batch, its vector is taken as it is.
+template <class Event>
+void takeIn(Batch<Event> batch, std::vector<Event>& events)
+{
+    // Another owner that has just let go may have read the events until then. The library counts owners by operations
+    // that acquire and release, so counting one more comes after all that; looking at the count alone would not.
+    const Batch<Event> counted = batch;
+    if (events.empty() && counted.use_count() == 2)
+        events = std::move(*batch);
+    else
         events.insert(events.end(), batch->begin(), batch->end());
 }
 

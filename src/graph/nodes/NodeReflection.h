@@ -48,6 +48,15 @@ constexpr auto inputFunction()
                            "It is good in this process only, and for as long as this node lives.");
 }
 
+// The same for a sink that a model owns.
+template <class Node>
+constexpr auto inputNodeFunction()
+{
+    return trovi::function("getinputNode", &Node::getInput,
+                           "The node's input, to be given to add_destination() of a node or a graph.\n"
+                           "It is good in the process that holds the model, and for as long as the model lives.");
+}
+
 // The functions of Node's base that take a boxed input; each has a namesake that takes the bare pointer.
 template <class Node>
 constexpr auto addDestinationFunction(
