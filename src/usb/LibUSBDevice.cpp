@@ -14,8 +14,8 @@
 
 #include <libusb-1.0/libusb.h>
 
-#include "device/Log.h"
 #include "usb/DeviceList.h"
+#include "usb/Ids.h"
 
 namespace usb {
 namespace {
@@ -200,26 +200,22 @@ int submitAndWait(LibUSBDevice::Calls& calls, std::list<Call>& single, const Req
     return code != 0 ? code : result.get();
 }
 
-const device::Log& logger()
-{
-    static const device::Log log("usb::LibUSBDevice");
-    return log;
-}
-
 // Most often met on a new machine: USB devices belong to root until a rule says otherwise.
-void explainAccess(libusb_device* device)
+std::string explainAccess(libusb_device* device)
 {
     libusb_device_descriptor descriptor{};
-    if (libusb_get_device_descriptor(device, &descriptor) != 0)
-        return;
-    char rule[128];
-    std::snprintf(rule, sizeof rule,
-                  R"(SUBSYSTEM=="usb", ATTR{idVendor}=="%04x", ATTR{idProduct}=="%04x", MODE="0660", TAG+="uaccess")",
-                  unsigned{descriptor.idVendor}, unsigned{descriptor.idProduct});
-    logger().error("No permission to open the USB device at bus " + std::to_string(libusb_get_bus_number(device)) +
-                   ", address " + std::to_string(libusb_get_device_address(device)) + ". Put the line\n    " + rule +
-                   "\ninto a file such as /etc/udev/rules.d/70-vorna.rules, run \"udevadm control --reload\" as root, "
-                   "and plug the device in again.");
+    libusb_get_device_descriptor(device, &descriptor);
+    char text[640];
+    std::snprintf(
+        text, sizeof text,
+        R"(: no permission for the USB device %04x:%04x at bus %d, address %d. Install the udev rules %s, by )"
+        R"("sudo make install-udev" in vorna's folder or by writing the line SUBSYSTEM=="usb", )"
+        R"(ATTR{idVendor}=="%04x", ATTR{idProduct}=="%04x", MODE="0660", TAG+="uaccess" to )"
+        R"(/etc/udev/rules.d/%s; then plug the device in again)",
+        unsigned{descriptor.idVendor}, unsigned{descriptor.idProduct}, int{libusb_get_bus_number(device)},
+        int{libusb_get_device_address(device)}, udevRulesFile, unsigned{descriptor.idVendor},
+        unsigned{descriptor.idProduct}, udevRulesFile);
+    return text;
 }
 
 } // namespace
@@ -282,12 +278,11 @@ void LibUSBDevice::initializeUSB(std::uint16_t busNumber, std::uint16_t deviceAd
         throw std::runtime_error("Device not found");
     }
     const int code = libusb_open(device, &handle);
-    if (code == LIBUSB_ERROR_ACCESS)
-        explainAccess(device);
+    const std::string remedy = code == LIBUSB_ERROR_ACCESS ? explainAccess(device) : std::string();
     libusb_free_device_list(list, 1);
     if (code != 0) {
         libusb_exit(context);
-        throw std::runtime_error("libusb_open returned error " + std::to_string(code) + " opening device");
+        throw std::runtime_error("libusb_open returned error " + std::to_string(code) + " opening device" + remedy);
     }
     if (libusb_kernel_driver_active(handle, interfaceNumber) == 1)
         libusb_detach_kernel_driver(handle, interfaceNumber);

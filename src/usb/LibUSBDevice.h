@@ -23,20 +23,13 @@
 #include <span>
 #include <thread>
 
+#include "usb/SetupPacket.h"
+
 struct libusb_context;
 struct libusb_device_handle;
 struct libusb_transfer;
 
 namespace usb {
-
-/// The head of a control request. `bmRequestType` 0x40 is a vendor write, 0xC0 a vendor read.
-struct USBSetupPacket {
-    std::uint8_t bmRequestType = 0;
-    std::uint8_t bRequest = 0;
-    std::uint16_t wValue = 0;
-    std::uint16_t wIndex = 0;
-    std::uint16_t wLength = 0; ///< ignored: the length is that of the byte range given
-};
 
 /// Threads: thread-safe, each call with a transfer of its own; calls of one direction and endpoint reach the device in
 /// the order of their submission. One thread destroys the object; calls that then wait in other threads return -1
@@ -50,8 +43,8 @@ class LibUSBDevice {
 public:
     /// Opens the device, takes interface 0 from a kernel driver if one has it, and claims it.
     /// @throws std::runtime_error "Failed to initialize LibUSB context", "No devices", "Device not found",
-    ///         "libusb_open returned error -3 opening device" (with libusb's code; a -3, no permission, writes the udev
-    ///         rule that helps to the log "usb::LibUSBDevice"), "Error claiming interface"
+    ///         "libusb_open returned error -12 opening device" (with libusb's code; behind that of a -3, no permission,
+    ///         follow the device's ids and the udev rule that helps), "Error claiming interface"
     LibUSBDevice(std::uint16_t busNumber, std::uint16_t deviceAddress);
     LibUSBDevice(const LibUSBDevice&) = delete;
     LibUSBDevice& operator=(const LibUSBDevice&) = delete;
