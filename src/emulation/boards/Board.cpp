@@ -1,0 +1,122 @@
+#include "emulation/boards/Board.h"
+
+#include <cerrno>
+#include <utility>
+
+namespace emulation {
+
+Board::Board(std::string productText, std::string serialNumber, Clock boardClock)
+    : product(std::move(productText)), serial(std::move(serialNumber)), clock(std::move(boardClock))
+{}
+
+void Board::setModule(int id, std::shared_ptr<Module> module)
+{
+    const std::lock_guard lock(mutex);
+    logic.setModule(id, std::move(module));
+}
+
+void Board::setCreditLimit(std::optional<std::uint32_t> words)
+{
+    {
+        const std::lock_guard lock(mutex);
+        logic.setCreditLimit(words);
+    }
+    wake();
+}
+
+bool Board::isConfigured() const
+{
+    const std::lock_guard lock(mutex);
+    return configured;
+}
+
+std::vector<std::uint8_t> Board::bitstream() const
+{
+    const std::lock_guard lock(mutex);
+    return bitstreamBytes;
+}
+
+BoardCounters Board::counters() const
+{
+    const std::lock_guard lock(mutex);
+    BoardCounters result = counted;
+    result.problems = noted.count();
+    return result;
+}
+
+std::vector<std::string> Board::problems() const
+{
+    const std::lock_guard lock(mutex);
+    return noted.texts();
+}
+
+std::string Board::text(int index) const
+{
+    switch (index) {
+    case 1:
+        return "vorna";
+    case 2:
+        return product;
+    case 3:
+        return serial;
+    default:
+        return {};
+    }
+}
+
+std::optional<Board::Time> Board::pollAfter() const
+{
+    const std::lock_guard lock(mutex);
+    return readWaits ? std::optional(lastAnswer + tick) : std::nullopt;
+}
+
+int Board::refuse(std::string problem, int code)
+{
+    ++counted.refusedTransfers;
+    noted.note(std::move(problem));
+    return -code;
+}
+
+int Board::answerBlocks(std::span<std::uint8_t> data, bool running)
+{
+    if (data.empty() || data.size() % BoardLogic::blockSize != 0)
+        return refuse("a read of " + std::to_string(data.size()) + " bytes, where blocks of 1024 are sent", EOVERFLOW);
+    const Time now = clock();
+    readWaits = false;
+    if (!(running && logic.hasNews())) {
+        if (now < lastAnswer + tick) {
+            readWaits = true;
+            return pending;
+        }
+        if (running)
+            logic.advance(now);
+    }
+    lastAnswer = now;
+    if (running)
+        logic.fill(data);
+    else
+        std::fill(data.begin(), data.end(), std::uint8_t{0});
+    ++counted.bulkTransfers;
+    return static_cast<int>(data.size());
+}
+
+void Board::takeBlocks(std::span<const std::uint8_t> data, bool running)
+{
+    ++counted.bulkTransfers;
+    if (running)
+        logic.take(data);
+    else
+        noted.note("blocks for an FPGA that isn't running: " + std::to_string(data.size()) + " bytes dropped");
+}
+
+void Board::wakeIfNews()
+{
+    {
+        const std::lock_guard lock(mutex);
+        if (!readWaits || !logic.hasNews())
+            return;
+    }
+    wake();
+}
+
+} // namespace emulation

@@ -1,0 +1,81 @@
+#pragma once
+// Packets as a board's logic reads and writes them. This is a reading of the format of its own, apart from the one that
+// the host uses (src/keplin): where the two disagree, tests of one against the other fail.
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <span>
+
+namespace emulation {
+
+/// A run of bits in a word.
+struct BitRange {
+    int low;
+    int width;
+
+    constexpr std::uint64_t mask() const { return (std::uint64_t{1} << width) - 1; }
+    constexpr std::uint64_t get(std::uint64_t word) const { return word >> low & mask(); }
+    constexpr std::uint64_t put(std::uint64_t value) const { return (value & mask()) << low; }
+    constexpr bool isSet(std::uint64_t word) const { return get(word) != 0; }
+};
+
+enum class PacketFormat : std::uint8_t {
+    events = 0, ///< 32-bit words of the event stream
+    raw = 1,    ///< what the extension says; extension 0: 16-bit command codes
+    route = 2,  ///< 16-bit words that set a module's routing; from the host only
+    config = 3, ///< pairs of 16-bit words, a value and a register's address; from the host only
+};
+
+namespace packet_header {
+
+inline constexpr BitRange length{0, 8}; ///< bytes of payload, less 1
+inline constexpr BitRange module{8, 6};
+inline constexpr BitRange format{14, 2};
+inline constexpr BitRange secondLength{16, 8}; ///< raw packets: the length again; others: 0
+inline constexpr BitRange extension{24, 8};    ///< raw packets only; others: 0
+
+/// What a host makes of a packet without payload: the header alone, as one word.
+inline constexpr std::uint32_t empty = 0xFFFFFFFF;
+
+} // namespace packet_header
+
+struct Packet {
+    static constexpr std::size_t capacity = 256;
+    static constexpr int modules = 64; ///< ids are 0 to 63
+
+    std::uint8_t module = 0;
+    PacketFormat format = PacketFormat::raw;
+    std::uint8_t extension = 0;
+    std::uint16_t size = 0; ///< bytes of payload
+    std::array<std::uint8_t, capacity> bytes{};
+
+    std::span<const std::uint8_t> payload() const { return std::span(bytes).first(size); }
+
+    /// @return false when the packet has no room for them; it is as before then
+    bool push(std::uint64_t value, std::size_t count);
+
+    /// `count` payload bytes (8 at most) from `offset` on, lowest first; what lies beyond the payload reads as 0.
+    std::uint64_t value(std::size_t offset, std::size_t count) const;
+
+    /// Words on the wire, the header included.
+    std::size_t words() const { return (size + 7U) / 4U; }
+    std::uint32_t header() const;
+};
+
+/// A packet of the size and kind that the header tells, its payload still zero; nothing for a header that contradicts
+/// itself.
+std::optional<Packet> packetFor(std::uint32_t header);
+
+/// Where modules put what they send to the host.
+class PacketSink {
+public:
+    virtual ~PacketSink() = default;
+    virtual void send(const Packet& packet) = 0;
+
+    /// Words, headers included, that a module may send by itself without using up the room that the host needs. Answers
+    /// to the host are sent regardless.
+    virtual std::size_t freeWords() const = 0;
+};
+
+} // namespace emulation
