@@ -7,7 +7,9 @@
 #include <cstddef>
 #include <cstdint>
 
+// The inner namespace lets either family show them as its own (`using namespace tessel::limits`).
 namespace tessel {
+inline namespace limits {
 
 // convolutional layers
 inline constexpr std::array<std::uint8_t, 4> CNN_STRIDE_VALUES{1, 2, 4, 8};
@@ -65,4 +67,5 @@ constexpr std::uint64_t getMaximumWeightMemory(std::size_t layer) { return weigh
 /// @throws std::out_of_range when there is no such layer
 constexpr std::uint64_t getMaximumNeuronMemory(std::size_t layer) { return neuronsMemorySize.at(layer); }
 
+} // namespace limits
 } // namespace tessel

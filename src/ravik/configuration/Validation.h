@@ -1,0 +1,29 @@
+#pragma once
+// Whether a ravik chip can take a configuration, and everything that is wrong with one that it can't.
+//
+//   std::ostringstream findings;
+//   if (!ravik::configuration::validate(configuration, findings))
+//       throw std::runtime_error(findings.str());
+
+#include <cstddef>
+#include <cstdint>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <tuple>
+#include <vector>
+
+#include "ravik/configuration/Configuration.h"
+#include "tessel/family/Limits.h"
+#include "tessel/family/Names.h"
+#include "tessel/family/OutputSize.h"
+
+namespace ravik {
+using tessel::getOutputSize;
+} // namespace ravik
+
+#define VORNA_FAMILY ravik
+#define VORNA_FAMILY_TITLE Ravik
+#include "tessel/family/Validation.inc"
+#undef VORNA_FAMILY_TITLE
+#undef VORNA_FAMILY

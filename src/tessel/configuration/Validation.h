@@ -1,0 +1,25 @@
+#pragma once
+// Whether a tessel chip can take a configuration, and everything that is wrong with one that it can't.
+//
+//   std::ostringstream findings;
+//   if (!tessel::configuration::validate(configuration, findings))
+//       throw std::runtime_error(findings.str());
+
+#include <cstddef>
+#include <cstdint>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <tuple>
+#include <vector>
+
+#include "tessel/configuration/Configuration.h"
+#include "tessel/family/Limits.h"
+#include "tessel/family/Names.h"
+#include "tessel/family/OutputSize.h"
+
+#define VORNA_FAMILY tessel
+#define VORNA_FAMILY_TITLE Tessel
+#include "tessel/family/Validation.inc"
+#undef VORNA_FAMILY_TITLE
+#undef VORNA_FAMILY
