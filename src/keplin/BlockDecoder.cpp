@@ -31,7 +31,7 @@ void copyPacket(std::byte* target, const std::uint8_t* source, std::uint32_t wor
     }
 }
 
-void finish(PacketDelivery& delivery, PacketPtr packet)
+inline void finish(PacketDelivery& delivery, PacketPtr packet)
 {
     packet->size = header::length.get(packet->header) + 1;
     delivery.deliver(std::move(packet));

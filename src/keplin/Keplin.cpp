@@ -10,7 +10,7 @@
 
 namespace keplin {
 
-constinit Keplin::Everlasting<detail::PacketRing> Keplin::bufferPool;
+constinit Keplin::Everlasting<PacketRun> Keplin::bufferPool;
 constinit Keplin::Everlasting<std::shared_mutex> Keplin::bufferPoolMutex;
 constinit std::uint32_t Keplin::packetsInCirculation = 0;
 constinit PacketStash* Keplin::stashes = nullptr;
@@ -34,40 +34,36 @@ PacketPtr Keplin::getRawPacketBuffer(std::uint8_t moduleId, HdrExtFmt hdrExt, Pk
     return buffer;
 }
 
-void Keplin::putPacketBuffer(PacketPtr buffer) { putPacketBuffers({&buffer, 1}); }
-
-void Keplin::putPacketBuffers(std::span<PacketPtr> buffers)
+void Keplin::putPacketBuffer(PacketPtr buffer)
 {
-    for (const PacketPtr& buffer : buffers)
-        if (buffer)
-            buffer->size = 0;
-    {
-        const std::lock_guard lock(bufferPoolMutex.value);
-        for (PacketPtr& buffer : buffers)
-            if (buffer)
-                putLocked(buffer);
-    }
-    for (PacketPtr& buffer : buffers)
-        buffer.reset(); // what the pool did not want
-}
-
-void Keplin::putPacketBuffers(detail::PacketRing& buffers)
-{
+    if (!buffer)
+        return;
+    buffer->size = 0;
     const std::lock_guard lock(bufferPoolMutex.value);
-    while (!buffers.empty()) {
-        PacketPtr buffer = buffers.pop_front();
-        buffer->size = 0;
-        putLocked(buffer);
-    }
-}
-
-/// Leaves the buffer where it is when the pool is full.
-void Keplin::putLocked(PacketPtr& buffer)
-{
     if (pooled() >= MaxPooledBuffers)
         --packetsInCirculation;
     else
         bufferPool.value.push_back(std::move(buffer));
+}
+
+void Keplin::putPacketBuffers(PacketRun& buffers)
+{
+    for (std::size_t i = 0; i < buffers.size(); ++i)
+        buffers[i].size = 0;
+    {
+        const std::lock_guard lock(bufferPoolMutex.value);
+        putLocked(buffers);
+    }
+    while (!buffers.empty()) // what the pool did not want
+        buffers.pop_front();
+}
+
+/// Leaves those for which there is no room.
+void Keplin::putLocked(PacketRun& buffers)
+{
+    const std::size_t room = MaxPooledBuffers - std::min(MaxPooledBuffers, pooled());
+    buffers.moveFrontTo(bufferPool.value, std::min(room, buffers.size()));
+    packetsInCirculation -= static_cast<std::uint32_t>(buffers.size());
 }
 
 std::size_t Keplin::pooled()
@@ -88,7 +84,7 @@ void Keplin::getBufferPoolStats(std::uint32_t& inCirculation, std::uint32_t& inP
 PacketPtr PacketStash::refill()
 {
     const std::lock_guard lock(Keplin::bufferPoolMutex.value);
-    detail::PacketRing& pool = Keplin::bufferPool.value;
+    PacketRun& pool = Keplin::bufferPool.value;
     if (!listed) {
         next = std::exchange(Keplin::stashes, this);
         listed = true;
@@ -101,9 +97,7 @@ PacketPtr PacketStash::refill()
     PacketPtr buffer = pool.pop_back();
     constexpr std::uint32_t fewest = 32;
     const std::uint32_t expected = std::max(fewest, usedLastTurn > used ? usedLastTurn - used : 0);
-    buffers.resize(std::min<std::size_t>(pool.size(), expected));
-    for (auto slot = buffers.rbegin(); slot != buffers.rend(); ++slot)
-        *slot = pool.pop_back();
+    pool.moveBackTo(buffers, std::min<std::size_t>(pool.size(), expected));
     noteCount();
     return buffer;
 }
@@ -122,9 +116,9 @@ void PacketStash::giveBack()
     *link = next;
     listed = false;
     count.store(0, std::memory_order_relaxed);
-    for (PacketPtr& buffer : buffers)
-        Keplin::putLocked(buffer);
-    buffers.clear();
+    Keplin::putLocked(buffers);
+    while (!buffers.empty())
+        buffers.pop_front();
 }
 
 Keplin::~Keplin()
@@ -157,25 +151,26 @@ void Keplin::removeDispatchEntry(int moduleId)
 
 std::uint32_t Keplin::dispatchPackets()
 {
-    const auto clientOf = [this](const PacketPtr& packet) {
-        const std::uint32_t id = packet->moduleId(); // up to 63, and the table is shorter
+    const auto clientOf = [this](const PacketBuffer& packet) {
+        const std::uint32_t id = packet.moduleId(); // up to 63, and the table is shorter
         return id < MaxModules ? table[id] : nullptr;
     };
     std::uint32_t count = 0;
-    for (receiveQueue_.dequeueAll(run); !run.empty(); receiveQueue_.dequeueAll(run)) {
+    for (receiveQueue_.dequeueAll(received); !received.empty(); receiveQueue_.dequeueAll(received)) {
         // neighbours that go to one place go there under one lock
-        for (auto begin = run.begin(); begin != run.end();) {
-            PacketQueue* const client = clientOf(*begin);
-            const auto end = std::find_if(begin, run.end(), [&](const PacketPtr& p) { return clientOf(p) != client; });
+        while (!received.empty()) {
+            PacketQueue* const client = clientOf(received[0]);
+            std::size_t number = 1;
+            while (number < received.size() && clientOf(received[number]) == client)
+                ++number;
+            received.moveFrontTo(sorted, number);
             if (client) {
-                client->enqueueAll({begin, end});
-                count += static_cast<std::uint32_t>(end - begin);
+                client->enqueueAll(sorted);
+                count += static_cast<std::uint32_t>(number);
             } else {
-                putPacketBuffers({begin, end});
+                putPacketBuffers(sorted);
             }
-            begin = end;
         }
-        run.clear();
     }
     return count;
 }

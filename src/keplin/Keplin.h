@@ -5,12 +5,10 @@
 #include <array>
 #include <cstdint>
 #include <shared_mutex>
-#include <span>
-#include <vector>
 
 #include "keplin/PacketBuffer.h"
 #include "keplin/PacketQueue.h"
-#include "keplin/detail/PacketRing.h"
+#include "keplin/PacketRun.h"
 
 namespace keplin {
 
@@ -32,8 +30,8 @@ public:
 
     /// Takes the buffer back. An empty pointer is ignored.
     static void putPacketBuffer(PacketPtr buffer);
-    /// The same for many, in their order and under one lock. Leaves empty pointers behind; empty ones are skipped.
-    static void putPacketBuffers(std::span<PacketPtr> buffers);
+    /// The same for all of `buffers`, in their order and under one lock; leaves it empty.
+    static void putPacketBuffers(PacketRun& buffers);
 
     /// @param inCirculation  all buffers that were made and not freed by the pool
     /// @param inPool         those that nobody has, the ones in a PacketStash with them
@@ -62,11 +60,9 @@ public:
     std::uint32_t dispatchPackets();
 
 private:
-    friend class PacketQueue;
     friend class PacketStash;
 
-    static void putPacketBuffers(detail::PacketRing& buffers);
-    static void putLocked(PacketPtr& buffer);
+    static void putLocked(PacketRun& buffers);
     static std::size_t pooled();
 
     // Never destroyed, so that static objects may give buffers back at exit in any order.
@@ -76,7 +72,7 @@ private:
         ~Everlasting() {}
         T value;
     };
-    static Everlasting<detail::PacketRing> bufferPool; // used as a stack: what came last is the warmest
+    static Everlasting<PacketRun> bufferPool; // used as a stack: what came last is the warmest
     static Everlasting<std::shared_mutex> bufferPoolMutex;
     static std::uint32_t packetsInCirculation;
     static PacketStash* stashes; // those that hold buffers
@@ -84,7 +80,8 @@ private:
     PacketQueue transmitQueue_;
     PacketQueue receiveQueue_;
     std::array<PacketQueue*, MaxModules> table{};
-    std::vector<PacketPtr> run; // of dispatchPackets(), kept so that it allocates once
+    PacketRun received; // of dispatchPackets(), kept so that a steady run allocates nothing
+    PacketRun sorted;
 };
 
 } // namespace keplin

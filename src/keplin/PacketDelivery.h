@@ -1,9 +1,9 @@
 #pragma once
 // The packets of one read on their way to their clients, with a lock a read where there would be one a packet.
 
+#include <cstdint>
 #include <shared_mutex>
 #include <utility>
-#include <vector>
 
 #include "keplin/PacketDispatcher.h"
 #include "keplin/PacketStash.h"
@@ -18,7 +18,7 @@ public:
     /// What lives from read to read, so that a steady run allocates nothing.
     struct Memory {
         PacketStash stash;
-        std::vector<PacketPtr> run;
+        PacketRun run;
     };
 
     /// @param dispatcher  null: all packets go to `receiveQueue`
@@ -46,18 +46,23 @@ public:
             memory.run.push_back(std::move(packet));
             return;
         }
-        const PacketDispatcher::Entry& entry = dispatcher->entryFor(*packet);
-        if (entry.queue) {
-            if (entry.queue != runQueue) {
+        // packets of one source come in a row
+        const std::uint32_t source = packet->header & (header::moduleId.mask() | header::format.mask());
+        if (!entry || source != entrySource) {
+            entry = &dispatcher->entryFor(*packet);
+            entrySource = source;
+        }
+        if (entry->queue) {
+            if (entry->queue != runQueue) {
                 flush();
-                runQueue = entry.queue;
+                runQueue = entry->queue;
             }
             memory.run.push_back(std::move(packet));
-        } else if (entry.pools) {
+        } else if (entry->pools) {
             memory.stash.put(std::move(packet));
         } else {
             flush();
-            entry.function(std::move(packet));
+            entry->function(std::move(packet));
         }
     }
 
@@ -67,12 +72,13 @@ private:
         if (memory.run.empty())
             return;
         runQueue->enqueueAll(memory.run);
-        memory.run.clear();
     }
 
     const PacketDispatcher* dispatcher;
     Memory& memory;
-    PacketQueue* runQueue; // of the packets in `memory.run`
+    PacketQueue* runQueue;                          // of the packets in `memory.run`
+    const PacketDispatcher::Entry* entry = nullptr; // of the last packet
+    std::uint32_t entrySource = 0;                  // its module and format
     std::shared_lock<std::shared_mutex> lock;
 };
 

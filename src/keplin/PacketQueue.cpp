@@ -4,9 +4,16 @@
 
 namespace keplin {
 
-void PacketQueue::enqueue(PacketPtr packet) { enqueueAll({&packet, packet ? 1U : 0U}); }
+void PacketQueue::enqueue(PacketPtr packet)
+{
+    if (!packet)
+        return;
+    const std::lock_guard lock(mutex);
+    packets.push_back(std::move(packet));
+    noteFirst();
+}
 
-void PacketQueue::enqueueAll(std::span<PacketPtr> run)
+void PacketQueue::enqueueAll(PacketRun& run)
 {
     const std::lock_guard lock(mutex);
     packets.append(run);
@@ -21,6 +28,13 @@ std::optional<PacketPtr> PacketQueue::dequeue()
     PacketPtr packet = packets.pop_front();
     noteFirst();
     return packet;
+}
+
+void PacketQueue::dequeueAll(PacketRun& run)
+{
+    const std::lock_guard lock(mutex);
+    run.append(packets);
+    noteFirst();
 }
 
 void PacketQueue::clear()

@@ -4,12 +4,10 @@
 #include <atomic>
 #include <mutex>
 #include <optional>
-#include <span>
 #include <utility>
-#include <vector>
 
 #include "keplin/PacketBuffer.h"
-#include "keplin/detail/PacketRing.h"
+#include "keplin/PacketRun.h"
 
 namespace keplin {
 
@@ -25,23 +23,22 @@ public:
 
     /// An empty pointer is ignored.
     void enqueue(PacketPtr packet);
-    /// The same for many, none of them empty, in their order and under one lock; leaves empty pointers behind.
-    void enqueueAll(std::span<PacketPtr> run);
+    /// Moves all of `run` in, in its order and under one lock.
+    void enqueueAll(PacketRun& run);
 
     /// Empty when the queue is; does not wait.
     std::optional<PacketPtr> dequeue();
-    /// Appends everything to `run`, under one lock.
-    void dequeueAll(std::vector<PacketPtr>& run)
-    {
-        dequeueWhile([](const PacketBuffer&) { return true; }, run);
-    }
-    /// Appends packets to `run` for as long as `fits` says so of the next one, under one lock.
+    /// Moves everything to the end of `run`, under one lock.
+    void dequeueAll(PacketRun& run);
+    /// Moves packets to the end of `run` for as long as `fits` says so of the next one, under one lock.
     template <class Fits>
-    void dequeueWhile(Fits&& fits, std::vector<PacketPtr>& run)
+    void dequeueWhile(Fits&& fits, PacketRun& run)
     {
         const std::lock_guard lock(mutex);
-        while (!packets.empty() && fits(std::as_const(*packets.front())))
-            run.push_back(packets.pop_front());
+        std::size_t number = 0;
+        while (number < packets.size() && fits(std::as_const(packets[number])))
+            ++number;
+        packets.moveFrontTo(run, number);
         noteFirst();
     }
 
@@ -53,9 +50,9 @@ public:
     void clear();
 
 private:
-    void noteFirst() { first.store(packets.empty() ? nullptr : packets.front().get(), std::memory_order_release); }
+    void noteFirst() { first.store(packets.empty() ? nullptr : &packets[0], std::memory_order_release); }
 
-    detail::PacketRing packets;
+    PacketRun packets;
     std::mutex mutex;
     std::atomic<PacketBuffer*> first{
         nullptr}; // what peekUnsafe() may see while others enqueue; written under the mutex

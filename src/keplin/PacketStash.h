@@ -3,9 +3,9 @@
 
 #include <atomic>
 #include <cstdint>
-#include <vector>
 
 #include "keplin/PacketBuffer.h"
+#include "keplin/PacketRun.h"
 
 namespace keplin {
 
@@ -25,8 +25,7 @@ public:
         ++used;
         if (buffers.empty()) [[unlikely]]
             return refill();
-        PacketPtr buffer = std::move(buffers.back());
-        buffers.pop_back();
+        PacketPtr buffer = buffers.pop_back();
         noteCount();
         return buffer;
     }
@@ -50,8 +49,8 @@ private:
     static void putBeforeAnyGet(PacketPtr buffer);
     void noteCount() { count.store(static_cast<std::uint32_t>(buffers.size()), std::memory_order_relaxed); }
 
-    std::vector<PacketPtr> buffers; // the one to give next is the last
-    std::uint32_t used = 0;         // in this turn
+    PacketRun buffers;      // the one to give next is the last
+    std::uint32_t used = 0; // in this turn
     std::uint32_t usedLastTurn = 0;
     std::atomic<std::uint32_t> count{0}; // of buffers, for the statistics
     bool listed = false;                 // in Keplin::stashes; only changed under the pool's lock

@@ -20,14 +20,13 @@ std::int32_t BlockWriter::collect(PacketQueue& queue, std::int32_t limitWords)
         },
         run);
     bytes.clear();
-    for (const PacketPtr& packet : run)
-        if (sends(*packet)) {
-            const auto* wire = reinterpret_cast<const std::uint8_t*>(packet->wire());
-            bytes.insert(bytes.end(), wire, wire + 4 * packet->wireWords());
+    for (std::size_t i = 0; i < run.size(); ++i)
+        if (sends(run[i])) {
+            const auto* wire = reinterpret_cast<const std::uint8_t*>(run[i].wire());
+            bytes.insert(bytes.end(), wire, wire + 4 * run[i].wireWords());
         }
     bytes.resize((bytes.size() + BlockBytes - 1) / BlockBytes * BlockBytes);
     Keplin::putPacketBuffers(run);
-    run.clear();
     return used;
 }
 

@@ -26,7 +26,7 @@ public:
 
 private:
     EmptyPackets emptyPackets;
-    std::vector<PacketPtr> run;
+    PacketRun run;
     std::vector<std::uint8_t> bytes;
 };
 

@@ -1,0 +1,3 @@
+vorna_bench(NAME bm_packets
+  SOURCES bm_packets.cpp
+  DEPS keplin)
