@@ -92,15 +92,6 @@ public:
         return single;
     }
 
-    /// Keeps a failed call until the device is closed. libusb has given its transfer back, so nothing touches it; but a
-    /// device that failed is not trusted to be done with the memory.
-    void keepUntilClosed(Call& call)
-    {
-        const std::lock_guard lock(mutex);
-        ended.splice(ended.end(), underWay, call.position);
-        wakeIfIdle();
-    }
-
     /// Ends every call with -1 and returns when no thread waits in one. The event thread must still run.
     void endAll()
     {
@@ -121,7 +112,6 @@ private:
     std::mutex mutex;
     std::condition_variable idle;
     std::list<Call> underWay;
-    std::list<Call> ended;
     bool closing = false;
 };
 
@@ -130,24 +120,20 @@ namespace {
 enum class CleanUp { byCallback, byWaitingThread };
 
 // By the time a callback runs, libusb has reaped every part of the transfer, also after a cancel or an unplug, and
-// writes to its buffer no more: so a failed bulkRead may give the range back to its caller.
+// writes to its buffer no more: so a failed bulkRead may give the range back to its caller, and a board that stalls for
+// hours costs no memory.
 void finish(libusb_transfer* transfer, CleanUp cleanUp)
 {
     Call& call = *static_cast<Call*>(transfer->user_data);
     if (transfer->status == LIBUSB_TRANSFER_TIMED_OUT && call.owner.renew(call))
         return;
 
-    const bool completed = transfer->status == LIBUSB_TRANSFER_COMPLETED;
-    const int value = completed ? transfer->actual_length : failed;
+    const int value = transfer->status == LIBUSB_TRANSFER_COMPLETED ? transfer->actual_length : failed;
     // The waiting thread may free the call as soon as it has the value, so the promise is held here.
     std::promise<int> result = std::move(call.result);
     std::list<Call> done;
-    if (cleanUp == CleanUp::byCallback) {
-        if (completed)
-            done = call.owner.take(call);
-        else
-            call.owner.keepUntilClosed(call);
-    }
+    if (cleanUp == CleanUp::byCallback)
+        done = call.owner.take(call);
     result.set_value(value);
 }
 
@@ -256,7 +242,6 @@ LibUSBDevice::~LibUSBDevice()
     // thread would sleep for libusb's 60 seconds. This one stays pending until it is seen.
     libusb_interrupt_event_handler(context);
     eventThread.join();
-    calls.reset(); // failed transfers: freed once nothing can know them any more
     libusb_exit(context);
 }
 

@@ -11,6 +11,7 @@
 
 #include "Interposed.h"
 #include "Plugged.h"
+#include "Process.h"
 
 namespace {
 
@@ -168,6 +169,25 @@ TEST(LibUSBDevice, WhatTheDeviceAnswersIsWhatTheCallReturns)
         Bytes bytes(64);
         EXPECT_EQ(call.run(*door, bytes, timeoutMs), 64) << call.name;
     }
+}
+
+// A reader's loop turns as fast as it can on a board that only stalls, for as long as the door is open.
+TEST(LibUSBDevice, FailedTransfersLeaveNothingBehind)
+{
+    const Plugged plugged;
+    const auto door = plugged.open();
+    const auto failMany = [&](int times) {
+        for (const auto& call : allCalls()) {
+            plugged.device->answerNext(call.endpoint, -EPIPE, times);
+            Bytes bytes(512);
+            for (int i = 0; i < times; ++i)
+                ASSERT_EQ(call.run(*door, bytes, timeoutMs), -1) << call.name;
+        }
+    };
+    failMany(50);
+    const std::size_t before = heapInUse();
+    failMany(2000);
+    EXPECT_LT(heapInUse(), before + 32 * 1024); // less than 5 bytes a transfer
 }
 
 TEST(LibUSBDevice, ATimeOutRenewsTheTransferAndStaysUnseen)
