@@ -14,4 +14,8 @@ inline constexpr std::uint8_t readoutCore = 12;
 inline constexpr std::uint8_t inputInterfaceCore = 13;
 inline constexpr std::uint8_t dvsCore = 14;
 
+// The `layer` of events that leave the chip from the event camera: behind its front end, and raw.
+inline constexpr std::uint8_t dvsEventLayer = 9;
+inline constexpr std::uint8_t sensorEventLayer = 10;
+
 } // namespace tessel
