@@ -127,11 +127,23 @@ void serialize(Archive& archive, SizeTag<T>& tag)
 }
 
 /// A reflected class is its members in registered order, in any archive.
-template <class Archive, class T, std::enable_if_t<trovi::isReflected<T>, int> = 0>
+template <class Archive, class T, std::enable_if_t<trovi::isReflected<T> && !trovi::HasOwnForm<T>, int> = 0>
 void serialize(Archive& archive, T& value)
 {
     trovi::forEach(trovi::MetaHolder<T>::members,
                    [&](const auto& member) { archive(make_nvp(member.name, value.*(member.field))); });
+}
+
+/// A class with a form of its own is the parts of that form.
+template <class Archive, class T, std::enable_if_t<trovi::HasOwnForm<T>, int> = 0>
+void save(Archive& archive, const T& value)
+{
+    trovi::RegisterForm<T>::save(value, [&](const char* name, const auto& part) { archive(make_nvp(name, part)); });
+}
+template <class Archive, class T, std::enable_if_t<trovi::HasOwnForm<T>, int> = 0>
+void load(Archive& archive, T& value)
+{
+    trovi::RegisterForm<T>::load(value, [&](const char* name, auto& part) { archive(make_nvp(name, part)); });
 }
 
 } // namespace cereal

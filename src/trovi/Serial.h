@@ -166,11 +166,32 @@ inline void unpack(const std::uint8_t* in, T& value)
 
 inline constexpr std::size_t wideMove = 8;
 
-/// Classes whose members are numbers and nothing else.
+// What any field of an aggregate can be initialised with.
+struct AnyField {
+    template <class T>
+    constexpr operator T() const noexcept;
+};
+
+template <class T, std::size_t... I>
+constexpr bool takesInitialisers(std::index_sequence<I...>)
+{
+    return requires { T{(static_cast<void>(I), AnyField())...}; };
+}
+
+/// True for a class of which it is certain that every field is a registered member.
+template <class T>
+constexpr bool isMembersAlone()
+{
+    return std::is_aggregate_v<T> && !takesInitialisers<T>(std::make_index_sequence<memberCount<T> + 1>());
+}
+
+/// Classes whose members are numbers, without a field beside them that a move could spill into.
 template <class T>
 constexpr bool movesWide()
 {
-    if constexpr (isReflected<T> && isPacked<T> && std::endian::native == std::endian::little)
+    if constexpr (!isReflected<T> || !isPacked<T> || std::endian::native != std::endian::little)
+        return false;
+    else if constexpr (isMembersAlone<T>())
         return std::apply(
             [](const auto&... member) {
                 return (isNumber<typename std::remove_cvref_t<decltype(member)>::Type> && ...);

@@ -40,6 +40,16 @@ struct Shuffled {
     friend bool operator==(const Shuffled&, const Shuffled&) = default;
 };
 
+/// Numbers alone, with one in the middle and one at the end that are not registered.
+struct Stamped {
+    std::uint8_t layer = 0;
+    std::uint8_t hidden = 7;
+    std::uint16_t feature = 0;
+    bool kill = false;
+    std::uint32_t timestamp = 9;
+    friend bool operator==(const Stamped&, const Stamped&) = default;
+};
+
 /// Numbers alone, in classes and arrays.
 struct Nested {
     Pixel pixel;
@@ -96,6 +106,13 @@ constexpr auto registerMembers<sample::Shuffled>()
     using sample::Shuffled;
     return members(member("d", &Shuffled::d), member("b", &Shuffled::b), member("c", &Shuffled::c),
                    member("a", &Shuffled::a));
+}
+template <>
+constexpr auto registerMembers<sample::Stamped>()
+{
+    using sample::Stamped;
+    return members(member("layer", &Stamped::layer), member("feature", &Stamped::feature),
+                   member("kill", &Stamped::kill));
 }
 template <>
 constexpr auto registerMembers<sample::Nested>()

@@ -100,6 +100,7 @@ TEST(Serial, FormsByHand)
     checkForm("variant, second", Variant("x"), "01 00 00 00 01 00 00 00 00 00 00 00 'x'");
     checkForm("reflected", StoreRef{1, 2}, "01 00 00 00 00 00 00 00 02 00 00 00 00 00 00 00");
     checkForm("without members", sample::Empty{}, "");
+    checkForm("a field that is not registered", sample::Stamped{1, 7, 0x0203, true, 9}, "01 03 02 01");
     checkForm("numbers and padding", Pixel{0x0102, true, 3, Colour::green, 1.0F},
               "02 01 01 03 00 00 00 00 00 00 00 01 00 00 80 3F");
     checkForm("event", DvsEvent{1, 2, true, 3}, "01 00 02 00 01 03 00 00 00 00 00 00 00");
@@ -173,6 +174,7 @@ TEST(Serial, BlocksEqualSingleValues)
     checkBlocks<Pixel>();
     checkBlocks<Shuffled>();
     checkBlocks<StoreRef>();
+    checkBlocks<sample::Stamped>();
     checkBlocks<sample::Nested>();
     checkBlocks<std::uint32_t>();
 }
