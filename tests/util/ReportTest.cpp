@@ -35,6 +35,8 @@ TEST(Report, Range)
     EXPECT_EQ(line(5, 0, 3), "a must be in [0,3]. Actual: 5\n");
     EXPECT_EQ(line(-1, 0, 3), "a must be in [0,3]. Actual: -1\n");
     EXPECT_EQ(line('z', 'a', 'c'), "a must be in [a,c]. Actual: z\n");
+    EXPECT_EQ(line(static_cast<signed char>(-2), static_cast<signed char>(0), static_cast<signed char>(65)),
+              "a must be in [0,65]. Actual: -2\n");
     EXPECT_EQ(line(static_cast<unsigned char>(200), static_cast<unsigned char>(0), static_cast<unsigned char>(65)),
               "a must be in [0,65]. Actual: 200\n");
 }
@@ -47,6 +49,21 @@ TEST(Report, Array)
     EXPECT_EQ(line(2, std::array{1, 2}), "");
     EXPECT_EQ(line(3, std::array{1, 2}), "a must be in {1, 2}. Actual: 3\n");
     EXPECT_EQ(line(3, std::array<int, 0>{}), "a must be in {}. Actual: 3\n");
+}
+
+TEST(Report, FlushesEachLine)
+{
+    struct Counting : std::stringbuf {
+        int flushed = 0;
+        int sync() override { return ++flushed, 0; }
+    };
+    Counting buffer;
+    std::ostream stream(&buffer);
+    const auto name = [] { return "a"; };
+    reportIfNotInRange(5, 0, 3, name, stream);
+    reportIfNotInArray(3, std::array{1, 2}, name, stream);
+    reportIfNotEqual(0, 1, name, stream);
+    EXPECT_EQ(buffer.flushed, 3);
 }
 
 TEST(Report, Equality)
