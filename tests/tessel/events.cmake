@@ -1,0 +1,3 @@
+vorna_test(NAME chip_events_test
+  SOURCES CodecTest.cpp EventsTest.cpp
+  DEPS tessel_events ravik_events)
