@@ -1,0 +1,228 @@
+// Traffic on several doors at once, for as long as one likes: usb_soak [--seconds N]
+//
+// Two boards carry numbered bytes both ways and memory requests; a third stalls again and again; a fourth is opened,
+// kept busy with each kind of transfer and pulled out. Every byte is compared. After each round all threads rest, and
+// memory in use, open files and threads are compared with those after the first. Exit code 0: nothing was lost, nothing
+// grew.
+
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <future>
+#include <optional>
+#include <random>
+#include <string>
+#include <thread>
+
+#include "Plugged.h"
+#include "Process.h"
+
+namespace {
+
+using namespace usb_tests;
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+std::atomic<int> faults = 0;
+
+template <class... Values>
+void fault(const char* format, Values... values)
+{
+    if (++faults < 20) { // the first ones tell the story
+        std::fprintf(stderr, format, values...);
+        std::fputc('\n', stderr);
+    }
+}
+
+/// The byte at a place of an endless stream.
+std::uint8_t streamByte(std::uint64_t place)
+{
+    return static_cast<std::uint8_t>(place * 37 + (place >> 8) * 11 + (place >> 20));
+}
+
+/// A board in steady use.
+class Busy {
+public:
+    explicit Busy(const char* serial) : plugged(serial), door(plugged.open()) {}
+
+    void start(Clock::time_point end)
+    {
+        threads.emplace_back([this, end] { write(end); });
+        threads.emplace_back([this] { read(); });
+        threads.emplace_back([this, end] { accessMemory(end); });
+    }
+    void finish()
+    {
+        for (std::thread& thread : threads)
+            thread.join();
+        threads.clear();
+        total = unknown;
+        const auto sent = plugged.device->counters(out).bytes, received = plugged.device->counters(in).bytes;
+        if (sent != written || received != written)
+            fault("the host wrote %llu bytes, the board took %llu and gave %llu",
+                  static_cast<unsigned long long>(written), static_cast<unsigned long long>(sent),
+                  static_cast<unsigned long long>(received));
+    }
+    std::uint64_t bytes() const { return written; }
+    std::uint64_t requests() const { return accesses; }
+
+private:
+    static constexpr std::uint64_t mostAhead = 1 << 20; // bytes in the board; else it would fill the memory
+    static constexpr std::uint64_t unknown = ~std::uint64_t{0};
+
+    void write(Clock::time_point end)
+    {
+        std::minstd_rand random(static_cast<unsigned>(written));
+        for (bool last = false; !last;) {
+            for (std::uint64_t back = readBack; written - back > mostAhead; back = readBack)
+                readBack.wait(back);
+            last = Clock::now() >= end;
+            Bytes block(1 + random() % 16384);
+            for (std::size_t i = 0; i < block.size(); ++i)
+                block[i] = streamByte(written + i);
+            written += block.size();
+            if (last)
+                total = written;
+            if (const int moved = door->bulkWrite(out, block, 2000); moved != static_cast<int>(block.size())) {
+                fault("bulkWrite of %zu bytes gave %d", block.size(), moved);
+                std::exit(1); // the reader would wait for ever
+            }
+        }
+    }
+    void read()
+    {
+        std::minstd_rand random(static_cast<unsigned>(readBack.load()));
+        for (std::uint64_t back = readBack; back != total;) {
+            Bytes block(1 + random() % 20000);
+            const int moved = door->bulkRead(in, block, 2000);
+            if (moved <= 0) {
+                fault("bulkRead gave %d", moved);
+                std::exit(1);
+            }
+            for (std::size_t i = 0; i < static_cast<std::size_t>(moved); ++i)
+                if (block[i] != streamByte(back + i))
+                    fault("byte %llu of the stream is wrong", static_cast<unsigned long long>(back + i));
+            back += static_cast<std::uint64_t>(moved);
+            readBack = back;
+            readBack.notify_one();
+        }
+    }
+    void accessMemory(Clock::time_point end)
+    {
+        std::minstd_rand random(static_cast<unsigned>(accesses));
+        while (Clock::now() < end) {
+            const std::size_t size = random() % 4097;
+            const auto at = static_cast<std::uint16_t>(random() % 60000);
+            const Bytes bytes = pattern(size, static_cast<int>(random() % 256));
+            Bytes back(size);
+            const int moved = door->controlWrite(memoryWrite(at), bytes, 2000);
+            const int given = door->controlRead(memoryRead(at), back, 2000);
+            if (moved != static_cast<int>(size) || given != static_cast<int>(size) || back != bytes)
+                fault("a memory of %zu bytes: wrote %d, read %d", size, moved, given);
+            accesses += 2;
+        }
+    }
+
+    Plugged plugged;
+    std::unique_ptr<usb::LibUSBDevice> door;
+    std::vector<std::thread> threads;
+    std::uint64_t written = 0;
+    std::atomic<std::uint64_t> readBack = 0;
+    std::atomic<std::uint64_t> total = unknown; // where this round's stream ends
+    std::uint64_t accesses = 0;
+};
+
+/// Transfers that stall between others that don't.
+void stall(const Plugged& plugged, usb::LibUSBDevice& door, Clock::time_point end)
+{
+    while (Clock::now() < end) {
+        for (const auto& call : allCalls()) {
+            plugged.device->answerNext(call.endpoint, -EPIPE);
+            plugged.device->answerNext(call.endpoint, 64);
+            Bytes bytes(64);
+            const int first = call.run(door, bytes, 2000), second = call.run(door, bytes, 2000);
+            if (first != -1 || second != 64)
+                fault("%s gave %d for a stall, then %d", call.name, first, second);
+        }
+    }
+}
+
+/// A board that is pulled out in the middle of each kind of transfer.
+void unplugAndReplug(Clock::time_point end, std::uint64_t& rounds)
+{
+    while (Clock::now() < end) {
+        for (const auto& interrupted : allCalls()) {
+            Plugged plugged("pulled");
+            const auto door = plugged.open();
+            plugged.device->mute(interrupted.endpoint);
+            std::vector<std::future<int>> results;
+            for (const auto& call : allCalls())
+                results.push_back(std::async(std::launch::async, [&] {
+                    Bytes bytes(256);
+                    int moved = 0;
+                    while ((moved = call.run(*door, bytes, 5)) >= 0) { // renewed while muted
+                    }
+                    return moved;
+                }));
+            plugged.submissions.waitFor(interrupted.endpoint, 2);
+            plugged.handle.unplug();
+            for (auto& result : results)
+                if (const int moved = result.get(); moved >= 0)
+                    fault("a call on a board that is gone gave %d", moved);
+            ++rounds;
+        }
+    }
+}
+
+struct Holdings {
+    std::size_t heap;
+    std::ptrdiff_t files, threads;
+};
+
+int run(std::chrono::duration<double> time)
+{
+    constexpr int rounds = 6;
+    Busy boards[] = {Busy("one"), Busy("two")};
+    const Plugged stalling("stalling");
+    const auto stallingDoor = stalling.open();
+    std::uint64_t unplugs = 0;
+    std::optional<Holdings> first;
+    for (int round = 0; round < rounds; ++round) {
+        const auto end = Clock::now() + std::chrono::duration_cast<Clock::duration>(time / rounds);
+        for (Busy& board : boards)
+            board.start(end);
+        std::thread stalls([&] { stall(stalling, *stallingDoor, end); });
+        std::thread pulls([&] { unplugAndReplug(end, unplugs); });
+        stalls.join();
+        pulls.join();
+        for (Busy& board : boards)
+            board.finish();
+        const Holdings now{heapInUse(), openFiles(), threads()};
+        std::printf("round %d: %llu and %llu bytes each way, %llu requests, %llu unplugs; %zu bytes in use, %td files, "
+                    "%td threads\n",
+                    round, static_cast<unsigned long long>(boards[0].bytes()),
+                    static_cast<unsigned long long>(boards[1].bytes()),
+                    static_cast<unsigned long long>(boards[0].requests() + boards[1].requests()),
+                    static_cast<unsigned long long>(unplugs), now.heap, now.files, now.threads);
+        std::fflush(stdout);
+        if (!first)
+            first = now;
+        if (now.heap > first->heap + 256 * 1024 || now.files != first->files || now.threads != first->threads)
+            fault("the process has grown");
+    }
+    std::printf("%d faults\n", faults.load());
+    return faults == 0 ? 0 : 1;
+}
+
+} // namespace
+
+int main(int count, char** arguments)
+{
+    double seconds = 3;
+    for (int i = 1; i + 1 < count; ++i)
+        if (std::string(arguments[i]) == "--seconds")
+            seconds = std::strtod(arguments[i + 1], nullptr);
+    return run(std::chrono::duration<double>(seconds));
+}
