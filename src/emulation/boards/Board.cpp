@@ -5,9 +5,20 @@
 
 namespace emulation {
 
-Board::Board(std::string productText, std::string serialNumber, Clock boardClock)
-    : product(std::move(productText)), serial(std::move(serialNumber)), clock(std::move(boardClock))
+Board::Board(std::string productText, std::string serialNumber, bool configuredAtFirst, Clock boardClock)
+    : configuredAtPowerUp(configuredAtFirst), configured(configuredAtFirst), product(std::move(productText)),
+      serial(std::move(serialNumber)), clock(std::move(boardClock))
 {}
+
+void Board::powerUp()
+{
+    const std::lock_guard lock(mutex);
+    configured = configuredAtPowerUp;
+    bitstreamBytes.clear();
+    readWaits = false;
+    logic.reset();
+    forget();
+}
 
 void Board::setModule(int id, std::shared_ptr<Module> module)
 {

@@ -27,6 +27,10 @@ public:
     using Clock = std::function<Time()>;
     static constexpr std::chrono::milliseconds tick{1};
 
+    /// As when power comes: no packets under way, modules reset, the configuration there only if it was so at first.
+    /// Problems and counters stay.
+    void powerUp();
+
     /// Puts a module behind an id, 0 to 63; null takes it away.
     void setModule(int id, std::shared_ptr<Module> module);
 
@@ -46,7 +50,10 @@ public:
     std::optional<Time> pollAfter() const override;
 
 protected:
-    Board(std::string productText, std::string serialNumber, Clock boardClock);
+    Board(std::string productText, std::string serialNumber, bool configuredAtFirst, Clock boardClock);
+
+    /// The rest of powerUp(), with the mutex held.
+    virtual void forget() = 0;
 
     // With the mutex held.
     int refuse(std::string problem, int code);
@@ -61,7 +68,8 @@ protected:
     BoardCounters counted;
     Problems noted;
     BoardLogic logic{counted, noted};
-    bool configured = false;
+    const bool configuredAtPowerUp;
+    bool configured;
     std::vector<std::uint8_t> bitstreamBytes;
 
 private:

@@ -52,9 +52,15 @@ const DevKit::Request DevKit::requests[] = {
 };
 
 DevKit::DevKit(std::string serialNumber, bool hasConfiguration, Clock boardClock)
-    : Board("emulated dev kit", std::move(serialNumber), std::move(boardClock)), flashBytes(flashSize, erased)
+    : Board("emulated dev kit", std::move(serialNumber), hasConfiguration, std::move(boardClock)),
+      flashBytes(flashSize, erased)
+{}
+
+void DevKit::forget()
 {
-    configured = hasConfiguration;
+    flashWrite = flashRead = {};
+    incoming.clear();
+    incomingLeft = 0;
 }
 
 int DevKit::controlTransfer(const Setup& setup, std::span<std::uint8_t> data)

@@ -54,6 +54,7 @@ public:
     int bulkIn(std::uint8_t endpoint, std::span<std::uint8_t> data) override;
 
 private:
+    void forget() override;
     struct Announced {
         std::size_t address = 0;
         std::size_t left = 0;

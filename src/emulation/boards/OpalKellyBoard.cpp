@@ -51,10 +51,18 @@ constexpr std::uint8_t firstByte = 0xFF; // a bitstream's
 } // namespace
 
 OpalKellyBoard::OpalKellyBoard(std::string serialNumber, bool running, Clock boardClock)
-    : Board("emulated Opal Kelly board", std::move(serialNumber), std::move(boardClock))
+    : Board("emulated Opal Kelly board", std::move(serialNumber), running, std::move(boardClock))
 {
-    configured = running;
     wireIns[0] = running ? runBit : 0;
+}
+
+void OpalKellyBoard::forget()
+{
+    wireIns.fill(0);
+    wireIns[0] = configuredAtPowerUp ? runBit : 0;
+    announcedRead = announcedWrite = 0;
+    incoming.clear();
+    incomingSize = incomingTaken = 0;
 }
 
 bool OpalKellyBoard::isRunning() const { return configured && (wireIns[0] & runBit) != 0; }

@@ -48,6 +48,7 @@ public:
     int bulkIn(std::uint8_t endpoint, std::span<std::uint8_t> data) override;
 
 private:
+    void forget() override;
     int perform(const Setup& setup, std::span<std::uint8_t> data);
     int updateWireIns(std::span<const std::uint8_t> data);
     int tellWireOuts(std::span<std::uint8_t> data) const;
