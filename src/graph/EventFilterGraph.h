@@ -86,10 +86,14 @@ constexpr auto trovi::registerMemberFunctions<graph::EventFilterGraph>()
     using Graph = graph::EventFilterGraph;
     // Blocking, all of them: each may wait for the pass under way.
     return functions(
-        blockingFunction("addFilterNode", &Graph::addFilterNodeOrThrow,
-                         "Makes a node and returns its identifier: \"DvsEventCrop\", \"DvsEventDecimate\",\n"
-                         "\"DvsEventRescale\". Raises ValueError for another name and while the graph is running.",
-                         "name"),
+        blockingFunction(
+            "addFilterNode", &Graph::addFilterNodeOrThrow,
+            "Makes a node and returns its identifier. Over camera events: \"DvsEventCrop\",\n"
+            "\"DvsEventDecimate\", \"DvsEventRescale\". Over what comes from a chip, \"Tessel\" or\n"
+            "\"Ravik\" for X: \"XLayerSelect\", \"XEventTypeFilter_OutputEvents\", \"XForward\". From camera\n"
+            "to chip: \"DavisToXInput\", and \"Davis346Center128ToXInput\", which takes the middle of a\n"
+            "sensor of 346 by 260. Raises ValueError for another name and while the graph is running.",
+            "name"),
         blockingFunction("getNodeInput", &Graph::getNodeInputOrThrow,
                          "The input of a node, for add_destination() of what feeds the graph.\n"
                          "Raises ValueError when there is no such node.",

@@ -24,7 +24,7 @@ struct Spike {
 };
 struct ChipDvs {
     std::uint8_t x = 0, y = 0;
-    bool polarity = false;
+    bool p = false;
     std::uint32_t timestamp = 0;
 };
 struct Router {

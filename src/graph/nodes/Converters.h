@@ -60,7 +60,7 @@ std::unique_ptr<ondra::NodeInterface> dvsToRawConverter()
         if (const auto* dvs = std::get_if<DvsEvent>(&event))
             out.emplace_back(std::uint64_t{0}, std::uint64_t{128} - dvs->y, static_cast<std::uint64_t>(dvs->x),
                              std::uint64_t{0}, static_cast<std::uint32_t>(dvs->timestamp),
-                             static_cast<std::uint32_t>(dvs->polarity));
+                             static_cast<std::uint32_t>(dvs->p));
     });
 }
 
