@@ -14,6 +14,7 @@
 #include <random>
 #include <span>
 #include <thread>
+#include <variant>
 #include <vector>
 
 #include "SideBySide.h"
@@ -28,18 +29,25 @@ constexpr std::uint32_t moduleId = 2;
 constexpr std::size_t blocksPerRead = 8;
 constexpr int reads = 20; // in a round
 
-/// What a chip's decoder makes of a word: as much as this one, or more.
-struct Event {
+// Words are decoded as a chip's are: into a tagged union, nearly all of one kind.
+struct Spike {
     std::uint16_t x, y;
-    std::uint8_t feature, layer, kind;
+    std::uint8_t feature, layer;
     std::uint32_t timestamp;
 };
+struct Value {
+    std::uint64_t address;
+};
+using Event = std::variant<Spike, Value>;
 
-Event decode(std::uint64_t word)
+void decode(std::uint64_t word, std::vector<Event>& events)
 {
-    return {static_cast<std::uint16_t>(word >> 8 & 0x1FF), static_cast<std::uint16_t>(word >> 17 & 0x1FF),
-            static_cast<std::uint8_t>(word >> 26),         static_cast<std::uint8_t>(word >> 34 & 0xF),
-            static_cast<std::uint8_t>(word & 7),           static_cast<std::uint32_t>(word >> 38)};
+    if ((word & 7) == 0)
+        events.emplace_back(Spike{static_cast<std::uint16_t>(word >> 8 & 0x1FF),
+                                  static_cast<std::uint16_t>(word >> 17 & 0x1FF), static_cast<std::uint8_t>(word >> 26),
+                                  static_cast<std::uint8_t>(word >> 34 & 0xF), static_cast<std::uint32_t>(word >> 38)});
+    else
+        events.emplace_back(Value{word >> 3});
 }
 
 /// Reads of packets with `words` 64-bit words each; a packet that the last block cuts goes on in the first.
@@ -52,7 +60,7 @@ struct Reads {
         while (stream.size() + 1 + 2 * words <= room) {
             stream.push_back(header::length.put(8 * words - 1) | header::moduleId.put(moduleId));
             for (std::uint32_t i = 0; i < 2 * words; ++i)
-                stream.push_back(static_cast<std::uint32_t>(random()));
+                stream.push_back(static_cast<std::uint32_t>(random()) & (i % 2 == 0 ? ~7U : ~0U));
             ++packets;
         }
         stream.resize(room);
@@ -89,13 +97,13 @@ public:
                     missing = wordsOfHeader(*word++) - 1;
                 }
                 if (low && word != end) { // a block's end has cut an event word
-                    events.push_back(decode(*low | std::uint64_t{*word++} << 32));
+                    decode(*low | std::uint64_t{*word++} << 32, events);
                     low.reset();
                     missing -= 1;
                 }
                 const auto here = std::min<std::ptrdiff_t>(missing, end - word);
                 for (const std::uint32_t* const last = word + (here & ~1); word != last; word += 2)
-                    events.push_back(decode(word[0] | std::uint64_t{word[1]} << 32));
+                    decode(word[0] | std::uint64_t{word[1]} << 32, events);
                 missing -= static_cast<std::uint32_t>(here);
                 if (here % 2 != 0)
                     low = *word++;
@@ -111,9 +119,7 @@ private:
 
 void decodeInto(std::vector<Event>& events, const PacketBuffer& packet)
 {
-    const std::size_t words = (packet.size + 4) / 8;
-    for (std::size_t i = 0; i < words; ++i)
-        events.push_back(decode(packet.payload<std::uint64_t>(8 * i)));
+    packet.forEachEventWord([&](std::uint64_t word) { decode(word, events); });
 }
 
 /// Runs `read(events)` for each read of a round, beside the parse in place.

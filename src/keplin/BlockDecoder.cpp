@@ -31,10 +31,10 @@ void copyPacket(std::byte* target, const std::uint8_t* source, std::uint32_t wor
     }
 }
 
-inline void finish(PacketDelivery& delivery, PacketPtr packet)
+inline void finish(PacketDelivery& delivery, PacketPtr packet, std::uint32_t headerWord)
 {
-    packet->size = header::length.get(packet->header) + 1;
-    delivery.deliver(std::move(packet));
+    packet->size = header::length.get(headerWord) + 1;
+    delivery.deliver(std::move(packet), headerWord);
 }
 
 } // namespace
@@ -66,7 +66,8 @@ void BlockDecoder::decodeBlock(const std::uint8_t* block, PacketDelivery& delive
     if (missing > 0) {
         std::memcpy(current->wire() + 4 * written, block + 4, 4 * missing);
         i += std::exchange(missing, 0);
-        finish(delivery, std::move(current));
+        const std::uint32_t headerWord = current->header;
+        finish(delivery, std::move(current), headerWord);
     }
     while (i < BlockWords) {
         const std::uint32_t word = wordAt(block, i);
@@ -77,7 +78,7 @@ void BlockDecoder::decodeBlock(const std::uint8_t* block, PacketDelivery& delive
         PacketPtr packet = delivery.getEmptyPacketBuffer();
         if (total <= space) {
             copyPacket(packet->wire(), block + 4 * i, total);
-            finish(delivery, std::move(packet));
+            finish(delivery, std::move(packet), word);
         } else {
             std::memcpy(packet->wire(), block + 4 * i, 4 * space);
             current = std::move(packet);

@@ -18,8 +18,11 @@ constinit PacketStash* Keplin::stashes = nullptr;
 PacketPtr Keplin::getEmptyPacketBuffer()
 {
     const std::lock_guard lock(bufferPoolMutex.value);
-    if (!bufferPool.value.empty())
-        return bufferPool.value.pop_back();
+    if (!bufferPool.value.empty()) {
+        PacketPtr buffer = bufferPool.value.pop_back();
+        buffer->size = 0; // of those that came back as a run nobody has touched it
+        return buffer;
+    }
     auto buffer = std::make_unique<PacketBuffer>();
     ++packetsInCirculation;
     return buffer;
@@ -48,8 +51,6 @@ void Keplin::putPacketBuffer(PacketPtr buffer)
 
 void Keplin::putPacketBuffers(PacketRun& buffers)
 {
-    for (std::size_t i = 0; i < buffers.size(); ++i)
-        buffers[i].size = 0;
     {
         const std::lock_guard lock(bufferPoolMutex.value);
         putLocked(buffers);
@@ -81,32 +82,33 @@ void Keplin::getBufferPoolStats(std::uint32_t& inCirculation, std::uint32_t& inP
     inPool = static_cast<std::uint32_t>(pooled());
 }
 
-PacketPtr PacketStash::refill()
+void PacketStash::refill()
 {
     const std::lock_guard lock(Keplin::bufferPoolMutex.value);
-    PacketRun& pool = Keplin::bufferPool.value;
     if (!listed) {
         next = std::exchange(Keplin::stashes, this);
         listed = true;
     }
+    PacketRun& pool = Keplin::bufferPool.value;
     if (pool.empty()) {
-        auto buffer = std::make_unique<PacketBuffer>();
+        buffers.push_back(std::make_unique<PacketBuffer>());
         ++Keplin::packetsInCirculation;
-        return buffer;
+    } else {
+        constexpr std::uint32_t fewest = 32;
+        const std::uint32_t expected = std::max(fewest, usedLastTurn - std::min(usedLastTurn, taken));
+        pool.moveBackTo(buffers, std::min<std::size_t>(pool.size(), expected));
     }
-    PacketPtr buffer = pool.pop_back();
-    constexpr std::uint32_t fewest = 32;
-    const std::uint32_t expected = std::max(fewest, usedLastTurn > used ? usedLastTurn - used : 0);
-    pool.moveBackTo(buffers, std::min<std::size_t>(pool.size(), expected));
+    taken += static_cast<std::uint32_t>(buffers.size());
     noteCount();
-    return buffer;
 }
 
 void PacketStash::putBeforeAnyGet(PacketPtr buffer) { Keplin::putPacketBuffer(std::move(buffer)); }
 
 void PacketStash::giveBack()
 {
-    usedLastTurn = std::exchange(used, 0);
+    const auto left = static_cast<std::uint32_t>(buffers.size());
+    usedLastTurn = taken - std::min(taken, left);
+    taken = 0;
     if (!listed)
         return;
     const std::lock_guard lock(Keplin::bufferPoolMutex.value);

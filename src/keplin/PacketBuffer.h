@@ -58,6 +58,22 @@ struct PacketBuffer {
         return value;
     }
 
+    /// Calls `visit` with each 64-bit event word of the payload, in order. A last word of which half or more is there
+    /// counts, as if zeros followed; so a packet of 4 bytes has one.
+    template <class Visit>
+    void forEachEventWord(Visit&& visit) const
+    {
+        const std::size_t end = size < data.size() ? static_cast<std::size_t>(size) : data.size();
+        std::size_t offset = 0;
+        for (; offset + 8 <= end; offset += 8) {
+            std::uint64_t word = 0;
+            std::memcpy(&word, data.data() + offset, 8);
+            visit(word);
+        }
+        if (end - offset >= 4)
+            visit(payload<std::uint64_t>(offset));
+    }
+
     /// The packet as it goes over the wire: `wireWords()` words of 4 bytes, beginning with the header.
     std::byte* wire() { return reinterpret_cast<std::byte*>(this) + offsetof(PacketBuffer, header); }
     const std::byte* wire() const { return reinterpret_cast<const std::byte*>(this) + offsetof(PacketBuffer, header); }

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "keplin/PacketDispatcher.h"
+#include "keplin/PacketRun.h"
 #include "keplin/PacketStash.h"
 
 namespace keplin {
@@ -22,63 +23,35 @@ public:
     };
 
     /// @param dispatcher  null: all packets go to `receiveQueue`
-    PacketDelivery(const PacketDispatcher* dispatcher, PacketQueue& receiveQueue, Memory& memory)
-        : dispatcher(dispatcher), memory(memory), runQueue(&receiveQueue)
-    {
-        if (dispatcher)
-            lock = std::shared_lock(dispatcher->mutex);
-    }
-    ~PacketDelivery()
-    {
-        flush();
-        memory.stash.giveBack();
-    }
+    PacketDelivery(const PacketDispatcher* dispatcher, PacketQueue& receiveQueue, Memory& memory);
+    ~PacketDelivery();
     PacketDelivery(const PacketDelivery&) = delete;
     PacketDelivery& operator=(const PacketDelivery&) = delete;
 
-    /// A buffer for the next packet.
+    /// A buffer for the next packet; its `size` may be anything.
     PacketPtr getEmptyPacketBuffer() { return memory.stash.get(); }
 
     /// As PacketDispatcher::dispatch() or PacketQueue::enqueue().
-    void deliver(PacketPtr packet)
+    /// @param headerWord  that of the packet, which may not have reached memory yet
+    void deliver(PacketPtr packet, std::uint32_t headerWord)
     {
-        if (!dispatcher) {
+        if ((headerWord & sourceMask) == runSource) [[likely]]
             memory.run.push_back(std::move(packet));
-            return;
-        }
-        // packets of one source come in a row
-        const std::uint32_t source = packet->header & (header::moduleId.mask() | header::format.mask());
-        if (!entry || source != entrySource) {
-            entry = &dispatcher->entryFor(*packet);
-            entrySource = source;
-        }
-        if (entry->queue) {
-            if (entry->queue != runQueue) {
-                flush();
-                runQueue = entry->queue;
-            }
-            memory.run.push_back(std::move(packet));
-        } else if (entry->pools) {
-            memory.stash.put(std::move(packet));
-        } else {
-            flush();
-            entry->function(std::move(packet));
-        }
+        else
+            deliverFromOther(packet.release());
     }
 
 private:
-    void flush()
-    {
-        if (memory.run.empty())
-            return;
-        runQueue->enqueueAll(memory.run);
-    }
+    /// Looks up where packets of that source go. Takes `packet` over; a bare pointer, so that deliver() keeps its own
+    /// in a register.
+    void deliverFromOther(PacketBuffer* packet);
+    void flush();
 
     const PacketDispatcher* dispatcher;
     Memory& memory;
-    PacketQueue* runQueue;                          // of the packets in `memory.run`
-    const PacketDispatcher::Entry* entry = nullptr; // of the last packet
-    std::uint32_t entrySource = 0;                  // its module and format
+    PacketQueue* runQueue;    // where `memory.run` goes
+    std::uint32_t sourceMask; // bits of a header that choose a dispatcher's entry; 0 without a dispatcher
+    std::uint32_t runSource;  // these bits of the packets that were last put into `memory.run`
     std::shared_lock<std::shared_mutex> lock;
 };
 

@@ -19,12 +19,11 @@ public:
     PacketStash(const PacketStash&) = delete;
     PacketStash& operator=(const PacketStash&) = delete;
 
-    /// As Keplin::getEmptyPacketBuffer().
+    /// As Keplin::getEmptyPacketBuffer(), but for `size`, which may be anything.
     PacketPtr get()
     {
-        ++used;
         if (buffers.empty()) [[unlikely]]
-            return refill();
+            refill();
         PacketPtr buffer = buffers.pop_back();
         noteCount();
         return buffer;
@@ -33,7 +32,6 @@ public:
     /// As Keplin::putPacketBuffer(), for a buffer that came from here.
     void put(PacketPtr buffer)
     {
-        buffer->size = 0;
         if (!listed) [[unlikely]]
             return putBeforeAnyGet(std::move(buffer));
         buffers.push_back(std::move(buffer));
@@ -45,12 +43,13 @@ public:
 private:
     friend class Keplin;
 
-    PacketPtr refill();
+    /// Makes sure of at least one.
+    void refill();
     static void putBeforeAnyGet(PacketPtr buffer);
     void noteCount() { count.store(static_cast<std::uint32_t>(buffers.size()), std::memory_order_relaxed); }
 
-    PacketRun buffers;      // the one to give next is the last
-    std::uint32_t used = 0; // in this turn
+    PacketRun buffers;       // the one to give next is the last
+    std::uint32_t taken = 0; // from the pool in this turn
     std::uint32_t usedLastTurn = 0;
     std::atomic<std::uint32_t> count{0}; // of buffers, for the statistics
     bool listed = false;                 // in Keplin::stashes; only changed under the pool's lock

@@ -1,0 +1,45 @@
+#include "keplin/PacketDelivery.h"
+
+namespace keplin {
+
+PacketDelivery::PacketDelivery(const PacketDispatcher* dispatcher, PacketQueue& receiveQueue, Memory& memory)
+    : dispatcher(dispatcher), memory(memory), runQueue(&receiveQueue),
+      sourceMask(dispatcher ? header::moduleId.mask() | header::format.mask() : 0),
+      runSource(dispatcher ? ~sourceMask : 0) // none yet, or any
+{
+    if (dispatcher)
+        lock = std::shared_lock(dispatcher->mutex);
+}
+
+PacketDelivery::~PacketDelivery()
+{
+    flush();
+    memory.stash.giveBack();
+}
+
+void PacketDelivery::deliverFromOther(PacketBuffer* packet)
+{
+    PacketPtr owned(packet);
+    const PacketDispatcher::Entry& entry = dispatcher->entryFor(*packet);
+    if (entry.queue) {
+        if (entry.queue != runQueue) {
+            flush();
+            runQueue = entry.queue;
+        }
+        runSource = packet->header & sourceMask;
+        memory.run.push_back(std::move(owned));
+    } else if (entry.pools) {
+        memory.stash.put(std::move(owned));
+    } else {
+        flush();
+        entry.function(std::move(owned));
+    }
+}
+
+void PacketDelivery::flush()
+{
+    if (!memory.run.empty())
+        runQueue->enqueueAll(memory.run);
+}
+
+} // namespace keplin
