@@ -1,15 +1,18 @@
 // Traffic on several doors at once, for as long as one likes: usb_soak [--seconds N]
 //
-// Two boards carry numbered bytes both ways and memory requests; a third stalls again and again; a fourth is opened,
-// kept busy with each kind of transfer and pulled out. Every byte is compared. After each round all threads rest, and
-// memory in use, open files and threads are compared with those after the first. Exit code 0: nothing was lost, nothing
-// grew.
+// Two devices carry numbered bytes both ways and memory requests; a third stalls again and again; a fourth is opened,
+// kept busy with each kind of transfer and pulled out. A dev kit and an Opal Kelly board send numbered packets round a
+// loop, as fast as their credit allows, while their flash is written and read and their wires are set. Every byte is
+// compared. After each round all threads rest, and memory in use, open files and threads are compared with those after
+// the first. Exit code 0: nothing was lost, nothing grew.
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <future>
 #include <optional>
 #include <random>
@@ -18,6 +21,12 @@
 
 #include "Plugged.h"
 #include "Process.h"
+#include "emulation/boards/DevKit.h"
+#include "emulation/boards/LittleEndian.h"
+#include "emulation/boards/LoopbackChip.h"
+#include "emulation/boards/OpalKellyBoard.h"
+#include "fxtree/FxTreeDevice.h"
+#include "opalkelly/OpalKellyDevice.h"
 
 namespace {
 
@@ -176,6 +185,168 @@ void unplugAndReplug(Clock::time_point end, std::uint64_t& rounds)
     }
 }
 
+/// The host's end of a block stream with a loop behind it.
+class PacketLoop {
+public:
+    static constexpr int module = 2;
+
+    std::function<Bytes()> read;
+    std::function<bool(const Bytes&)> write;
+    std::size_t mostWords = 0; ///< in one write
+
+    /// Turns until the end, and on until all is back.
+    void run(Clock::time_point end)
+    {
+        while (Clock::now() < end || received != sent) {
+            const Bytes blocks = read();
+            if (blocks.empty()) {
+                fault("a pipe gave no blocks");
+                return;
+            }
+            take(blocks);
+            if (const Bytes data = next(Clock::now() < end ? mostWords : 0); !data.empty() && !write(data))
+                fault("a pipe took no blocks");
+        }
+    }
+    std::uint64_t packets() const { return received; }
+
+private:
+    static emulation::Packet numbered(std::uint64_t number)
+    {
+        emulation::Packet packet;
+        packet.module = module;
+        const std::size_t size = 1 + number * 7919 % emulation::Packet::capacity;
+        for (std::size_t i = 0; i < size; ++i)
+            packet.push(streamByte(number * 256 + i), 1);
+        return packet;
+    }
+    Bytes next(std::size_t limit)
+    {
+        Bytes data;
+        for (std::size_t words = 0;; ++sent) {
+            const emulation::Packet packet = numbered(sent);
+            words += packet.words();
+            if (words > std::min<std::size_t>(limit, credit))
+                break;
+            const std::size_t at = data.size();
+            data.resize(words * 4);
+            emulation::writeLittleEndian(std::span(data), at, packet.header());
+            std::ranges::copy(packet.payload(), data.begin() + static_cast<std::ptrdiff_t>(at + 4));
+        }
+        data.resize((data.size() + 1023) / 1024 * 1024);
+        return data;
+    }
+    void take(const Bytes& blocks)
+    {
+        for (std::size_t at = 0; at < blocks.size(); at += 4) {
+            const auto word = emulation::readLittleEndian<std::uint32_t>(blocks, at);
+            if (at % 1024 == 0)
+                credit = word;
+            else if (!words.empty() || word != 0)
+                takeWord(word);
+            else
+                at += 1024 - 4 - at % 1024; // a zero where a packet might begin: the block ends
+        }
+    }
+    void takeWord(std::uint32_t word)
+    {
+        words.push_back(word);
+        const emulation::Packet expected = numbered(received);
+        if (words.size() < expected.words())
+            return;
+        Bytes payload(4 * (words.size() - 1));
+        for (std::size_t i = 1; i < words.size(); ++i)
+            emulation::writeLittleEndian(std::span(payload), 4 * (i - 1), words[i]);
+        if (words[0] != expected.header() ||
+            !std::ranges::equal(expected.payload(), std::span(payload).first(expected.size)))
+            fault("packet %llu came back changed", static_cast<unsigned long long>(received));
+        ++received;
+        words.clear();
+    }
+
+    std::uint64_t sent = 0, received = 0;
+    std::size_t credit = 0;
+    std::vector<std::uint32_t> words; // of the packet that is coming
+};
+
+template <class Board, class Driver>
+struct PluggedBoard {
+    template <class MakeDriver>
+    PluggedBoard(const char* serial, MakeDriver makeDriver)
+        : board(std::make_shared<Board>(serial, true)), handle(emulation::plug(board)),
+          driver(makeDriver(std::make_unique<usb::LibUSBDevice>(static_cast<std::uint16_t>(handle.bus()),
+                                                                static_cast<std::uint16_t>(handle.address()))))
+    {
+        board->setModule(PacketLoop::module, std::make_shared<emulation::LoopbackChip>());
+    }
+    std::shared_ptr<Board> board;
+    emulation::PluggedDevice handle;
+    Driver driver;
+    PacketLoop loop;
+
+    void complain() const
+    {
+        for (const std::string& problem : board->problems())
+            fault("the board complains of %s", problem.c_str());
+    }
+};
+
+class BusyDevKit : PluggedBoard<emulation::DevKit, fxtree::FxTreeDevice> {
+public:
+    BusyDevKit() : PluggedBoard("kit", [](auto door) { return fxtree::FxTreeDevice(std::move(door)); })
+    {
+        loop.read = [this] { return driver.readGpif(8192); };
+        loop.write = [this](const Bytes& data) { return driver.writeGpif(data); };
+        loop.mostWords = 4096;
+    }
+    void run(Clock::time_point end)
+    {
+        std::thread flash([&] {
+            std::minstd_rand random(static_cast<unsigned>(loop.packets()));
+            while (Clock::now() < end) {
+                const int sector = static_cast<int>(random() % 256);
+                const Bytes bytes = pattern(1 + random() % 65536, sector);
+                driver.eraseSpiFlash(sector);
+                driver.writeSpiFlash(bytes, sector << 16);
+                if (driver.readSpiFlash(static_cast<int>(bytes.size()), sector << 16) != bytes)
+                    fault("sector %d of the flash reads otherwise than written", sector);
+            }
+        });
+        loop.run(end);
+        flash.join();
+        complain();
+    }
+    std::uint64_t packets() const { return loop.packets(); }
+};
+
+class BusyOpalKelly : PluggedBoard<emulation::OpalKellyBoard, opalkelly::OpalKellyDevice> {
+public:
+    BusyOpalKelly() : PluggedBoard("opal", [](auto door) { return opalkelly::OpalKellyDevice(std::move(door), ""); })
+    {
+        loop.read = [this] { return driver.readFromBlockPipeOut(0xA0, 1024, 16384); };
+        loop.write = [this](const Bytes& data) { return driver.writeToBlockPipeIn(0x80, 1024, data); };
+        loop.mostWords = 16384;
+    }
+    void run(Clock::time_point end)
+    {
+        std::thread wires([&] {
+            driver.wireInWrite(0, 1); // runs the logic
+            for (std::uint32_t value = 0; Clock::now() < end; ++value) {
+                const int wire = 1 + static_cast<int>(value % 31);
+                driver.wireInWrite(wire, value);
+                board->setWireOut(32 + wire, ~value);
+                if (!driver.updateWireIns() || !driver.updateWireOuts() || board->wireIn(wire) != value ||
+                    driver.wireOutRead(32 + wire) != ~value)
+                    fault("wire %d is wrong", wire);
+            }
+        });
+        loop.run(end);
+        wires.join();
+        complain();
+    }
+    std::uint64_t packets() const { return loop.packets(); }
+};
+
 struct Holdings {
     std::size_t heap;
     std::ptrdiff_t files, threads;
@@ -187,6 +358,8 @@ int run(std::chrono::duration<double> time)
     Busy boards[] = {Busy("one"), Busy("two")};
     const Plugged stalling("stalling");
     const auto stallingDoor = stalling.open();
+    BusyDevKit kit;
+    BusyOpalKelly opalKelly;
     std::uint64_t unplugs = 0;
     std::optional<Holdings> first;
     for (int round = 0; round < rounds; ++round) {
@@ -195,17 +368,23 @@ int run(std::chrono::duration<double> time)
             board.start(end);
         std::thread stalls([&] { stall(stalling, *stallingDoor, end); });
         std::thread pulls([&] { unplugAndReplug(end, unplugs); });
+        std::thread kitLoop([&] { kit.run(end); });
+        std::thread opalLoop([&] { opalKelly.run(end); });
+        kitLoop.join();
+        opalLoop.join();
         stalls.join();
         pulls.join();
         for (Busy& board : boards)
             board.finish();
         const Holdings now{heapInUse(), openFiles(), threads()};
-        std::printf("round %d: %llu and %llu bytes each way, %llu requests, %llu unplugs; %zu bytes in use, %td files, "
+        std::printf("round %d: %llu and %llu bytes each way, %llu requests, %llu unplugs, %llu and %llu packets; %zu "
+                    "bytes in use, %td files, "
                     "%td threads\n",
                     round, static_cast<unsigned long long>(boards[0].bytes()),
                     static_cast<unsigned long long>(boards[1].bytes()),
                     static_cast<unsigned long long>(boards[0].requests() + boards[1].requests()),
-                    static_cast<unsigned long long>(unplugs), now.heap, now.files, now.threads);
+                    static_cast<unsigned long long>(unplugs), static_cast<unsigned long long>(kit.packets()),
+                    static_cast<unsigned long long>(opalKelly.packets()), now.heap, now.files, now.threads);
         std::fflush(stdout);
         if (!first)
             first = now;
