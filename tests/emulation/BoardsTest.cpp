@@ -1,0 +1,981 @@
+// The boards by themselves: called as a port calls them, by a clock that the test moves.
+
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+
+#include "emulation/boards/Converters.h"
+#include "emulation/boards/DevKit.h"
+#include "emulation/boards/Fx3BootDevice.h"
+#include "emulation/boards/LittleEndian.h"
+#include "emulation/boards/LoopbackChip.h"
+#include "emulation/boards/LoopbackDevice.h"
+#include "emulation/boards/MemoryChip.h"
+#include "emulation/boards/OpalKellyBoard.h"
+#include "emulation/boards/WireFaults.h"
+
+namespace {
+
+using namespace emulation;
+using namespace std::chrono_literals;
+using BoardSetup = ::emulation::Setup; // not the test class's own
+using Bytes = std::vector<std::uint8_t>;
+using Words = std::vector<std::uint32_t>;
+using ::testing::HasSubstr;
+
+struct HandClock {
+    Board::Time now{1h};
+    Board::Clock clock()
+    {
+        return [this] { return now; };
+    }
+};
+
+Bytes pattern(std::size_t size, int seed = 1)
+{
+    Bytes bytes(size);
+    for (std::size_t i = 0; i < size; ++i)
+        bytes[i] = static_cast<std::uint8_t>(i * 7 + i / 251 + static_cast<std::size_t>(seed));
+    return bytes;
+}
+
+Bytes littleEndian(const Words& words)
+{
+    Bytes bytes(words.size() * 4);
+    for (std::size_t i = 0; i < words.size(); ++i)
+        writeLittleEndian(std::span(bytes), 4 * i, words[i]);
+    return bytes;
+}
+
+// What a host writes: words, and zeros up to whole blocks.
+Bytes blocksOf(const Words& words)
+{
+    Bytes bytes = littleEndian(words);
+    bytes.resize((bytes.size() + 1023) / 1024 * 1024);
+    return bytes;
+}
+
+BoardSetup write(std::uint8_t request, std::uint16_t value, std::uint16_t index = 0, std::size_t length = 0)
+{
+    return {0x40, request, value, index, static_cast<std::uint16_t>(length)};
+}
+BoardSetup read(std::uint8_t request, std::uint16_t value, std::uint16_t index = 0, std::size_t length = 0)
+{
+    return {0xC0, request, value, index, static_cast<std::uint16_t>(length)};
+}
+
+int send(Device& device, BoardSetup setup, Bytes data = {})
+{
+    setup.wLength = static_cast<std::uint16_t>(data.size());
+    return device.controlTransfer(setup, data);
+}
+
+// Header and payload words, as the text of the protocol has them, with no help of the board's own classes.
+Words packet(std::uint32_t module, std::uint32_t format, std::uint32_t extension, const Bytes& payload)
+{
+    const auto length = static_cast<std::uint32_t>(payload.size() - 1);
+    Words words{length | module << 8 | format};
+    if (format == 0x4000)
+        words[0] |= length << 16 | extension << 24;
+    Bytes padded = payload;
+    padded.resize((payload.size() + 3) / 4 * 4);
+    for (std::size_t at = 0; at < padded.size(); at += 4)
+        words.push_back(readLittleEndian<std::uint32_t>(padded, at));
+    return words;
+}
+
+struct Received {
+    std::uint32_t credit = 0;
+    Words packets; // all words of packets, one after another
+};
+
+// Takes packet words out of blocks; `missing` are the words of a packet that a read before ended in.
+Received unpack(const Bytes& blocks, std::size_t& missing)
+{
+    Received received;
+    for (std::size_t block = 0; block < blocks.size(); block += 1024) {
+        received.credit = readLittleEndian<std::uint32_t>(blocks, block);
+        for (std::size_t at = block + 4; at < block + 1024; at += 4) {
+            const auto word = readLittleEndian<std::uint32_t>(blocks, at);
+            if (missing == 0) {
+                if (word == 0)
+                    break;
+                missing = ((word & 0xFF) + 4) / 4 + 1;
+            }
+            --missing;
+            received.packets.push_back(word);
+        }
+    }
+    return received;
+}
+
+Received unpack(const Bytes& blocks)
+{
+    std::size_t missing = 0;
+    return unpack(blocks, missing);
+}
+
+// ---- FX3 in its boot state
+
+TEST(Fx3BootDevice, HasRamWhereAnFx3HasIt)
+{
+    const struct {
+        const char* what;
+        std::uint32_t address;
+        std::size_t size;
+        bool good;
+    } rows[] = {
+        {"first instruction", 0x00000000, 4, true},  {"last of them", 0x00003FFF, 1, true},
+        {"beyond them", 0x00003FFF, 2, false},       {"data", 0x10000000, 2048, true},
+        {"end of data", 0x10001FFE, 2, true},        {"beyond data", 0x10002000, 1, false},
+        {"system", 0x40000000, 2048, true},          {"end of system", 0x4007F800, 2048, true},
+        {"across its end", 0x4007F801, 2048, false}, {"the last address", 0xFFFFFFFF, 2, false},
+        {"below system", 0x3FFFFFFF, 2, false},
+    };
+    for (const auto& row : rows) {
+        Fx3BootDevice device("A");
+        const Bytes data = pattern(row.size);
+        const auto low = static_cast<std::uint16_t>(row.address), high = static_cast<std::uint16_t>(row.address >> 16);
+        EXPECT_EQ(send(device, write(0xA0, low, high), data), row.good ? int(row.size) : -EPIPE) << row.what;
+        Bytes back(row.size);
+        EXPECT_EQ(device.controlTransfer(read(0xA0, low, high, row.size), back), row.good ? int(row.size) : -EPIPE);
+        EXPECT_EQ(back == data, row.good) << row.what;
+        EXPECT_EQ(device.problems().size(), row.good ? 0U : 2U) << row.what;
+        EXPECT_EQ(device.bytesWritten(), row.good ? row.size : 0U);
+    }
+}
+
+TEST(Fx3BootDevice, StartsOnlyAnImageThatCameWhole)
+{
+    const BoardSetup toRam = write(0xA0, 0x1000, 0x4000);
+    const struct {
+        const char* what;
+        std::function<void(Fx3BootDevice&)> load;
+        std::uint16_t entry;
+        bool starts;
+        const char* problem;
+    } rows[] = {
+        {"entry at the beginning", [&](auto& d) { send(d, toRam, Bytes(16)); }, 0x1000, true, ""},
+        {"entry in the middle", [&](auto& d) { send(d, toRam, Bytes(16)); }, 0x100C, true, ""},
+        {"entry half behind", [&](auto& d) { send(d, toRam, Bytes(16)); }, 0x100E, false, "nothing was written"},
+        {"nothing written", [](auto&) {}, 0x1000, false, "nothing was written"},
+        {"a write that was refused",
+         [&](auto& d) {
+             send(d, toRam, Bytes(16));
+             send(d, write(0xA0, 0, 0x5000), Bytes(16));
+         },
+         0x1000, false, "didn't come whole"},
+        {"a write that was cut",
+         [&](auto& d) {
+             BoardSetup cut = toRam;
+             cut.wLength = 32;
+             Bytes data(16);
+             EXPECT_EQ(d.controlTransfer(cut, data), 16);
+         },
+         0x1000, false, "didn't come whole"},
+    };
+    for (const auto& row : rows) {
+        Fx3BootDevice device("A");
+        std::vector<std::uint32_t> entries;
+        device.setOnStart([&](std::uint32_t entry) { entries.push_back(entry); });
+        row.load(device);
+        EXPECT_EQ(send(device, write(0xA0, row.entry, 0x4000)), row.starts ? 0 : -EPIPE) << row.what;
+        EXPECT_EQ(device.isStarted(), row.starts) << row.what;
+        EXPECT_EQ(entries.size(), row.starts ? 1U : 0U);
+        if (row.starts) {
+            EXPECT_EQ(entries[0], 0x40000000U + row.entry);
+        } else {
+            EXPECT_THAT(device.problems().back(), HasSubstr(row.problem)) << row.what;
+        }
+    }
+}
+
+// ---- dev kit: flash and FPGA
+
+Bytes sizeAndAddress(std::uint32_t size, std::uint32_t address) { return littleEndian({size, address}); }
+
+TEST(DevKit, ProgramsFlashAsFlashDoes)
+{
+    DevKit kit("A");
+    const auto flashWrite = [&](std::uint32_t address, const Bytes& data) {
+        EXPECT_EQ(send(kit, write(0xB1, 1), sizeAndAddress(static_cast<std::uint32_t>(data.size()), address)), 8);
+        EXPECT_EQ(send(kit, write(0xB1, 0), data), int(data.size()));
+    };
+    EXPECT_EQ(kit.flash(0, 4), Bytes(4, 0xFF));
+    flashWrite(0xFFFE, {0x0F, 0xF0, 0x12, 0x34}); // across two sectors
+    EXPECT_EQ(kit.flash(0xFFFE, 4), (Bytes{0x0F, 0xF0, 0x12, 0x34}));
+    EXPECT_EQ(kit.flashCounters().spoiledBytes, 0U);
+
+    flashWrite(0xFFFE, {0x33, 0xF0, 0x10, 0xFF}); // the first loses bits, the last keeps what was there
+    EXPECT_EQ(kit.flash(0xFFFE, 4), (Bytes{0x03, 0xF0, 0x10, 0x34}));
+    EXPECT_EQ(kit.flashCounters().spoiledBytes, 2U);
+    EXPECT_THAT(kit.problems().back(), HasSubstr("isn't erased spoiled 2 of 4 bytes at 65534"));
+
+    EXPECT_EQ(send(kit, write(0xB0, 1, 1)), 0);
+    EXPECT_EQ(kit.flash(0xFFFE, 4), (Bytes{0x03, 0xF0, 0xFF, 0xFF})) << "sector 1 alone";
+    EXPECT_EQ(kit.flashCounters().erasedSectors, 1U);
+    EXPECT_EQ(kit.flashCounters().programmedBytes, 8U);
+}
+
+TEST(DevKit, ReadsFlashInWholeChunksToItsEnd)
+{
+    DevKit kit("A");
+    const std::uint32_t end = DevKit::flashSize;
+    kit.setFlash(end - 3000, pattern(3000));
+    EXPECT_EQ(send(kit, write(0xB2, 1), sizeAndAddress(2100, end - 3000)), 8);
+    Bytes chunk(2048);
+    EXPECT_EQ(kit.controlTransfer(read(0xB2, 0, 0, 2048), chunk), 2048);
+    EXPECT_EQ(chunk, pattern(2048));
+    EXPECT_EQ(kit.controlTransfer(read(0xB2, 0, 0, 2048), chunk), 952) << "more than announced, up to the flash's end";
+    EXPECT_EQ(kit.controlTransfer(read(0xB2, 0, 0, 2048), chunk), -EPIPE) << "all that was announced is read";
+}
+
+TEST(DevKit, RefusesWhatTheFirmwareDoesNotKnow)
+{
+    const std::uint32_t end = DevKit::flashSize;
+    const struct {
+        const char* what;
+        BoardSetup setup;
+        Bytes data;
+        bool taken;
+    } rows[] = {
+        {"last sector", write(0xB0, 1, 255), {}, true},
+        {"beyond it", write(0xB0, 1, 256), {}, false},
+        {"erase with data", write(0xB0, 1, 0), {1}, false},
+        {"erase with value 0", write(0xB0, 0, 0), {}, false},
+        {"flash write to the end", write(0xB1, 1), sizeAndAddress(16, end - 16), true},
+        {"flash write beyond", write(0xB1, 1), sizeAndAddress(17, end - 16), false},
+        {"size that wraps", write(0xB1, 1), sizeAndAddress(0xFFFFFFFF, 2), false},
+        {"empty flash write", write(0xB1, 1), sizeAndAddress(0, end), true},
+        {"announcement of 7 bytes", write(0xB1, 1), Bytes(7), false},
+        {"data never announced", write(0xB1, 0), Bytes(1), false},
+        {"flash read beyond", write(0xB2, 1), sizeAndAddress(1, end), false},
+        {"two sizes", write(0xC0, 1), sizeAndAddress(8, 9), false},
+        {"no bitstream", write(0xC0, 1), sizeAndAddress(0, 0), false},
+        {"huge bitstream", write(0xC0, 1), sizeAndAddress(0xFFFFFFFF, 0xFFFFFFFF), false},
+        {"bitstream never announced", write(0xC0, 0), Bytes(1), false},
+        {"from flash beyond its end", write(0xC1, 1), sizeAndAddress(16, end - 15), false},
+        {"reset", write(0xC3, 1), {}, true},
+        {"no such request", write(0xC4, 1), {}, false},
+    };
+    for (const auto& row : rows) {
+        DevKit kit("A");
+        EXPECT_EQ(send(kit, row.setup, row.data), row.taken ? int(row.data.size()) : -EPIPE) << row.what;
+        EXPECT_EQ(kit.problems().size(), row.taken ? 0U : 1U) << row.what;
+        EXPECT_EQ(kit.counters().refusedTransfers, row.taken ? 0U : 1U) << row.what;
+    }
+}
+
+TEST(DevKit, NotesWhatWasAnnouncedAndNeverCame)
+{
+    DevKit kit("A");
+    send(kit, write(0xB1, 1), sizeAndAddress(100, 0));
+    send(kit, write(0xB1, 0), Bytes(60));
+    send(kit, write(0xC0, 1), sizeAndAddress(50, 50));
+    EXPECT_THAT(kit.problems(), ::testing::ElementsAre("a flash write ended 40 bytes early"));
+    EXPECT_FALSE(kit.isConfigured());
+    send(kit, write(0xB2, 1), sizeAndAddress(1, 0));
+    EXPECT_THAT(kit.problems().back(), HasSubstr("a bitstream ended 50 bytes early"));
+}
+
+TEST(DevKit, IsConfiguredByTheLastByteAndFromFlash)
+{
+    DevKit kit("A", false);
+    Bytes status(8);
+    EXPECT_EQ(kit.controlTransfer(read(0xC2, 1, 0, 8), status), 8);
+    EXPECT_EQ(status, Bytes(8));
+    const Bytes stream = pattern(3000);
+    send(kit, write(0xC0, 1), sizeAndAddress(3000, 3000));
+    send(kit, write(0xC0, 0), Bytes(stream.begin(), stream.begin() + 2048));
+    EXPECT_FALSE(kit.isConfigured());
+    send(kit, write(0xC0, 0), Bytes(stream.begin() + 2048, stream.end()));
+    EXPECT_TRUE(kit.isConfigured());
+    EXPECT_EQ(kit.bitstream(), stream);
+
+    EXPECT_EQ(send(kit, write(0xC1, 1), sizeAndAddress(64, 0x400000)), 8);
+    EXPECT_FALSE(kit.isConfigured()) << "the flash is erased there";
+    kit.setFlash(0x400000, pattern(64));
+    EXPECT_EQ(send(kit, write(0xC1, 1), sizeAndAddress(64, 0x400000)), 8);
+    EXPECT_TRUE(kit.isConfigured());
+    EXPECT_EQ(kit.bitstream(), pattern(64));
+    EXPECT_EQ(kit.controlTransfer(read(0xC2, 1, 0, 8), status), 8);
+    EXPECT_EQ(status, littleEndian({1, 64}));
+}
+
+// ---- the block stream
+
+struct LoopKit {
+    HandClock time;
+    DevKit kit{"A", true, time.clock()};
+    std::size_t missing = 0;
+
+    LoopKit()
+    {
+        const auto loop = std::make_shared<LoopbackChip>();
+        for (int id = 0; id < Packet::modules; ++id)
+            kit.setModule(id, loop);
+    }
+    // Without waiting: by moving the clock when nothing else is to come.
+    Received readBlocks(std::size_t count = 8)
+    {
+        Bytes blocks(count * 1024);
+        if (kit.bulkIn(0x81, blocks) == pending) {
+            time.now += 1ms;
+            EXPECT_EQ(kit.bulkIn(0x81, blocks), int(blocks.size()));
+        }
+        return unpack(blocks, missing);
+    }
+    void sendWords(const Words& words)
+    {
+        const Bytes blocks = blocksOf(words);
+        EXPECT_EQ(kit.bulkOut(0x01, blocks), int(blocks.size()));
+    }
+};
+
+TEST(BlockStream, AnswersAtOnceWithNewsAndElseOnATick)
+{
+    LoopKit host;
+    Bytes blocks(1024);
+    ASSERT_EQ(host.kit.bulkIn(0x81, blocks), 1024) << "nothing was answered in the last millisecond";
+    EXPECT_EQ(host.kit.pollAfter(), std::nullopt);
+    EXPECT_EQ(host.kit.bulkIn(0x81, blocks), pending);
+    EXPECT_EQ(host.kit.pollAfter(), host.time.now + 1ms);
+    host.time.now += 999us;
+    EXPECT_EQ(host.kit.bulkIn(0x81, blocks), pending);
+    host.time.now += 1us;
+    EXPECT_EQ(host.kit.bulkIn(0x81, blocks), 1024);
+
+    host.sendWords(packet(2, 0x0000, 0, Bytes(8, 1)));
+    EXPECT_EQ(host.kit.bulkIn(0x81, blocks), 1024) << "a packet waits";
+    EXPECT_EQ(unpack(blocks).packets, packet(2, 0x0000, 0, Bytes(8, 1)));
+    host.sendWords(packet(2, 0xC000, 0, Bytes(4)));
+    EXPECT_EQ(host.kit.bulkIn(0x81, blocks), 1024) << "the chip is silent, but credit has come back";
+    EXPECT_EQ(host.kit.bulkIn(0x81, blocks), pending);
+}
+
+TEST(BlockStream, RefusesReadsThatAreNotWholeBlocks)
+{
+    LoopKit host;
+    for (const std::size_t size : {std::size_t{0}, std::size_t{1}, std::size_t{1023}, std::size_t{1025}}) {
+        Bytes data(size);
+        EXPECT_EQ(host.kit.bulkIn(0x81, data), -EOVERFLOW) << size;
+    }
+}
+
+// Packets of every size, format and module, in writes of any length: what comes back is what was sent, in order, and
+// the board has nothing to complain about while the host keeps to its credit.
+TEST(BlockStream, BringsBackRandomPacketsHoweverTheyLie)
+{
+    std::mt19937 random(5);
+    const auto number = [&](int low, int high) { return std::uniform_int_distribution(low, high)(random); };
+    LoopKit host;
+    Words all, back;
+    std::uint32_t credit = host.readBlocks().credit;
+    std::uint64_t packets = 0;
+    for (int turn = 0; turn < 400; ++turn) {
+        Words words;
+        for (int i = number(0, 120); i > 0; --i) {
+            const auto raw = number(0, 1) == 1;
+            const auto one = packet(static_cast<std::uint32_t>(number(1, 63)), raw ? 0x4000 : 0,
+                                    static_cast<std::uint32_t>(number(0, 255)),
+                                    pattern(static_cast<std::size_t>(number(1, 256)), i));
+            if (words.size() + one.size() > std::min<std::size_t>(credit, 4096))
+                break;
+            words.insert(words.end(), one.begin(), one.end());
+            ++packets;
+        }
+        all.insert(all.end(), words.begin(), words.end());
+        if (!words.empty())
+            host.sendWords(words);
+        const auto received = host.readBlocks(static_cast<std::size_t>(number(1, 8)));
+        credit = received.credit;
+        back.insert(back.end(), received.packets.begin(), received.packets.end());
+    }
+    while (back.size() < all.size()) {
+        const auto received = host.readBlocks();
+        ASSERT_FALSE(received.packets.empty());
+        back.insert(back.end(), received.packets.begin(), received.packets.end());
+    }
+    EXPECT_TRUE(back == all);
+    EXPECT_EQ(host.kit.counters().packetsFromHost, packets);
+    EXPECT_EQ(host.kit.counters().packetsToHost, packets);
+    EXPECT_EQ(host.kit.counters().wordsToHost, all.size());
+    EXPECT_THAT(host.kit.problems(), ::testing::IsEmpty());
+    EXPECT_EQ(host.readBlocks().credit, BoardLogic::creditRoom) << "all the room is free again";
+}
+
+TEST(BlockStream, GoesOnWithAPacketThatAWriteEndedIn)
+{
+    LoopKit host;
+    host.readBlocks();
+    const Words words = packet(3, 0x4000, 9, pattern(256)); // 65 words
+    Words first(236, packet(1, 0, 0, {1})[0]);              // pairs of header and word
+    for (std::size_t i = 1; i < first.size(); i += 2)
+        first[i] = 1;
+    first.insert(first.end(), words.begin(), words.begin() + 20); // 256: one block
+    host.sendWords(first);
+    EXPECT_EQ(host.readBlocks().packets.size(), 236U);
+    host.sendWords(Words(words.begin() + 20, words.end()));
+    EXPECT_EQ(host.readBlocks().packets, words);
+    EXPECT_THAT(host.kit.problems(), ::testing::IsEmpty());
+}
+
+TEST(BlockStream, CountsWhatAHostDoesWrong)
+{
+    const Words good = packet(2, 0x4000, 1, {1, 2, 3});
+    const auto with = [&](const Words& words) {
+        Words result = words;
+        result.insert(result.end(), good.begin(), good.end());
+        return result;
+    };
+    const struct {
+        const char* what;
+        Words words;
+        std::uint64_t BoardCounters::*counter;
+        std::uint64_t count;
+        bool problem, goodArrives;
+    } rows[] = {
+        {"an empty packet, one word", with({0xFFFFFFFF}), &BoardCounters::emptyPackets, 1, false, true},
+        {"three of them", with({0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF}), &BoardCounters::emptyPackets, 3, false, true},
+        {"second length in an event packet", with({0x00030203}), &BoardCounters::malformedPackets, 1, true, false},
+        {"extension in a config packet", with({0x0100C203}), &BoardCounters::malformedPackets, 1, true, false},
+        {"two lengths in a raw packet", with({0x00034204}), &BoardCounters::malformedPackets, 1, true, false},
+        {"no such module", with(packet(7, 0x0000, 0, {1})), &BoardCounters::unclaimedPackets, 1, true, true},
+        {"a zero ends the block", with({0}), &BoardCounters::packetsFromHost, 0, false, false},
+    };
+    for (const auto& row : rows) {
+        LoopKit host;
+        host.kit.setModule(7, nullptr);
+        host.readBlocks();
+        host.sendWords(row.words);
+        EXPECT_EQ(host.kit.counters().*row.counter, row.count) << row.what;
+        EXPECT_EQ(!host.kit.problems().empty(), row.problem) << row.what;
+        EXPECT_EQ(host.readBlocks().packets, row.goodArrives ? good : Words{}) << row.what;
+        host.sendWords(good);
+        EXPECT_EQ(host.readBlocks().packets, good) << "the next block is well again after: " << row.what;
+    }
+}
+
+TEST(BlockStream, CountsAndDropsWhatGoesBeyondTheCredit)
+{
+    LoopKit host;
+    const Words two = packet(2, 0x0000, 0, Bytes(4, 9));
+    host.sendWords(two); // no credit was ever announced
+    EXPECT_EQ(host.kit.counters().wordsBeyondCredit, 2U);
+
+    host.kit.setCreditLimit(5);
+    EXPECT_EQ(host.readBlocks().credit, 5U);
+    Words three = two;
+    three.insert(three.end(), two.begin(), two.end());
+    three.insert(three.end(), two.begin(), two.end());
+    host.sendWords(three);
+    EXPECT_EQ(host.kit.counters().wordsBeyondCredit, 4U);
+    EXPECT_EQ(host.kit.counters().packetsFromHost, 2U);
+    EXPECT_THAT(host.kit.problems().back(), "a packet of 2 words goes beyond the credit, of which 1 are left");
+    EXPECT_EQ(host.readBlocks().packets.size(), 4U);
+
+    host.kit.setCreditLimit(0);
+    EXPECT_EQ(host.readBlocks().credit, 0U);
+    host.kit.setCreditLimit(std::nullopt);
+    EXPECT_EQ(host.readBlocks().credit, BoardLogic::creditRoom);
+}
+
+TEST(BlockStream, HoldsBackAHostThatDoesNotRead)
+{
+    LoopKit host;
+    const Words one = packet(2, 0x0000, 0, pattern(256));
+    std::uint32_t credit = host.readBlocks(1).credit;
+    for (int turn = 0; turn < 300; ++turn) { // one block is read each time, and as much sent as there is credit
+        Words words;
+        while (words.size() + one.size() <= credit)
+            words.insert(words.end(), one.begin(), one.end());
+        host.sendWords(words);
+        credit = host.readBlocks(1).credit;
+    }
+    EXPECT_LT(credit, 400U) << "no more than what one read takes";
+    EXPECT_EQ(host.kit.counters().lostPackets, 0U);
+    EXPECT_THAT(host.kit.problems(), ::testing::IsEmpty());
+}
+
+TEST(BlockStream, CarriesNothingWithoutAConfiguration)
+{
+    LoopKit host;
+    host.readBlocks();
+    host.sendWords(packet(2, 0x0000, 0, {1, 2}));
+    send(host.kit, write(0xC0, 1), sizeAndAddress(4, 4)); // takes the configuration away
+    EXPECT_EQ(host.readBlocks().packets, Words{});
+    EXPECT_EQ(host.readBlocks().credit, 0U);
+    host.sendWords(packet(2, 0x0000, 0, {1, 2}));
+    EXPECT_THAT(host.kit.problems().back(), HasSubstr("an FPGA that isn't running"));
+    send(host.kit, write(0xC0, 0), Bytes(4, 1));
+    EXPECT_EQ(host.readBlocks().credit, BoardLogic::creditRoom);
+    EXPECT_EQ(host.kit.counters().packetsFromHost, 1U);
+}
+
+TEST(BlockStream, IsEmptyAfterAReset)
+{
+    LoopKit host;
+    host.readBlocks();
+    host.sendWords(packet(2, 0x0000, 0, {1, 2}));
+    send(host.kit, write(0xC3, 1));
+    EXPECT_EQ(host.kit.fpgaResets(), 1U);
+    const auto received = host.readBlocks();
+    EXPECT_EQ(received.packets, Words{});
+    EXPECT_EQ(received.credit, BoardLogic::creditRoom) << "still configured";
+}
+
+// ---- Opal Kelly board
+
+Bytes pipeBlock(std::uint8_t pipe, std::size_t length, std::size_t blockSize)
+{
+    Bytes block(32);
+    block[0] = static_cast<std::uint8_t>(length);
+    block[1] = static_cast<std::uint8_t>(length >> 8);
+    block[4] = static_cast<std::uint8_t>(blockSize);
+    block[5] = static_cast<std::uint8_t>(blockSize >> 8);
+    block[6] = 12;
+    block[10] = 1;
+    block[14] = pipe;
+    block[19] = 1;
+    block[24] = 1;
+    return block;
+}
+
+Bytes configurationBlock(std::uint32_t size)
+{
+    Bytes block(4096);
+    writeLittleEndian(std::span(block), 0, 0xBE097C3DU);
+    writeLittleEndian(std::span(block), 8, size);
+    return block;
+}
+
+Bytes padded(const Bytes& bitstream)
+{
+    Bytes result;
+    for (const std::uint8_t byte : bitstream)
+        result.insert(result.end(), {0, byte, 0, 0});
+    return result;
+}
+
+TEST(OpalKellyBoard, ChecksThePipesSetupToTheByte)
+{
+    const auto changed = [](std::size_t at) {
+        Bytes block = pipeBlock(0xA0, 1024, 1024);
+        block[at] ^= 1;
+        return block;
+    };
+    const struct {
+        const char* what;
+        std::uint16_t value; // 0 write, 1 read
+        Bytes block;
+        bool taken;
+    } rows[] = {
+        {"a read", 1, pipeBlock(0xA0, 16384, 1024), true},
+        {"a read in one block", 1, pipeBlock(0xA0, 16384, 16384), true},
+        {"a write", 0, pipeBlock(0x80, 1024, 1024), true},
+        {"a read of the write pipe", 1, pipeBlock(0x80, 1024, 1024), false},
+        {"a write to the read pipe", 0, pipeBlock(0xA0, 1024, 1024), false},
+        {"a pipe that isn't there", 1, pipeBlock(0xA1, 1024, 1024), false},
+        {"a long write", 0, pipeBlock(0x80, 2048, 1024), false},
+        {"a long read", 1, pipeBlock(0xA0, 17408, 1024), false},
+        {"no length", 1, pipeBlock(0xA0, 0, 1024), false},
+        {"no block size", 1, pipeBlock(0xA0, 1024, 0), false},
+        {"half a block", 1, pipeBlock(0xA0, 1536, 1024), false},
+        {"31 bytes", 1, Bytes(31), false},
+        {"byte 2", 1, changed(2), false},
+        {"byte 6", 1, changed(6), false},
+        {"byte 10", 1, changed(10), false},
+        {"byte 19", 1, changed(19), false},
+        {"byte 24", 1, changed(24), false},
+        {"byte 31", 1, changed(31), false},
+    };
+    for (const auto& row : rows) {
+        OpalKellyBoard board("A", true);
+        EXPECT_EQ(send(board, write(0xC6, row.value), row.block), row.taken ? int(row.block.size()) : -EPIPE)
+            << row.what;
+        EXPECT_EQ(board.problems().size(), row.taken ? 0U : 1U) << row.what;
+    }
+}
+
+TEST(OpalKellyBoard, MovesExactlyWhatThePipesSetupAnnounced)
+{
+    HandClock time;
+    OpalKellyBoard board("A", true, time.clock());
+    board.setModule(2, std::make_shared<LoopbackChip>());
+    Bytes large(4096);
+    EXPECT_EQ(board.bulkIn(0x82, large), -EPIPE) << "no setup";
+    send(board, write(0xC6, 1), pipeBlock(0xA0, 2048, 1024));
+    EXPECT_EQ(board.bulkIn(0x82, large), 2048);
+    EXPECT_EQ(unpack(Bytes(large.begin(), large.begin() + 2048)).credit, BoardLogic::creditRoom);
+    EXPECT_EQ(board.bulkIn(0x82, large), -EPIPE) << "used up";
+
+    send(board, write(0xC6, 0), pipeBlock(0x80, 1024, 1024));
+    EXPECT_EQ(board.bulkOut(0x02, Bytes(1023)), -EPIPE) << "other than announced";
+    send(board, write(0xC6, 0), pipeBlock(0x80, 1024, 1024));
+    EXPECT_EQ(board.bulkOut(0x02, blocksOf(packet(2, 0x0000, 0, {1, 2, 3}))), 1024);
+    send(board, write(0xC6, 1), pipeBlock(0xA0, 1024, 1024));
+    Bytes block(1024);
+    EXPECT_EQ(board.bulkIn(0x82, block), 1024);
+    EXPECT_EQ(unpack(block).packets, packet(2, 0x0000, 0, {1, 2, 3}));
+
+    send(board, write(0xC6, 1), pipeBlock(0xA0, 1024, 1024));
+    EXPECT_EQ(board.bulkIn(0x82, block), pending) << "idle";
+    time.now += 1ms;
+    EXPECT_EQ(board.bulkIn(0x82, block), 1024);
+    EXPECT_EQ(send(board, write(0xC6, 1), pipeBlock(0xA0, 2048, 1024)), 32);
+    EXPECT_EQ(board.bulkIn(0x82, block), -EOVERFLOW) << "less room than announced";
+}
+
+TEST(OpalKellyBoard, TakesAConfigurationAndThenRunsByWire0)
+{
+    const Bytes bitstream = {0xFF, 1, 2, 0xFF, 0, 9};
+    OpalKellyBoard board("A");
+    EXPECT_EQ(send(board, write(0xC2, 0), Bytes(128)), -EPIPE) << "wires need a configuration";
+    EXPECT_EQ(send(board, write(0xC0, 1), configurationBlock(24)), 4096);
+    const Bytes all = padded(bitstream);
+    EXPECT_EQ(board.bulkOut(0x01, Bytes(all.begin(), all.begin() + 7)), 7); // cut anywhere
+    EXPECT_FALSE(board.isConfigured());
+    EXPECT_EQ(board.bulkOut(0x01, Bytes(all.begin() + 7, all.end())), 17);
+    EXPECT_TRUE(board.isConfigured());
+    EXPECT_EQ(board.bitstream(), bitstream);
+    EXPECT_EQ(board.bulkOut(0x01, Bytes(1)), -EPIPE) << "more than announced";
+
+    Bytes block(1024, 7);
+    send(board, write(0xC6, 1), pipeBlock(0xA0, 1024, 1024));
+    EXPECT_EQ(board.bulkIn(0x82, block), 1024);
+    EXPECT_EQ(block, Bytes(1024)) << "held in reset";
+    Words wires(32);
+    wires[0] = 1;
+    wires[31] = 0x12345678;
+    EXPECT_EQ(send(board, write(0xC2, 0), littleEndian(wires)), 128);
+    EXPECT_EQ(board.wireIn(31), 0x12345678U);
+    send(board, write(0xC6, 1), pipeBlock(0xA0, 1024, 1024));
+    while (board.bulkIn(0x82, block) == pending) {
+    }
+    EXPECT_EQ(unpack(block).credit, BoardLogic::creditRoom);
+
+    board.setWireOut(32, 5);
+    board.setWireOut(63, 6);
+    Bytes out(128);
+    EXPECT_EQ(board.controlTransfer(read(0xC3, 0, 0, 128), out), 128);
+    EXPECT_EQ(readLittleEndian<std::uint32_t>(out, 0), 5U);
+    EXPECT_EQ(readLittleEndian<std::uint32_t>(out, 124), 6U);
+    EXPECT_THROW(board.wireIn(32), std::out_of_range);
+    EXPECT_THROW(board.setWireOut(31, 1), std::out_of_range);
+}
+
+TEST(OpalKellyBoard, TakesNoConfigurationThatIsNone)
+{
+    const auto changed = [](std::size_t at) {
+        Bytes block = configurationBlock(8);
+        block[at] ^= 1;
+        return block;
+    };
+    const struct {
+        const char* what;
+        Bytes block, data;
+        bool setupTaken;
+        const char* problem;
+    } rows[] = {
+        {"another magic number", changed(0), {}, false, "other bytes"},
+        {"a byte between", changed(4), {}, false, "other bytes"},
+        {"the last byte", changed(4095), {}, false, "other bytes"},
+        {"4095 bytes", Bytes(4095), {}, false, "4095"},
+        {"a size that isn't fourfold", configurationBlock(7), {}, false, "7 bytes"},
+        {"a huge size", configurationBlock(0xFFFFFFFC), {}, false, "4294967292"},
+        {"no bytes", configurationBlock(0), {}, true, "no bytes"},
+        {"no padding", configurationBlock(8), Bytes(8, 0xFF), true, "isn't one"},
+        {"another first byte", configurationBlock(8), padded({1, 0xFF}), true, "isn't one"},
+    };
+    for (const auto& row : rows) {
+        OpalKellyBoard board("A", true);
+        EXPECT_EQ(send(board, write(0xC0, 1), row.block), row.setupTaken ? 4096 : -EPIPE) << row.what;
+        if (!row.data.empty()) {
+            EXPECT_EQ(board.bulkOut(0x01, row.data), int(row.data.size())) << row.what;
+        }
+        EXPECT_EQ(board.isConfigured(), !row.setupTaken) << row.what << ": a refused setup changes nothing";
+        EXPECT_THAT(board.problems().back(), HasSubstr(row.problem)) << row.what;
+    }
+}
+
+// ---- modules
+
+struct Outbox final : PacketSink {
+    std::vector<Packet> packets;
+    std::size_t room = 1'000'000;
+    void send(const Packet& packet) override { packets.push_back(packet); }
+    std::size_t freeWords() const override { return room; }
+};
+
+Packet packetOf(std::uint8_t module, PacketFormat format, std::uint8_t extension,
+                const std::vector<std::uint64_t>& values, std::size_t bytes)
+{
+    Packet packet;
+    packet.module = module;
+    packet.format = format;
+    packet.extension = extension;
+    for (const std::uint64_t value : values)
+        EXPECT_TRUE(packet.push(value, bytes));
+    return packet;
+}
+
+TEST(MemoryChip, AnswersReadsWithWhatWasWritten)
+{
+    const struct {
+        const char* what;
+        std::uint8_t writeExtension;
+        std::uint64_t written;
+        std::size_t writeBytes;
+        std::uint8_t readExtension;
+        std::uint64_t asked;
+        std::size_t readBytes;
+        PacketFormat format;
+        std::uint8_t answerExtension;
+        std::uint64_t answer;
+        std::size_t answerBytes;
+    } rows[] = {
+        {"register 63 of layer 13", 3, 13U << 22 | 63U << 16 | 0xAB, 4, 4, 13U << 6 | 63U, 2, PacketFormat::raw, 8,
+         13U << 22 | 63U << 16 | 0xAB, 4},
+        {"memory word 8191 of layer 8", 5, 8U << 22 | 8191U << 9 | 0x1F0, 4, 6, 8U << 13 | 8191U, 4, PacketFormat::raw,
+         9, 8U << 22 | 8191U << 9 | 0x1F0, 4},
+        {"probe", 3, 0, 4, 10, 9, 2, PacketFormat::raw, 11, 9U << 5, 4},
+        {"neuron 5 of layer 3", 1, 0x1'8001 | 5ULL << 17 | 3ULL << 37, 6, 1, 7 | 5ULL << 17 | 1ULL << 35 | 3ULL << 37,
+         6, PacketFormat::events, 0, 1U << 27 | 5U << 24 | 7U << 17 | 0x1'8001, 8},
+        {"weight 2097151 of layer 1", 1, 0x1FE | 0x1FFFFFULL << 9 | 1ULL << 36 | 1ULL << 37, 6, 1,
+         0xFF | 0x1FFFFFULL << 9 | 1ULL << 30 | 1ULL << 36 | 1ULL << 37, 6, PacketFormat::events, 0,
+         1U << 27 | 7U << 24 | 0xFFU << 9 | 0x1FE, 8},
+        {"bias 1 of layer 0", 1, 0x0'7FFF | 1ULL << 17 | 3ULL << 35, 6, 1, 2 | 1ULL << 17 | 1ULL << 27 | 3ULL << 35, 6,
+         PacketFormat::events, 0, 1U << 27 | 6U << 24 | 2U << 17 | 0x7FFF, 8},
+    };
+    for (const auto& row : rows) {
+        MemoryChip chip;
+        Outbox out;
+        chip.receive(packetOf(2, PacketFormat::raw, row.writeExtension, {row.written}, row.writeBytes), out);
+        EXPECT_TRUE(out.packets.empty()) << row.what;
+        chip.receive(packetOf(2, PacketFormat::raw, row.readExtension, {row.asked}, row.readBytes), out);
+        ASSERT_EQ(out.packets.size(), 1U) << row.what;
+        const Packet& answer = out.packets[0];
+        EXPECT_EQ(answer.module, 2) << row.what;
+        EXPECT_EQ(answer.format, row.format) << row.what;
+        EXPECT_EQ(answer.extension, row.answerExtension) << row.what;
+        EXPECT_EQ(answer.size, row.answerBytes) << row.what;
+        EXPECT_EQ(answer.value(0, 8), row.answer) << row.what;
+    }
+}
+
+TEST(MemoryChip, SplitsAnswersThatDoNotFitOnePacket)
+{
+    MemoryChip chip;
+    Outbox out;
+    std::vector<std::uint64_t> writes, reads;
+    for (std::uint64_t index = 0; index < 64; ++index)
+        writes.push_back(index << 16 | (index + 1));
+    for (std::uint64_t index = 0; index < 128; ++index)
+        reads.push_back(index % 64);
+    chip.receive(packetOf(2, PacketFormat::raw, 3, writes, 4), out);
+    chip.receive(packetOf(2, PacketFormat::raw, 4, reads, 2), out);
+    ASSERT_EQ(out.packets.size(), 2U);
+    for (std::size_t i = 0; i < 128; ++i)
+        ASSERT_EQ(out.packets[i / 64].value(i % 64 * 4, 4), (i % 64) << 16 | (i % 64 + 1)) << i;
+}
+
+TEST(MemoryChip, KeepsRoutesConfigurationAndCommands)
+{
+    MemoryChip chip;
+    Outbox out;
+    chip.receive(packetOf(5, PacketFormat::route, 0, {0x0040, 0x0101}, 2), out);
+    chip.receive(packetOf(2, PacketFormat::config, 0, {9, 31, 0xA001, 2}, 2), out);
+    chip.receive(packetOf(2, PacketFormat::raw, 3, {5}, 4), out);
+    EXPECT_THAT(chip.route(), ::testing::ElementsAre(0x0040, 0x0101));
+    EXPECT_EQ(chip.moduleRegister(31), 9);
+    EXPECT_EQ(chip.moduleRegister(2), 0xA001);
+    EXPECT_EQ(chip.registerValue(0, 0), 5U);
+    chip.receive(packetOf(2, PacketFormat::raw, 0, {2}, 2), out);
+    EXPECT_EQ(chip.commandCount(2), 1U);
+    EXPECT_EQ(chip.registerValue(0, 0), 0U) << "command 2 clears the registers";
+    chip.receive(packetOf(2, PacketFormat::events, 0, {1, 2, 3}, 8), out);
+    EXPECT_EQ(chip.spikeCount(), 3U);
+    EXPECT_TRUE(out.packets.empty());
+}
+
+struct Converters {
+    std::shared_ptr<AnalogWires> wires = std::make_shared<AnalogWires>();
+    AdcModule adc{wires};
+    DacModule dac{wires};
+    Outbox out;
+    AdcModule::Time now{1h};
+
+    void configure(const std::vector<std::uint64_t>& words)
+    {
+        adc.receive(packetOf(1, PacketFormat::config, 0, words, 2), out);
+    }
+    std::vector<std::uint64_t> numbers()
+    {
+        std::vector<std::uint64_t> result;
+        for (const Packet& packet : out.packets)
+            result.push_back(packet.value(0, 4));
+        out.packets.clear();
+        return result;
+    }
+};
+
+TEST(ConverterModules, ASampleHoldsWhatTheDacWasSetTo)
+{
+    Converters board;
+    std::vector<std::uint64_t> words;
+    for (std::uint64_t channel = 0; channel < 8; ++channel)
+        words.push_back(channel << 20 | (0x1111 * channel + 1) << 4 | 0x03000000);
+    board.dac.receive(packetOf(3, PacketFormat::raw, 3, words, 4), board.out);
+    board.adc.receive(packetOf(1, PacketFormat::raw, 0, {0x2000}, 2), board.out);
+    ASSERT_EQ(board.out.packets.size(), 1U);
+    const Packet& sample = board.out.packets[0];
+    EXPECT_EQ(sample.module, 1);
+    EXPECT_EQ(sample.extension, 7);
+    EXPECT_EQ(sample.size, 20);
+    for (std::size_t channel = 0; channel < 8; ++channel)
+        EXPECT_EQ(sample.value(4 + 2 * channel, 2), 0x1111 * channel + 1) << channel;
+
+    board.dac.receive(packetOf(3, PacketFormat::raw, 3, {8U << 20 | 0x03000000, 0x02000000}, 4), board.out);
+    EXPECT_EQ(board.dac.badWords(), 2U) << "no ninth channel, and another operation";
+    board.dac.receive(packetOf(3, PacketFormat::raw, 0, {0x1000}, 2), board.out);
+    EXPECT_EQ(board.wires->codes(), (std::array<std::uint16_t, 8>{}));
+}
+
+TEST(ConverterModules, SamplesComeAtTheirRate)
+{
+    Converters board;
+    board.adc.advance(board.now, board.out);
+    EXPECT_TRUE(board.out.packets.empty()) << "not started";
+    board.configure({1, 0, 1000, 0x2001, 1, 0x2000}); // 100 kHz, and run
+    EXPECT_EQ(board.adc.settlingSteps(), 1);
+    board.adc.advance(board.now, board.out);
+    board.now += 25us;
+    board.adc.advance(board.now, board.out);
+    EXPECT_THAT(board.numbers(), ::testing::ElementsAre(0, 1));
+    board.now += 5us; // with the rest of before: one more
+    board.adc.advance(board.now, board.out);
+    EXPECT_THAT(board.numbers(), ::testing::ElementsAre(2));
+
+    board.out.room = 12; // two samples of six words
+    board.now += 1ms;
+    board.adc.advance(board.now, board.out);
+    EXPECT_THAT(board.numbers(), ::testing::ElementsAre(101, 102)) << "the newest";
+    EXPECT_EQ(board.adc.lostCount(), 98U);
+
+    board.configure({0, 0x2000});
+    board.now += 1s;
+    board.adc.advance(board.now, board.out);
+    EXPECT_TRUE(board.out.packets.empty()) << "stopped";
+    board.adc.receive(packetOf(1, PacketFormat::raw, 0, {0x1000}, 2), board.out);
+    EXPECT_EQ(board.adc.divider(), AdcModule::defaultDivider);
+    board.adc.receive(packetOf(1, PacketFormat::raw, 0, {0x2000}, 2), board.out);
+    EXPECT_THAT(board.numbers(), ::testing::ElementsAre(0)) << "counted anew";
+}
+
+// ---- faults of the wire
+
+struct Faulty {
+    std::shared_ptr<LoopbackDevice> device = std::make_shared<LoopbackDevice>("A");
+    int unplugs = 0;
+    FaultyWire wire{device, [this] { ++unplugs; }};
+};
+
+TEST(FaultyWire, LetsWritesGoWrong)
+{
+    const struct {
+        FaultKind kind;
+        std::uint32_t amount;
+        int result;
+        Bytes arrives;
+    } rows[] = {
+        {FaultKind::drop, 0, 4, {}},
+        {FaultKind::shortTransfer, 3, 3, {1, 2, 3}},
+        {FaultKind::shortTransfer, 9, 4, {1, 2, 3, 4}},
+        {FaultKind::stall, 0, -EPIPE, {}},
+        {FaultKind::corrupt, 1, 4, {1, 0xFD, 3, 4}},
+        {FaultKind::corrupt, 4, 4, {1, 2, 3, 4}},
+        {FaultKind::delay, 0, 4, {1, 2, 3, 4}},
+        {FaultKind::unplug, 0, -ESHUTDOWN, {}},
+    };
+    for (const auto& row : rows) {
+        Faulty host;
+        host.wire.add({.kind = row.kind, .endpoint = 0x01, .amount = row.amount});
+        const Bytes data{1, 2, 3, 4};
+        EXPECT_EQ(host.wire.bulkOut(0x01, data), row.result) << int(row.kind);
+        EXPECT_EQ(data, (Bytes{1, 2, 3, 4})) << "the host's own bytes";
+        Bytes back(8);
+        const int arrived = host.device->bulkIn(0x81, back);
+        back.resize(static_cast<std::size_t>(std::max(arrived, 0)));
+        EXPECT_EQ(back, row.arrives) << int(row.kind);
+        EXPECT_EQ(host.wire.appliedCount(), 1U);
+        EXPECT_EQ(host.unplugs, row.kind == FaultKind::unplug ? 1 : 0);
+        host.wire.plugIn();
+        EXPECT_EQ(host.wire.bulkOut(0x01, data), 4) << "well again";
+    }
+}
+
+TEST(FaultyWire, LetsReadsGoWrong)
+{
+    const struct {
+        FaultKind kind;
+        std::uint32_t amount;
+        int result;
+        Bytes seen, left; // left: what the next read gets
+    } rows[] = {
+        {FaultKind::drop, 0, pending, {}, {}},           {FaultKind::shortTransfer, 3, 3, {1, 2, 3}, {}},
+        {FaultKind::stall, 0, -EPIPE, {}, {1, 2, 3, 4}}, {FaultKind::corrupt, 0, 4, {0xFE, 2, 3, 4}, {}},
+        {FaultKind::corrupt, 7, 4, {1, 2, 3, 4}, {}},
+    };
+    for (const auto& row : rows) {
+        Faulty host;
+        host.wire.add({.kind = row.kind, .endpoint = 0x81, .amount = row.amount});
+        host.device->send(Bytes{1, 2, 3, 4});
+        Bytes back(8);
+        EXPECT_EQ(host.wire.bulkIn(0x81, back), row.result) << int(row.kind);
+        if (row.result > 0) {
+            EXPECT_EQ(Bytes(back.begin(), back.begin() + row.result), row.seen) << int(row.kind);
+        }
+        const int next = host.wire.bulkIn(0x81, back);
+        back.resize(static_cast<std::size_t>(std::max(next, 0)));
+        EXPECT_EQ(back, row.left) << int(row.kind);
+    }
+}
+
+TEST(FaultyWire, CountsTransfersOfEachEndpoint)
+{
+    Faulty host;
+    host.wire.add({.kind = FaultKind::stall, .endpoint = 0x01, .after = 2, .times = 2});
+    host.wire.add({.kind = FaultKind::shortTransfer, .endpoint = 0x01, .after = 1, .amount = 1});
+    std::vector<int> results;
+    for (int i = 0; i < 7; ++i) {
+        results.push_back(host.wire.bulkOut(0x01, Bytes(2)));
+        EXPECT_EQ(send(host.wire, write(LoopbackDevice::memoryRequest, 0), Bytes(2)), 2) << "another endpoint";
+    }
+    EXPECT_THAT(results, ::testing::ElementsAre(2, 2, -EPIPE, -EPIPE, 2, 1, 2));
+    EXPECT_THROW(host.wire.add({.endpoint = 0x05}), std::invalid_argument);
+    EXPECT_THROW(host.wire.add({.endpoint = 0x01, .times = 0}), std::invalid_argument);
+}
+
+TEST(FaultyWire, TellsWhenADelayIsOver)
+{
+    Faulty host;
+    host.wire.add({.kind = FaultKind::delay, .endpoint = 0x01, .amount = 3'600'000'000});
+    const auto before = std::chrono::steady_clock::now();
+    EXPECT_EQ(host.wire.pollAfter(), std::nullopt);
+    EXPECT_EQ(host.wire.bulkOut(0x01, Bytes(2)), pending);
+    ASSERT_NE(host.wire.pollAfter(), std::nullopt);
+    EXPECT_GE(*host.wire.pollAfter(), before + 1h);
+    host.wire.clear();
+    EXPECT_EQ(host.wire.bulkOut(0x01, Bytes(2)), 2);
+    EXPECT_EQ(host.wire.pollAfter(), std::nullopt);
+}
+
+} // namespace
