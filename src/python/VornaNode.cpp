@@ -33,13 +33,13 @@ VornaNode::~VornaNode() { stop(); }
 void VornaNode::stop()
 {
     if (!channel().isOfThisProcess())
-        return; // forked off: node and cameras are the parent's
+        return; // forked off: node and devices are the parent's
     closed = true;
     TroviNode::stop();
-    const std::lock_guard lock(camerasMutex);
-    for (const auto& stopCamera : cameraStops)
-        stopCamera();
-    cameraStops.clear();
+    const std::lock_guard lock(devicesMutex);
+    for (const auto& stopDevice : deviceStops)
+        stopDevice();
+    deviceStops.clear();
 }
 
 std::pair<std::uint16_t, std::uint16_t> VornaNode::getOmbrelVidAndPid() const
@@ -81,12 +81,7 @@ template <class Camera>
 void VornaNode::openCamera(const char* name)
 {
     requireOpen();
-    auto camera = std::make_unique<Camera>();
-    Camera* const opened = camera.get();
-    store().insert(name, std::move(camera));
-    // the store destroys its objects without a word to them, and a running camera must be stopped before
-    const std::lock_guard lock(camerasMutex);
-    cameraStops.emplace_back([opened] { opened->stopIfRunning(); });
+    openWithStop(name, std::make_unique<Camera>(), [](Camera& camera) { camera.stopIfRunning(); });
 }
 
 void VornaNode::openDavis() { openCamera<davis::Davis240>("Davis240"); }

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <utility>
@@ -24,7 +25,7 @@ public:
     VornaNode(const std::string& senderEndpoint, const std::string& receiverEndpoint, std::uint64_t id);
     ~VornaNode() override;
 
-    /// Tells observers that the store closes, ends the node's threads, then stops the cameras that still run. The store
+    /// Tells observers that the store closes, ends the node's threads, then stops the devices that still run. The store
     /// and its objects live on until destruction. Does nothing a second time.
     void stop();
 
@@ -43,15 +44,34 @@ public:
     /// Puts this node itself in its store, as "VornaNode", so that clients can call the open functions by proxy.
     void exposeRootNode();
 
+    /// Puts a device that runs a thread of its own in the store; stop() calls its stop(). Include trovi/Dispatcher.h
+    /// and the device's class.
+    /// @throws std::runtime_error when the node is closed or the name is taken; the device is destroyed then
+    template <class Device>
+    void openDevice(const std::string& name, std::unique_ptr<Device> device)
+    {
+        openWithStop(name, std::move(device), [](Device& opened) { opened.stop(); });
+    }
+
 private:
+    // The store destroys its objects without a word to them, and one that runs a thread is stopped before.
+    template <class Device, class Stop>
+    void openWithStop(const std::string& name, std::unique_ptr<Device> device, Stop stop)
+    {
+        requireOpen();
+        Device* const opened = device.get();
+        store().insert(name, std::move(device));
+        const std::lock_guard lock(devicesMutex);
+        deviceStops.emplace_back([opened, stop] { stop(*opened); });
+    }
     template <class Camera>
     void openCamera(const char* name);
     void openBoard(const char* name);
     void requireOpen() const;
 
     std::atomic<bool> closed = false;
-    std::mutex camerasMutex; // after the store's
-    std::vector<std::function<void()>> cameraStops;
+    std::mutex devicesMutex; // after the store's
+    std::vector<std::function<void()>> deviceStops;
 };
 
 // The order is the functions' numbers on the wire.
