@@ -1,6 +1,6 @@
 // A configuration of about 100,000 memory words into the events that write it, beside the plain fill of a vector with
-// as many events of the same kinds: once into memory that is in use already, once into a new vector, which also pays
-// for its pages. Aim: 100 million events a second into a reserved vector.
+// as many events of the same kinds: once into a vector with room for them, once into a new one. Aim: 100 million events
+// a second with room.
 
 #include <cstdint>
 #include <vector>
