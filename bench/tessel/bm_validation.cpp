@@ -67,7 +67,7 @@ void validateFull(benchmark::State& state)
             state.SkipWithError(stream.str().c_str());
 }
 
-// As Python's function: with the copy, the stream and the text.
+// As Python's function: with the stream and the text.
 void validateForPython(benchmark::State& state)
 {
     for (auto _ : state)

@@ -11,10 +11,31 @@
 #include <gtest/gtest.h>
 
 #include "tessel/configuration/Validation.h"
+#include "tessel/registers/DvsCore.h"
+#include "tessel/registers/LayerCore.h"
+#include "tessel/registers/ReadoutCore.h"
 
 namespace {
 
 using tessel::getOutputSize;
+
+// What passes is never cut on its way into a register: the largest value fits the fields that take it.
+constexpr bool fits(unsigned value, auto... fields) { return value < 1u << (fields.width + ...); }
+namespace lc = tessel::registers::layercore;
+namespace dvs = tessel::registers::dvscore;
+static_assert(fits(tessel::CNN_MAX_PADDING, lc::Register00::paddingX));
+static_assert(fits(tessel::CNN_MAX_KERNEL_SIZE - 1, lc::Register01::kernelSizeLess1));
+static_assert(fits(tessel::CNN_MAX_FEATURE_NUMBER - 1, lc::Register02::inputFeaturesLess1Low,
+                   lc::Register03::inputFeaturesLess1High));
+static_assert(fits(tessel::CNN_MAX_FEATURE_NUMBER - 1, lc::Register04::outputFeaturesLess1Low,
+                   lc::Register05::outputFeaturesLess1High));
+static_assert(fits(tessel::CNN_MAX_OUTPUT_FEATURE_SIZE - 1, lc::Register04::outputHeightLess1));
+static_assert(fits(tessel::CNN_MAX_LAYER, lc::Register32::layer0));
+static_assert(fits(tessel::CNN_MAX_FEATURE_SHIFT, lc::Register33::featureShift0Low, lc::Register34::featureShift0High));
+static_assert(fits(tessel::DVS_MAX_ORDINATE, dvs::Register03::cutX));
+static_assert(fits(tessel::DVS_CURRENT_CONTROL_MAX, dvs::Register08::currentControlP3));
+static_assert(fits(tessel::READOUT_MAX_ADDRESS_INTERPRETATION,
+                   tessel::registers::readoutcore::Register14::inputAddressInterpretation));
 
 // What differs between the families: types, and the functions that no argument leads to.
 struct Tessel {
