@@ -182,15 +182,23 @@ struct WordTable {
     template <class Variant>
     static constexpr Variant cut(std::uint64_t word) noexcept
     {
-        Variant event{};
-        static_cast<void>(((Words::matches(word) && (event = Words::cut(word), true)) || ...));
-        return event;
+        return cutFirst<Variant, Words...>(word);
     }
 
     template <class Visitor>
     static constexpr void forEachWord(Visitor&& visitor)
     {
         (visitor(Words{}), ...);
+    }
+
+private:
+    template <class Variant, class First, class... Others>
+    static constexpr Variant cutFirst(std::uint64_t word) noexcept
+    {
+        if constexpr (sizeof...(Others) != 0)
+            if (!First::matches(word))
+                return cutFirst<Variant, Others...>(word);
+        return First::cut(word);
     }
 };
 
