@@ -8,8 +8,10 @@
 #include "emulation/boards/DevKit.h"
 #include "emulation/boards/Fx3BootDevice.h"
 #include "emulation/boards/LoopbackChip.h"
+#include "emulation/boards/VirtualBoards.h"
 #include "fxtree/Fx3Boot.h"
 #include "fxtree/FxTreeDevice.h"
+#include "usb/DeviceList.h"
 
 namespace {
 
@@ -87,6 +89,29 @@ TEST(Fx3BootWithBoard, ARecordOutsideRamFails)
     EXPECT_EQ(configureSilently(boot, file.path()), -3);
     EXPECT_FALSE(fx3.board->isStarted());
     EXPECT_THAT(fx3.board->problems(), ElementsAre(HasSubstr("0x20000000")));
+}
+
+TEST(Fx3BootWithBoard, AKitWithoutFirmwareComesBackAsADevKit)
+{
+    const TemporaryFile file(Image().record(0x40003000, words(100, 1)).end(0x40003000).bytes);
+    const auto kit = emulation::plugVirtualDevKit({.chip = emulation::ChipKind::loopback, .firmware = false});
+    const auto open = [](usb::ProductId product) {
+        const auto found = usb::getDevicesWithVidPid(usb::VendorId::Cypress, product);
+        EXPECT_EQ(found.size(), 1U);
+        return std::make_unique<usb::LibUSBDevice>(static_cast<std::uint16_t>(found.at(0).usb_bus_number),
+                                                   static_cast<std::uint16_t>(found.at(0).usb_device_address));
+    };
+    EXPECT_THAT(usb::getDevicesWithVidPid(usb::VendorId::Cypress, usb::ProductId::DevKit), IsEmpty());
+    fxtree::Fx3Boot boot(open(usb::ProductId::Fx3Boot));
+    EXPECT_EQ(configureSilently(boot, file.path()), 0);
+    ASSERT_TRUE(kit->waitUntilRunning(10'000));
+    EXPECT_THAT(usb::getDevicesWithVidPid(usb::VendorId::Cypress, usb::ProductId::Fx3Boot), IsEmpty());
+
+    fxtree::FxTreeDevice driver(open(usb::ProductId::DevKit));
+    driver.eraseSpiFlash(3);
+    EXPECT_EQ(kit->erasedSectors(), 1U);
+    kit->unplug();
+    EXPECT_EQ(driver.readGpif(1024), Bytes(1024));
 }
 
 TEST(FxTreeWithBoard, FlashKeepsWhatIsWrittenBetweenErasures)
