@@ -18,26 +18,34 @@ std::string textOf(std::span<const std::uint64_t> numbers)
     return text + "]";
 }
 
+// Empty for a shape that so many elements can have.
+std::string faultOf(std::span<const std::uint64_t> dimensions, std::uint64_t elements)
+{
+    const std::uint64_t expected = elementCount(dimensions);
+    const auto empty = static_cast<std::size_t>(std::ranges::find(dimensions, 0U) - dimensions.begin());
+    if (expected != elements)
+        return " has not " + std::to_string(elements) + " values.";
+    if (expected == 0 && elementCount(dimensions.first(empty)) > emptyRowsMost)
+        return " has too many empty rows.";
+    return "";
+}
+
 } // namespace
 
 void checkShape(std::span<const std::uint64_t> dimensions, std::uint64_t elements)
 {
-    const std::uint64_t expected = elementCount(dimensions);
-    if (expected != elements)
-        throw std::invalid_argument("An array of dimensions " + textOf(dimensions) + " has not " +
-                                    std::to_string(elements) + " values.");
-    const auto empty = static_cast<std::size_t>(std::ranges::find(dimensions, 0U) - dimensions.begin());
-    if (expected == 0 && elementCount(dimensions.first(empty)) > emptyRowsMost)
-        throw std::invalid_argument("An array of dimensions " + textOf(dimensions) + " has too many empty rows.");
+    if (const std::string fault = faultOf(dimensions, elements); !fault.empty())
+        throw std::invalid_argument("An array of dimensions " + textOf(dimensions) + fault);
 }
 
 void checkLoaded(std::span<const std::uint64_t> dimensions, std::span<const std::uint64_t> offsets,
                  std::span<const std::uint64_t> strides, std::uint64_t elements)
 {
-    checkShape(dimensions, elements);
-    if (!std::ranges::equal(offsets, strides))
-        throw std::invalid_argument("An array of dimensions " + textOf(dimensions) + " has the offsets " +
-                                    textOf(strides) + ", and not " + textOf(offsets) + ".");
+    std::string fault = faultOf(dimensions, elements);
+    if (fault.empty() && !std::ranges::equal(offsets, strides))
+        fault = " has the offsets " + textOf(strides) + ", and not " + textOf(offsets) + ".";
+    if (!fault.empty())
+        throw std::runtime_error("An array of dimensions " + textOf(dimensions) + fault);
 }
 
 void throwInconsistent() { throw std::invalid_argument("Input vector dimensions are not consistent."); }

@@ -113,8 +113,8 @@ void firstSizes(std::span<std::uint64_t> dimensions, const std::vector<Nested>& 
 /// @throws std::invalid_argument when an array of this shape has another number of elements, or has none and yet too
 ///         many empty rows to be shown as lists
 void checkShape(std::span<const std::uint64_t> dimensions, std::uint64_t elements);
-/// As checkShape, for what came from a file or a peer.
-/// @throws also for offsets that are not the row-order strides
+/// For what came from a file or a peer.
+/// @throws std::runtime_error where checkShape throws, and for offsets that are not the row-order strides
 void checkLoaded(std::span<const std::uint64_t> dimensions, std::span<const std::uint64_t> offsets,
                  std::span<const std::uint64_t> strides, std::uint64_t elements);
 /// @throws std::invalid_argument "Input vector dimensions are not consistent."
