@@ -132,7 +132,7 @@ const SignatureText textOfObject{"object", {nullptr}};
 void throwWrongValue(const std::string& what, const std::string& expectation, py::handle value)
 {
     throw py::type_error(dotted(what) + ": expected " + dotted(expectation) + ", got " + shortRepr(value) + " (" +
-                         Py_TYPE(value.ptr())->tp_name + ")");
+                         Py_TYPE(value.ptr())->tp_name + bufferText(value) + ")");
 }
 
 void setMember(void* object, const ClassOps& owner, const MemberOps& member, py::handle value)

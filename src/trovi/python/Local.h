@@ -25,7 +25,9 @@
 
 #include "trovi/Json.h"
 #include "trovi/Reflect.h"
+#include "trovi/python/ArrayCaster.h"
 #include "trovi/python/Binder.h"
+#include "trovi/python/ElementOwner.h"
 #include "trovi/python/ErasedFunction.h"
 #include "trovi/python/LiveObjects.h"
 
@@ -135,6 +137,8 @@ std::string expectationOf()
         for (const auto name : magic_enum::enum_names<V>())
             names.emplace_back(name);
         return joinedEnumerators(registeredName<V>(), names);
+    } else if constexpr (isTensor<V>) {
+        return arrayExpectation<typename decltype(V::data)::value_type>(V::rank);
     } else if constexpr (Elements<V>::isContainer) {
         return Elements<V>::prefix() + expectationOf<typename Elements<V>::Element>();
     } else if constexpr (isReflected<V>) {
@@ -152,16 +156,120 @@ void bindEarly()
 {
     if constexpr (detail::Elements<V>::isContainer)
         bindEarly<typename detail::Elements<V>::Element>();
+    else if constexpr (trovi::detail::isA<V, std::variant>)
+        []<class... Alternatives>(const std::variant<Alternatives...>*) {
+            (bindEarly<Alternatives>(), ...);
+        }(static_cast<const V*>(nullptr));
     else if constexpr (isReflected<V> || std::is_enum_v<V>)
         Binder::getInstance().bindLocalTypeEarly(registeredName<V>());
 }
+
+namespace detail {
+
+/// How a value without a description refers to objects of described classes.
+struct References {
+    bool any = false;     ///< there are some
+    bool outside = false; ///< in memory that the value lets go of when it is replaced
+    bool variant = false; ///< in memory that may hold another type when it is replaced
+};
+
+template <class V>
+constexpr References referencesOf();
+
+template <class... Vs>
+constexpr References joinedReferences()
+{
+    References all;
+    [[maybe_unused]] const auto join = [&all](References r) {
+        all = {all.any || r.any, all.outside || r.outside, all.variant || r.variant};
+    };
+    (join(referencesOf<Vs>()), ...);
+    return all;
+}
+
+template <class V>
+struct ReferencesIn {
+    static constexpr References value{isReflected<V>, false, false};
+};
+template <class V, std::size_t N>
+struct ReferencesIn<std::array<V, N>> {
+    static constexpr References value = referencesOf<V>();
+};
+template <class V>
+requires trovi::detail::isA<V, std::pair> || trovi::detail::isA<V, std::tuple>
+struct ReferencesIn<V> {
+    static constexpr References value = []<template <class...> class Template, class... Vs>(const Template<Vs...>*) {
+        return joinedReferences<Vs...>();
+    }(static_cast<const V*>(nullptr));
+};
+template <class V>
+requires trovi::detail::isA<V, std::variant> || trovi::detail::isA<V, std::optional>
+struct ReferencesIn<V> {
+    static constexpr References value = []<template <class...> class Template, class... Vs>(const Template<Vs...>*) {
+        constexpr References inside = joinedReferences<Vs...>();
+        return References{inside.any, inside.outside, inside.any};
+    }(static_cast<const V*>(nullptr));
+};
+template <class V>
+requires trovi::detail::isA<V, std::vector> || trovi::detail::SetLike<V> || trovi::detail::MapLike<V>
+struct ReferencesIn<V> {
+    static constexpr References value = [] {
+        References inside;
+        if constexpr (trovi::detail::MapLike<V>)
+            inside = joinedReferences<typename V::key_type, typename V::mapped_type>();
+        else
+            inside = referencesOf<typename V::value_type>();
+        inside.outside = inside.any;
+        return inside;
+    }();
+};
+
+template <class V>
+constexpr References referencesOf()
+{
+    return ReferencesIn<V>::value;
+}
+
+template <class V>
+std::shared_ptr<void> takeContent(void* container)
+{
+    auto& content = *static_cast<V*>(container);
+    V copy = content;
+    auto taken = std::make_shared<V>(std::move(content));
+    content = std::move(copy);
+    return taken;
+}
+
+/// Casts a value that stays where it is: described objects in it are referred to and keep their owner alive.
+template <class V>
+py::handle castInPlace(const V& value, py::handle parent)
+{
+    constexpr References references = referencesOf<V>();
+    using Policy = py::return_value_policy;
+    if constexpr (references.variant)
+        return py::detail::make_caster<V>::cast(value, Policy::copy, parent);
+    else if constexpr (references.outside)
+        return py::detail::make_caster<V>::cast(value, Policy::reference_internal,
+                                                elementOwner(const_cast<V*>(&value), parent, &takeContent<V>));
+    else
+        return py::detail::make_caster<V>::cast(value, Policy::reference_internal, parent);
+}
+
+/// To be called before a value of type V is replaced.
+template <class V>
+void setAside([[maybe_unused]] const V* value)
+{
+    if constexpr (isReflected<V> || referencesOf<V>().any)
+        setElementsAside(value, sizeof(V));
+}
+
+} // namespace detail
 
 template <class V>
 struct ValueOpsOf {
     static py::object toPython(const void* value, py::handle parent)
     {
-        return py::reinterpret_steal<py::object>(py::detail::make_caster<V>::cast(
-            *static_cast<const V*>(value), py::return_value_policy::reference_internal, parent));
+        return py::reinterpret_steal<py::object>(detail::castInPlace(*static_cast<const V*>(value), parent));
     }
     static bool load(void* value, py::handle source)
     {
@@ -172,11 +280,16 @@ struct ValueOpsOf {
         if constexpr (std::is_base_of_v<py::detail::type_caster_generic, py::detail::make_caster<V>>)
             if (caster.value == nullptr)
                 return false;
+        detail::setAside(static_cast<const V*>(value));
         *static_cast<V*>(value) = py::detail::cast_op<V>(std::move(caster));
         return true;
     }
     static std::shared_ptr<void> clone(const void* value) { return std::make_shared<V>(*static_cast<const V*>(value)); }
-    static void assign(void* value, const void* saved) { *static_cast<V*>(value) = *static_cast<const V*>(saved); }
+    static void assign(void* value, const void* saved)
+    {
+        detail::setAside(static_cast<const V*>(value));
+        *static_cast<V*>(value) = *static_cast<const V*>(saved);
+    }
 
     static constexpr auto reflected = []() -> const ClassOps& (*)() {
         if constexpr (isReflected<V>)
@@ -199,7 +312,8 @@ struct MemberAccess {
     using Value = typename Descriptor::Type;
     using Argument = std::remove_cvref_t<typename Descriptor::PythonArgument>;
     using Result = std::remove_cvref_t<typename Descriptor::PythonResult>;
-    static constexpr bool converted = !std::is_same_v<Argument, Value>;
+    // an array has a caster of its own, which is quicker than the way through nested vectors
+    static constexpr bool converted = !std::is_same_v<Argument, Value> && !isTensor<Value>;
 
     static void* address(void* object) { return &(static_cast<T*>(object)->*(memberDescriptor<T, I>.field)); }
     static py::object get(const void* object)
@@ -211,6 +325,7 @@ struct MemberAccess {
         py::detail::make_caster<Argument> caster;
         if (!caster.load(source, true))
             return false;
+        setAside(static_cast<const Value*>(address(object)));
         memberDescriptor<T, I>.pySetter(*static_cast<T*>(object), py::detail::cast_op<Argument>(std::move(caster)));
         return true;
     }
@@ -241,6 +356,7 @@ void saveJson(const void* object, const std::string& path)
 template <class T>
 void loadJson(void* object, const std::string& path)
 {
+    setAside(static_cast<const T*>(object));
     loadStateFromJSON(*static_cast<T*>(object), path);
 }
 
@@ -307,7 +423,7 @@ py::handle castResult(Result&& result, py::handle parent)
 {
     using Plain = std::remove_cvref_t<Result>;
     if constexpr (std::is_lvalue_reference_v<Result>)
-        return py::detail::make_caster<Plain>::cast(result, py::return_value_policy::reference_internal, parent);
+        return castInPlace<Plain>(result, parent);
     else
         return py::detail::make_caster<Plain>::cast(std::forward<Result>(result), py::return_value_policy::move,
                                                     parent);
@@ -471,7 +587,7 @@ struct Local {
                 text << *static_cast<const T*>(object);
                 return text.str();
             });
-        if constexpr (memberCount<T> != 0) {
+        if constexpr (trovi::detail::membersDescribed<T>) {
             addRepresentation(cls, ops);
             if constexpr (std::is_copy_constructible_v<T>) {
                 if constexpr (std::is_default_constructible_v<T>)
@@ -527,6 +643,7 @@ void bindFreeFunction(py::module_& module, const char* registeredAs, R (*functio
                       const char* arguments = "")
 {
     (bindEarly<std::remove_cvref_t<Args>>(), ...);
+    bindEarly<std::remove_cvref_t<R>>();
     auto [target, name] = bindingDetails(registeredAs, module);
     const std::string pythonicName = pythonName(name);
     using Loader = py::detail::argument_loader<Args...>;

@@ -1,0 +1,56 @@
+#include "trovi/python/ElementOwner.h"
+
+#include <functional>
+#include <map>
+
+namespace trovi::python {
+namespace {
+
+struct ElementOwner {
+    void* container;
+    TakeContent take;
+    py::object owner;
+    py::handle self;               // the capsule that this belongs to
+    std::shared_ptr<void> content; // taken over
+};
+
+// By the address of the container; those that took the content over are not here any more. Never destroyed, as a
+// capsule may outlive static objects.
+std::map<const void*, ElementOwner*, std::less<>>& attached()
+{
+    static auto* const table = new std::map<const void*, ElementOwner*, std::less<>>;
+    return *table;
+}
+
+void destroy(void* pointer)
+{
+    const std::unique_ptr<ElementOwner> made(static_cast<ElementOwner*>(pointer));
+    if (!made->content)
+        attached().erase(made->container);
+}
+
+} // namespace
+
+py::object elementOwner(void* container, py::handle owner, TakeContent take)
+{
+    if (const auto found = attached().find(container); found != attached().end())
+        return py::reinterpret_borrow<py::object>(found->second->self);
+    auto made = std::make_unique<ElementOwner>(
+        ElementOwner{container, take, py::reinterpret_borrow<py::object>(owner), {}, nullptr});
+    py::capsule capsule(made.get(), &destroy);
+    made->self = capsule;
+    attached().emplace(container, made.get());
+    made.release();
+    return capsule;
+}
+
+void setElementsAside(const void* begin, std::size_t size)
+{
+    auto& table = attached();
+    const std::less<> less;
+    const void* const end = static_cast<const char*>(begin) + size;
+    for (auto at = table.lower_bound(begin); at != table.end() && less(at->first, end); at = table.erase(at))
+        at->second->content = at->second->take(at->second->container);
+}
+
+} // namespace trovi::python
