@@ -11,12 +11,14 @@
 #include <memory>
 #include <mutex>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <benchmark/benchmark.h>
 
 #include "emulation/attach/Attach.h"
 #include "emulation/boards/LoopbackDevice.h"
+#include "fxtree/FxTreeDevice.h"
 #include "usb/LibUSBDevice.h"
 
 namespace {
@@ -130,5 +132,37 @@ BENCHMARK_CAPTURE(BM_Door, controlRead,
                   })
     ->Arg(8)
     ->UseManualTime();
+
+// What the driver of a dev kit adds to the door: the vector that a read returns. Here the floor is the door itself.
+void BM_ReadGpif(benchmark::State& state)
+{
+    constexpr int turn = 500;
+    const auto device = std::make_shared<LoopbackDevice>("bench"); // has the endpoints of a dev kit
+    device->setFreeRunning(true);
+    const auto plugged = emulation::plug(device);
+    auto opened = std::make_unique<usb::LibUSBDevice>(static_cast<std::uint16_t>(plugged.bus()),
+                                                      static_cast<std::uint16_t>(plugged.address()));
+    usb::LibUSBDevice& door = *opened;
+    fxtree::FxTreeDevice kit(std::move(opened));
+    std::vector<std::uint8_t> bytes(static_cast<std::size_t>(state.range(0)));
+    double kitBest = std::numeric_limits<double>::max(), doorBest = kitBest;
+    for (auto _ : state) {
+        const double seconds = secondsOf([&] {
+            for (int i = 0; i < turn; ++i)
+                benchmark::DoNotOptimize(kit.readGpif(static_cast<int>(bytes.size())));
+        });
+        state.SetIterationTime(seconds);
+        kitBest = std::min(kitBest, seconds);
+        doorBest = std::min(doorBest, secondsOf([&] {
+                                for (int i = 0; i < turn; ++i)
+                                    benchmark::DoNotOptimize(door.bulkRead(LoopbackDevice::readEndpoint, bytes, 2000));
+                            }));
+    }
+    state.SetBytesProcessed(state.iterations() * turn * state.range(0));
+    state.counters["kit_us"] = kitBest / turn * 1e6;
+    state.counters["floor_us"] = doorBest / turn * 1e6;
+    state.counters["ratio"] = kitBest / doorBest;
+}
+BENCHMARK(BM_ReadGpif)->Arg(8192)->UseManualTime();
 
 } // namespace

@@ -1,1 +1,1 @@
-vorna_bench(NAME bm_usb SOURCES bm_usb.cpp DEPS usb emulation_attach emulation_boards)
+vorna_bench(NAME bm_usb SOURCES bm_usb.cpp DEPS fxtree usb emulation_attach emulation_boards)
