@@ -24,6 +24,10 @@ TELLING = {
     "05-send-your-own-events.py": ["came: [(0, 0), (2, 5)]"],
     "06-change-filters-while-running.py": ["Cannot add node while graph is running!", "columns 301 to 343:"],
     "07-unplug-a-camera.py": ["no camera: ", "events since then: 0", "timed out on content request"],
+    "08-configure-a-chip.py": ["as built: valid = True", "29175 events", "broken: valid = False",
+                               "Layer[3] input size x: 16 different than Layer[0] output size x: 32 pooling: 1",
+                               "Biases array must have dimension [10]"],
+    "09-register-writes.py": ["inputFeaturesLess1High", "DVS", "onChannelDisable"],
 }
 
 
