@@ -93,6 +93,15 @@ def vorna():
     return vorna
 
 
+@pytest.fixture(scope="session")
+def probe():
+    """The module of probe/Probe.cpp."""
+    import vorna
+    sys.path.append(os.path.join(os.path.dirname(vorna.__file__), "..", "tests", "python"))
+    import binder_probe
+    return binder_probe
+
+
 @pytest.fixture
 def node_id():
     """Ids that are new in this run, of three digits, so that none is a prefix of another."""

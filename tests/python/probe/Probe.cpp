@@ -3,12 +3,20 @@
 
 #include <array>
 #include <map>
+#include <memory>
 #include <stdexcept>
 #include <string>
+#include <type_traits>
 #include <unordered_map>
+#include <utility>
+#include <variant>
 #include <vector>
 
+#include "trovi/Node.h"
 #include "trovi/python/Local.h"
+#include "trovi/python/PythonNode.h"
+#include "trovi/python/Remote.h"
+#include "util/tensor/Array.h"
 
 namespace probe {
 
@@ -50,6 +58,50 @@ std::vector<int> flat(const Derived& object)
         all.insert(all.end(), row.begin(), row.end());
     return all;
 }
+
+// No member in its list; the field is a part of the value all the same.
+struct Empty {
+    std::uint32_t timestamp = 0;
+    void stamp(std::uint32_t value) { timestamp = value; }
+    friend bool operator==(const Empty&, const Empty&) = default;
+};
+
+// Elements of elements, in lists and in dicts, inside a member that is replaced as a whole.
+struct Tree {
+    int id = 0;
+    std::vector<Derived> list;
+    std::map<std::string, Derived> named;
+    std::array<std::vector<Leaf>, 2> pair;
+    std::vector<Leaf>& leaves() { return pair[0]; }
+};
+struct Forest {
+    Tree tree;
+    std::variant<int, Leaf> choice = Leaf{5, Colour::Red};
+};
+
+struct Weights {
+    util::tensor::Array4Int8 weights;
+    util::tensor::Array4Bool kill;
+    util::tensor::Array3Int16 states;
+    util::tensor::Array1Int16 biases;
+    util::tensor::Array1Bool biasKill;
+
+    template <auto Field>
+    void put(const std::remove_cvref_t<decltype(std::declval<Weights>().*Field)>& array)
+    {
+        this->*Field = array;
+    }
+    template <auto Field>
+    const auto& take() const
+    {
+        return this->*Field;
+    }
+    friend bool operator==(const Weights&, const Weights&) = default;
+};
+struct Network {
+    Weights first;
+    std::array<Weights, 2> layers;
+};
 
 struct Nameless {};
 struct Other {};
@@ -99,6 +151,65 @@ constexpr auto registerMemberFunctions<probe::Derived>()
 }
 
 template <>
+constexpr auto registerMembers<probe::Empty>()
+{
+    return members();
+}
+template <>
+constexpr auto registerMemberFunctions<probe::Empty>()
+{
+    return functions(function("stamp", &probe::Empty::stamp, "Sets the field.", "value"));
+}
+
+template <>
+constexpr auto registerMembers<probe::Tree>()
+{
+    using probe::Tree;
+    return members(member("id", &Tree::id), member("list", &Tree::list), member("named", &Tree::named),
+                   member("pair", &Tree::pair));
+}
+template <>
+constexpr auto registerMemberFunctions<probe::Tree>()
+{
+    return functions(function("leaves", &probe::Tree::leaves, "The first of the pair."));
+}
+template <>
+constexpr auto registerMembers<probe::Forest>()
+{
+    return members(member("tree", &probe::Forest::tree), member("choice", &probe::Forest::choice));
+}
+
+template <>
+constexpr auto registerMembers<probe::Weights>()
+{
+    using probe::Weights;
+    return members(
+        util::tensor::member<&Weights::weights>("weights", "one for each pair"),
+        util::tensor::member<&Weights::kill>("kill", ""), util::tensor::member<&Weights::states>("states", ""),
+        util::tensor::member<&Weights::biases>("biases", ""), util::tensor::member<&Weights::biasKill>("biasKill", ""));
+}
+template <>
+constexpr auto registerMemberFunctions<probe::Weights>()
+{
+    using probe::Weights;
+    return functions(function("putWeights", &Weights::put<&Weights::weights>, "Sets it.", "array"),
+                     function("takeWeights", &Weights::take<&Weights::weights>, "Gives it."),
+                     function("putKill", &Weights::put<&Weights::kill>, "Sets it.", "array"),
+                     function("takeKill", &Weights::take<&Weights::kill>, "Gives it."),
+                     function("putStates", &Weights::put<&Weights::states>, "Sets it.", "array"),
+                     function("takeStates", &Weights::take<&Weights::states>, "Gives it."),
+                     function("putBiases", &Weights::put<&Weights::biases>, "Sets it.", "array"),
+                     function("takeBiases", &Weights::take<&Weights::biases>, "Gives it."),
+                     function("putBiasKill", &Weights::put<&Weights::biasKill>, "Sets it.", "array"),
+                     function("takeBiasKill", &Weights::take<&Weights::biasKill>, "Gives it."));
+}
+template <>
+constexpr auto registerMembers<probe::Network>()
+{
+    return members(member("first", &probe::Network::first), member("layers", &probe::Network::layers));
+}
+
+template <>
 struct RegisterImplementation<probe::Nameless> {
     static std::string registerName() { return ""; }
     static constexpr auto registerMembers() { return members(); }
@@ -125,6 +236,16 @@ VORNA_BIND_LOCAL(probe::Leaf)
 VORNA_BIND_LOCAL(probe::Base)
 VORNA_BIND_LOCAL_WITH(probe::Derived, [](auto&) { ++bound; })
 
+VORNA_BIND_LOCAL(probe::Empty)
+VORNA_BIND_LOCAL(probe::Tree)
+VORNA_BIND_LOCAL(probe::Forest)
+VORNA_BIND_LOCAL(probe::Weights)
+VORNA_BIND_LOCAL(probe::Network)
+VORNA_BIND_REMOTE(probe::Weights)
+
+// A node with one object of the class in its store.
+using Server = trovi::TroviNode<trovi::Puller, trovi::Publisher>;
+
 int twice(int value) { return 2 * value; }
 VORNA_BIND_FREE_FUNCTION("probe::tools::twiceTheValue", &twice, "Twice the value.", "value")
 
@@ -140,6 +261,19 @@ PYBIND11_MODULE(binder_probe, module)
         Binder::getInstance().addBindingFunction("trovi_bind_local_type_twice", [](py::module_&) {});
     });
     const py::handle root = module;
+    py::class_<Server>(module, "Server")
+        .def(py::init([](const std::string& sender, const std::string& receiver, std::uint64_t id) {
+            auto made = std::make_unique<Server>(sender, receiver, id);
+            made->store().insert("weights", std::make_unique<probe::Weights>());
+            return made;
+        }))
+        .def("close", &Server::stop, py::call_guard<py::gil_scoped_release>());
+    module.def("open_client", [root](const std::string& sender, const std::string& receiver, std::uint64_t id) {
+        using namespace trovi::python;
+        PythonNodeSingleton::replace(std::make_shared<PythonNode>(sender, receiver, id, root));
+        PythonNodeSingleton::getInstance()->openRemoteNode(1, "far");
+    });
+    module.def("close_client", [] { trovi::python::PythonNodeSingleton::replace(nullptr); });
     const auto binding = [root](void (*bind)(py::module_&)) {
         return [root, bind] {
             auto m = py::reinterpret_borrow<py::module_>(root);
