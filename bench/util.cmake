@@ -1,0 +1,3 @@
+vorna_bench(NAME bm_tensor
+  SOURCES bm_tensor.cpp
+  DEPS    util trovi_serial)
