@@ -34,8 +34,8 @@ struct RegisterRow {
 
 template <class R>
 constexpr auto fieldRows = std::apply(
-    [](const auto&... f) {
-        return std::array{FieldRow{f.name, f.meaning, f.index, f.low, f.width, f.from, f.mask}...};
+    []<class... Fs>(const Fs&... f) {
+        return std::array{FieldRow{f.name, f.meaning, f.index, Fs::low, Fs::width, Fs::from, Fs::mask}...};
     },
     R::fields);
 
