@@ -81,6 +81,8 @@ VirtualBoard::VirtualBoard(std::string serialNumber, ChipKind kind)
     : serial(std::move(serialNumber)), chipKind(kind), chip(chipOf(kind)), worker([this] { work(); })
 {}
 
+VirtualBoard::~VirtualBoard() { end(); }
+
 void VirtualBoard::unplug()
 {
     const auto self = weak_from_this().lock(); // may be kept by the registry alone
@@ -186,6 +188,8 @@ void VirtualBoard::order(Task newTask)
 
 void VirtualBoard::end()
 {
+    if (!worker.joinable())
+        return;
     {
         const std::lock_guard lock(mutex);
         pullOut();

@@ -63,7 +63,7 @@ class VirtualBoard : public std::enable_shared_from_this<VirtualBoard> {
 public:
     VirtualBoard(const VirtualBoard&) = delete;
     VirtualBoard& operator=(const VirtualBoard&) = delete;
-    virtual ~VirtualBoard() = default;
+    virtual ~VirtualBoard();
 
     /// Pulls the cable: transfers under way end, open doors fail from now on. Does nothing a second time.
     void unplug();
@@ -127,7 +127,8 @@ protected:
     virtual void started() {}
 
     void order(Task newTask);
-    /// For the destructor of each kind, before what the worker uses goes: pulls the cable and joins the worker.
+    /// For the destructor of each kind, before what the worker uses goes: pulls the cable and joins the worker. Does
+    /// nothing a second time.
     void end();
     void putChip(Board& board) const;
     const MemoryChip& memory() const;

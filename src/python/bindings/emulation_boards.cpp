@@ -51,6 +51,10 @@ VORNA_BIND_LOCAL(emulation::OpalKellyOptions)
 VORNA_BIND_LOCAL(emulation::BoardCounters)
 VORNA_BIND_LOCAL(emulation::WireFault)
 VORNA_BIND_LOCAL_WITH(emulation::VirtualBoard, [](auto& cls) {
+    cls.def(
+        "inject_fault",
+        [](VirtualBoard& self, const py::kwargs& keywords) { self.injectFault(optionsFrom<WireFault>(keywords)); },
+        "The same, with the fault's members as keyword arguments.");
     cls.def("__enter__", [](py::object self) { return self; });
     cls.def("__exit__", [](VirtualBoard& self, const py::args&) {
         const py::gil_scoped_release waiting;
