@@ -64,7 +64,8 @@ void PacketDispatcher::dispatch(PacketPtr packet) const
     if (!packet)
         return;
     const std::shared_lock lock(mutex);
-    entryFor(*packet).function(std::move(packet));
+    const pktfunc& function = entryFor(*packet).function;
+    function(std::move(packet));
 }
 
 } // namespace keplin
