@@ -28,3 +28,21 @@ def test_events_cross_both_ways_as_arrays(vorna, server, remote):
         for wrong in (events["x"], events[::2], numpy.zeros((2, 2), empty.dtype), numpy.zeros(3, "f8"), b"123"):
             with pytest.raises(TypeError):
                 source.write(wrong)
+
+
+def test_events_of_one_kind_as_an_array(vorna):
+    e, nodes = vorna.tessel.event, vorna.graph.nodes
+    sink, source = nodes.BufferSinkNode_tessel_event_spike(), nodes.EventSource_tessel_event_output_event()
+    assert sink.get_buf_array().dtype.names == ("layer", "feature", "y", "x", "timestamp")
+    parts = []
+    with vorna.graph.EventFilterGraph() as graph:
+        chosen = graph.add_filter_node("TesselEventTypeFilter_OutputEvents")
+        graph.get_node(chosen).set_desired_type("tessel::event::Spike")
+        graph.add_destination(chosen, sink.get_input_channel())
+        source.add_destination(graph.get_node_input(chosen))
+        graph.start()
+        source.write([e.Spike(layer=i % 9, feature=i, timestamp=1 << 31) for i in range(1000)])
+        wait_for(lambda: parts.append(sink.get_buf_array()) or sum(map(len, parts)) == 1000, what="the spikes")
+    spikes = numpy.concatenate(parts)
+    assert (spikes["feature"] == numpy.arange(1000)).all() and (spikes["timestamp"] == 1 << 31).all()
+    assert (spikes["layer"] == numpy.arange(1000) % 9).all()
