@@ -28,6 +28,8 @@ TELLING = {
                                "Layer[3] input size x: 16 different than Layer[0] output size x: 32 pooling: 1",
                                "Biases array must have dimension [10]"],
     "09-register-writes.py": ["inputFeaturesLess1High", "DVS", "onChannelDisable"],
+    "10-run-a-chip-model.py": ["went to the chip as 337 events", "must be in [0,3]", "through the graph: [(3, 3, 2)]",
+                               "block 13 holds 77"],
 }
 
 
