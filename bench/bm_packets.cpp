@@ -20,6 +20,7 @@
 #include "SideBySide.h"
 #include "keplin/BlockDecoder.h"
 #include "keplin/PacketDelivery.h"
+#include "tessel/event/Codec.h"
 
 namespace {
 
@@ -29,26 +30,35 @@ constexpr std::uint32_t moduleId = 2;
 constexpr std::size_t blocksPerRead = 8;
 constexpr int reads = 20; // in a round
 
-// Words are decoded as a chip's are: into a tagged union, nearly all of one kind.
-struct Spike {
-    std::uint16_t x, y;
-    std::uint8_t feature, layer;
-    std::uint32_t timestamp;
+// Two decoders: one of the chips', and one that does little, beside which the packets' own cost shows.
+struct Chip {
+    using Event = tessel::event::OutputEvent;
+    static void decode(std::uint64_t word, std::vector<Event>& events)
+    {
+        events.push_back(tessel::event::decodeOutputEvent(word));
+    }
 };
-struct Value {
-    std::uint64_t address;
+struct Light {
+    struct Spike {
+        std::uint16_t x, y;
+        std::uint8_t feature, layer;
+        std::uint32_t timestamp;
+    };
+    struct Value {
+        std::uint64_t address;
+    };
+    using Event = std::variant<Spike, Value>;
+    static void decode(std::uint64_t word, std::vector<Event>& events)
+    {
+        if ((word & 1 << 27) == 0)
+            events.emplace_back(Spike{static_cast<std::uint16_t>(word & 0x7F),
+                                      static_cast<std::uint16_t>(word >> 7 & 0x7F),
+                                      static_cast<std::uint8_t>(word >> 14), static_cast<std::uint8_t>(word >> 24 & 7),
+                                      static_cast<std::uint32_t>(word >> 32)});
+        else
+            events.emplace_back(Value{word >> 3});
+    }
 };
-using Event = std::variant<Spike, Value>;
-
-void decode(std::uint64_t word, std::vector<Event>& events)
-{
-    if ((word & 7) == 0)
-        events.emplace_back(Spike{static_cast<std::uint16_t>(word >> 8 & 0x1FF),
-                                  static_cast<std::uint16_t>(word >> 17 & 0x1FF), static_cast<std::uint8_t>(word >> 26),
-                                  static_cast<std::uint8_t>(word >> 34 & 0xF), static_cast<std::uint32_t>(word >> 38)});
-    else
-        events.emplace_back(Value{word >> 3});
-}
 
 /// Reads of packets with `words` 64-bit words each; a packet that the last block cuts goes on in the first.
 struct Reads {
@@ -60,7 +70,7 @@ struct Reads {
         while (stream.size() + 1 + 2 * words <= room) {
             stream.push_back(header::length.put(8 * words - 1) | header::moduleId.put(moduleId));
             for (std::uint32_t i = 0; i < 2 * words; ++i)
-                stream.push_back(static_cast<std::uint32_t>(random()) & (i % 2 == 0 ? ~7U : ~0U));
+                stream.push_back(static_cast<std::uint32_t>(random()) & (i % 2 == 0 ? 0x07FF'FFFF : ~0U));
             ++packets;
         }
         stream.resize(room);
@@ -82,9 +92,10 @@ struct Reads {
 };
 
 /// The least that has to be done: headers are followed and words decoded where they lie.
+template <class Decoder>
 class InPlace {
 public:
-    void parse(const Reads& read, std::vector<Event>& events)
+    void parse(const Reads& read, std::vector<typename Decoder::Event>& events)
     {
         std::uint32_t missing = 0;
         for (std::size_t b = 0; b < read.blocks.size(); b += BlockWords) {
@@ -97,13 +108,13 @@ public:
                     missing = wordsOfHeader(*word++) - 1;
                 }
                 if (low && word != end) { // a block's end has cut an event word
-                    decode(*low | std::uint64_t{*word++} << 32, events);
+                    Decoder::decode(*low | std::uint64_t{*word++} << 32, events);
                     low.reset();
                     missing -= 1;
                 }
                 const auto here = std::min<std::ptrdiff_t>(missing, end - word);
                 for (const std::uint32_t* const last = word + (here & ~1); word != last; word += 2)
-                    decode(word[0] | std::uint64_t{word[1]} << 32, events);
+                    Decoder::decode(word[0] | std::uint64_t{word[1]} << 32, events);
                 missing -= static_cast<std::uint32_t>(here);
                 if (here % 2 != 0)
                     low = *word++;
@@ -117,18 +128,19 @@ private:
     std::optional<std::uint32_t> low;
 };
 
-void decodeInto(std::vector<Event>& events, const PacketBuffer& packet)
+template <class Decoder>
+void decodeInto(std::vector<typename Decoder::Event>& events, const PacketBuffer& packet)
 {
-    packet.forEachEventWord([&](std::uint64_t word) { decode(word, events); });
+    packet.forEachEventWord([&](std::uint64_t word) { Decoder::decode(word, events); });
 }
 
 /// Runs `read(events)` for each read of a round, beside the parse in place.
-template <class Read>
+template <class Decoder, class Read>
 void besideInPlace(benchmark::State& state, const Reads& input, Read read)
 {
-    std::vector<Event> events;
+    std::vector<typename Decoder::Event> events;
     events.reserve(input.wordCount);
-    InPlace inPlace;
+    InPlace<Decoder> inPlace;
     bench::sideBySide(
         state, static_cast<double>(reads * input.wordCount),
         [&] {
@@ -151,6 +163,7 @@ void besideInPlace(benchmark::State& state, const Reads& input, Read read)
         });
 }
 
+template <class Decoder>
 void BM_BlocksToWords(benchmark::State& state)
 {
     std::thread([] {}).join(); // from here on mutexes are real
@@ -161,19 +174,21 @@ void BM_BlocksToWords(benchmark::State& state)
     BlockDecoder decoder;
     PacketDelivery::Memory memory;
     PacketRun run;
-    besideInPlace(state, input, [&](std::vector<Event>& events) {
+    besideInPlace<Decoder>(state, input, [&](auto& events) {
         {
             PacketDelivery delivery(&dispatcher, unused, memory);
             decoder.decode(input.bytes(), 0, delivery);
         }
         received.dequeueAll(run);
         for (std::size_t i = 0; i < run.size(); ++i)
-            decodeInto(events, run[i]);
+            decodeInto<Decoder>(events, run[i]);
         Keplin::putPacketBuffers(run);
     });
 }
-BENCHMARK(BM_BlocksToWords)->Arg(32)->Arg(1)->UseManualTime();
+BENCHMARK_TEMPLATE(BM_BlocksToWords, Chip)->Arg(32)->Arg(1)->UseManualTime();
+BENCHMARK_TEMPLATE(BM_BlocksToWords, Light)->Arg(32)->Arg(1)->UseManualTime();
 
+template <class Decoder>
 void BM_OneByOne(benchmark::State& state)
 {
     std::thread([] {}).join();
@@ -181,7 +196,7 @@ void BM_OneByOne(benchmark::State& state)
     PacketQueue received;
     PacketDispatcher dispatcher;
     dispatcher.setDispatchEntryEv32(moduleId, [&](PacketPtr packet) { received.enqueue(std::move(packet)); });
-    besideInPlace(state, input, [&](std::vector<Event>& events) {
+    besideInPlace<Decoder>(state, input, [&](auto& events) {
         PacketPtr current;
         std::uint32_t written = 0, missing = 0;
         for (std::size_t b = 0; b < input.blocks.size(); b += BlockWords) {
@@ -206,12 +221,13 @@ void BM_OneByOne(benchmark::State& state)
             }
         }
         while (auto packet = received.dequeue()) {
-            decodeInto(events, **packet);
+            decodeInto<Decoder>(events, **packet);
             Keplin::putPacketBuffer(std::move(*packet));
         }
     });
 }
-BENCHMARK(BM_OneByOne)->Arg(32)->Arg(1)->UseManualTime();
+BENCHMARK_TEMPLATE(BM_OneByOne, Chip)->Arg(32)->Arg(1)->UseManualTime();
+BENCHMARK_TEMPLATE(BM_OneByOne, Light)->Arg(32)->Arg(1)->UseManualTime();
 
 void BM_Dispatch(benchmark::State& state)
 {

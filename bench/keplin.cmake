@@ -1,3 +1,3 @@
 vorna_bench(NAME bm_packets
   SOURCES bm_packets.cpp
-  DEPS keplin)
+  DEPS keplin tessel_events)
