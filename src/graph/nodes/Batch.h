@@ -49,7 +49,7 @@ void takeIn(Batch<Event> batch, std::vector<Event>& events)
 {
     // Another owner that has just let go may have read the events until then. The library counts owners by operations
     // that acquire and release, so counting one more comes after all that; looking at the count alone would not.
-    const Batch<Event> counted = batch;
+    const Batch<Event> counted = batch; // NOLINT(performance-unnecessary-copy-initialization)
     if (events.empty() && counted.use_count() == 2)
         events = std::move(*batch);
     else
