@@ -142,6 +142,19 @@ def test_an_array_of_classes_is_set_whole_or_by_element(probe, derived):
     assert [e.value for e in derived.fixed] == [1, 2, 9]
 
 
+def test_dicts_in_a_list_reach_into_its_elements(probe, derived, capsys):
+    derived.fixed = leaves(probe, 1, 2, 3)
+    second = derived.fixed[1]
+    derived.fixed = [{"value": 7}, {}, probe.probe.Leaf(value=8)]
+    assert [e.value for e in derived.fixed] == [7, 2, 8] and second.value == 2
+    for wrong, text in (([{"value": 1}, 2, {}], r"probe.Derived.fixed\[1\]: expected probe.Leaf, or a dict of its members, got 2"),
+                        ([{"value": 1}, {"value": "x"}, {}], "probe.Leaf.value: expected int"),
+                        ([{}, {}], "probe.Derived.fixed: expected list of 3")):
+        with pytest.raises(TypeError, match=text):
+            derived.fixed = wrong
+        assert [e.value for e in derived.fixed] == [7, 2, 8]
+
+
 def test_a_class_without_members_is_a_whole_class(probe, tmp_path):
     empty, stamped = probe.probe.Empty(), probe.probe.Empty()
     assert empty == stamped and repr(empty) == "vorna.probe.Empty()"

@@ -58,6 +58,39 @@ bool loadMember(void* object, const MemberOps& member, py::handle value)
     return member.value->load(member.address(object), value);
 }
 
+bool isDictLike(py::handle value) { return PyMapping_Check(value.ptr()) != 0 && py::hasattr(value, "keys"); }
+
+// A list of which some elements are dicts: those name members of the element that is there, the others stay as they
+// are. All or nothing. False when it is no such list.
+bool loadElements(void* list, const ValueOps& ops, py::handle source, const std::string& what)
+{
+    if (ops.elements == nullptr || !(PyList_Check(source.ptr()) || PyTuple_Check(source.ptr())))
+        return false;
+    const auto items = py::reinterpret_borrow<py::sequence>(source);
+    const std::size_t count = items.size();
+    bool anyDict = false;
+    for (const py::handle item : items)
+        anyDict = anyDict || isDictLike(item);
+    if (!anyDict)
+        return false;
+    const std::shared_ptr<void> changed = ops.clone(list);
+    auto* const first = static_cast<char*>(ops.elements->withCount(changed.get(), count));
+    if (first == nullptr)
+        return false;
+    const ValueOps& element = *ops.elements->element;
+    for (std::size_t i = 0; i < count; ++i) {
+        void* const target = first + i * ops.elements->size;
+        const py::object item = items[i];
+        if (element.load(target, item))
+            continue;
+        if (!isDictLike(item))
+            throwWrongValue(what + "[" + std::to_string(i) + "]", element.expectation(), item);
+        memberValueFromDictionary(target, element.reflected(), py::dict(item));
+    }
+    ops.assign(list, changed.get());
+    return true;
+}
+
 const ClassOps& classOpsOf(const py::detail::function_call& call)
 {
     return *static_cast<const ClassOps*>(call.func.data[0]);
@@ -139,9 +172,11 @@ void setMember(void* object, const ClassOps& owner, const MemberOps& member, py:
 {
     if (loadMember(object, member, value))
         return;
-    if (member.value->reflected == nullptr || !PyMapping_Check(value.ptr()) || !py::hasattr(value, "keys"))
-        throwWrongValue(owner.registeredName() + "." + pythonName(member.name), member.pythonForm->expectation(),
-                        value);
+    const std::string what = owner.registeredName() + "." + pythonName(member.name);
+    if (member.convertedSet == nullptr && loadElements(member.address(object), *member.value, value, what))
+        return;
+    if (member.value->reflected == nullptr || !isDictLike(value))
+        throwWrongValue(what, member.pythonForm->expectation(), value);
     memberValueFromDictionary(member.address(object), member.value->reflected(),
                               py::dict(py::reinterpret_borrow<py::object>(value)));
 }

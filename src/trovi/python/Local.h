@@ -34,6 +34,7 @@
 namespace trovi::python {
 
 struct ClassOps;
+struct ElementsOps;
 
 /// What the binder needs of one value type; one constant for each type.
 struct ValueOps {
@@ -45,6 +46,14 @@ struct ValueOps {
     std::shared_ptr<void> (*clone)(const void* value);
     void (*assign)(void* value, const void* saved);
     const ClassOps& (*reflected)(); ///< null for a type without a description
+    const ElementsOps* elements;    ///< null unless a list of a described class
+};
+
+/// What the binder needs of a list (vector or array) whose elements are of a described class.
+struct ElementsOps {
+    const ValueOps* element;
+    std::size_t size;                                       ///< of an element, in bytes
+    void* (*withCount)(void* container, std::size_t count); ///< the first element; null: can't have so many
 };
 
 struct MemberOps {
@@ -265,6 +274,15 @@ void setAside([[maybe_unused]] const V* value)
 
 } // namespace detail
 
+namespace detail {
+
+template <class V>
+struct ListOfDescribed {
+    static constexpr bool value = false;
+};
+
+} // namespace detail
+
 template <class V>
 struct ValueOpsOf {
     static py::object toPython(const void* value, py::handle parent)
@@ -297,8 +315,30 @@ struct ValueOpsOf {
         else
             return nullptr;
     }();
-    static constexpr ValueOps ops{typeName<V>(), &typeText<V>, &detail::expectationOf<V>, toPython, load, clone,
-                                  assign,        reflected};
+    static constexpr auto elements = []() -> const ElementsOps* {
+        if constexpr (detail::ListOfDescribed<V>::value)
+            return &detail::ListOfDescribed<V>::ops;
+        else
+            return nullptr;
+    }();
+    static constexpr ValueOps ops{typeName<V>(), &typeText<V>, &detail::expectationOf<V>, toPython, load, clone, assign,
+                                  reflected,     elements};
+};
+
+template <class V>
+requires detail::Elements<V>::isContainer && isReflected<typename detail::Elements<V>::Element>
+struct detail::ListOfDescribed<V> {
+    using Element = typename Elements<V>::Element;
+    static constexpr bool value = trovi::detail::isStdArray<V> || std::is_default_constructible_v<Element>;
+
+    static void* withCount(void* container, std::size_t count)
+    {
+        auto& list = *static_cast<V*>(container);
+        if constexpr (!trovi::detail::isStdArray<V>)
+            list.resize(count);
+        return list.size() == count ? list.data() : nullptr;
+    }
+    static constexpr ElementsOps ops{&ValueOpsOf<Element>::ops, sizeof(Element), withCount};
 };
 
 namespace detail {
