@@ -34,6 +34,13 @@ demo: vorna ## a virtual camera, a graph and a second process, on screen; RECORD
 test: build ## every C++ and Python test; ends in one line that counts all
 	tools/run-tests.py '$(BUILD)' --jobs $(JOBS)
 
+# ---- the machine
+
+.PHONY: install-udev
+install-udev: ## as root: lets users open the boards on USB
+	install -D -m 644 packaging/60-vorna.rules '$(DESTDIR)/etc/udev/rules.d/60-vorna.rules'
+	$(if $(DESTDIR),,udevadm control --reload && udevadm trigger --subsystem-match=usb)
+
 # ---- building
 
 .PHONY: deps dev-deps configure build vorna module pythons
