@@ -30,6 +30,10 @@ TELLING = {
     "09-register-writes.py": ["inputFeaturesLess1High", "DVS", "onChannelDisable"],
     "10-run-a-chip-model.py": ["went to the chip as 337 events", "must be in [0,3]", "through the graph: [(3, 3, 2)]",
                                "block 13 holds 77"],
+    "11-boards-in-software.py": ["emulated dev kit, serial number KIT1, at 250:1", "configured: False",
+                                 "emulated dev kit, serial number unknown",
+                                 "flash: [1, 0, 2, 0, 3, 0, 4, 0, 255, 255]", "emulated dev kit, serial number KIT1, at 250:3",
+                                 "flash: [1, 0, 2, 0] problems: []"],
 }
 
 
