@@ -94,8 +94,8 @@ void PacketStash::refill()
         buffers.push_back(std::make_unique<PacketBuffer>());
         ++Keplin::packetsInCirculation;
     } else {
-        constexpr std::uint32_t fewest = 32;
-        const std::uint32_t expected = std::max(fewest, usedLastTurn - std::min(usedLastTurn, taken));
+        // no more than a turn like the last one would take; in a longer one twice as many each time
+        const std::uint32_t expected = usedLastTurn > taken ? usedLastTurn - taken : std::max(1U, taken);
         pool.moveBackTo(buffers, std::min<std::size_t>(pool.size(), expected));
     }
     taken += static_cast<std::uint32_t>(buffers.size());
@@ -109,6 +109,18 @@ void PacketStash::giveBack()
     const auto left = static_cast<std::uint32_t>(buffers.size());
     usedLastTurn = taken - std::min(taken, left);
     taken = 0;
+    if (buffers.empty())
+        return;
+    const std::lock_guard lock(Keplin::bufferPoolMutex.value);
+    count.store(0, std::memory_order_relaxed);
+    Keplin::putLocked(buffers);
+    while (!buffers.empty())
+        buffers.pop_front();
+}
+
+PacketStash::~PacketStash()
+{
+    giveBack();
     if (!listed)
         return;
     const std::lock_guard lock(Keplin::bufferPoolMutex.value);
@@ -116,11 +128,6 @@ void PacketStash::giveBack()
     while (*link != this)
         link = &(*link)->next;
     *link = next;
-    listed = false;
-    count.store(0, std::memory_order_relaxed);
-    Keplin::putLocked(buffers);
-    while (!buffers.empty())
-        buffers.pop_front();
 }
 
 Keplin::~Keplin()

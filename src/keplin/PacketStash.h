@@ -15,7 +15,7 @@ namespace keplin {
 class PacketStash {
 public:
     PacketStash() = default;
-    ~PacketStash() { giveBack(); }
+    ~PacketStash();
     PacketStash(const PacketStash&) = delete;
     PacketStash& operator=(const PacketStash&) = delete;
 
@@ -52,7 +52,7 @@ private:
     std::uint32_t taken = 0; // from the pool in this turn
     std::uint32_t usedLastTurn = 0;
     std::atomic<std::uint32_t> count{0}; // of buffers, for the statistics
-    bool listed = false;                 // in Keplin::stashes; only changed under the pool's lock
+    bool listed = false;                 // in Keplin::stashes, from the first get() on; changed under the pool's lock
     PacketStash* next = nullptr;         // in that list; under the pool's lock
 };
 

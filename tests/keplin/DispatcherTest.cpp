@@ -92,6 +92,39 @@ TEST(DispatcherDeathTest, WhatMustHoldEndsTheProcess)
         "Unexpected packet format\\.");
 }
 
+TEST(Delivery, ACallbackFindsThePoolWithEveryBufferThatIsFree)
+{
+    PacketRun free;
+    for (int i = 0; i < 5; ++i)
+        free.push_back(Keplin::getEmptyPacketBuffer());
+    Keplin::putPacketBuffers(free);
+    PacketRun others; // so that five are left
+    while (poolStats().inPool > 5)
+        others.push_back(Keplin::getEmptyPacketBuffer());
+    const PoolStats before = poolStats();
+
+    PacketDispatcher dispatcher;
+    PacketQueue transmit, chip, unused;
+    PacketDelivery::Memory memory;
+    dispatcher.setDispatchEntryEv32(2, enqueueInto(chip));
+    dispatcher.setDispatchEntryRaw(5, [&](PacketPtr request) {
+        transmit.enqueue(packet(6, PktFmt::Raw, {1}));
+        Keplin::putPacketBuffer(std::move(request));
+    });
+    const auto deliver = [&](int packets, std::uint32_t header) {
+        PacketDelivery delivery(&dispatcher, unused, memory);
+        for (int i = 0; i < packets; ++i) {
+            PacketPtr packet = delivery.getEmptyPacketBuffer();
+            packet->header = header;
+            delivery.deliver(std::move(packet), header);
+        }
+    };
+    deliver(5, 0x0200);
+    chip.clear();
+    deliver(4, 0x4500); // after a turn that used all five
+    EXPECT_EQ(poolStats(), (PoolStats{before.inCirculation, 1})) << "four wait to be sent, and none was made";
+}
+
 // A delivery holds packets back; what clients can see must be as if it did not.
 TEST(Delivery, BehavesAsIfEveryPacketWereDispatchedByItself)
 {
