@@ -10,6 +10,7 @@
 
 #include "Packets.h"
 #include "keplin/io/KeplinReaderWriter.h"
+#include "keplin/io/LoopThread.h"
 #include "keplin/io/OkReaderWriter.h"
 
 using namespace packets;
@@ -311,6 +312,30 @@ TYPED_TEST(ReaderWriter, ACallbackMayEndTheLoop)
         calls.wait(turn - 1);
         EXPECT_TRUE(this->readerWriter.setPacketDispatcher(dispatcher)) << "it waits for the loop's end";
         EXPECT_EQ(calls, turn);
+    }
+}
+
+// While another thread waits for the loop's end, and after the loop has ended itself.
+TEST(LoopThreadTest, TheLoopItselfCanNeitherStartItNorChangeThings)
+{
+    LoopThread loop;
+    for (const bool endsItself : {false, true}) {
+        std::atomic<bool> entered = false, changed = false;
+        loop.start([&] {
+            entered = true;
+            entered.notify_all();
+            if (endsItself)
+                loop.stop();
+            while (loop.running())
+                std::this_thread::yield();
+            loop.start([] {});
+            EXPECT_FALSE(loop.whileStopped([&] { changed = true; }));
+        });
+        entered.wait(false);
+        loop.stop();
+        EXPECT_FALSE(changed);
+        EXPECT_TRUE(loop.whileStopped([&] { changed = true; }));
+        EXPECT_TRUE(changed);
     }
 }
 

@@ -6,6 +6,8 @@ namespace keplin {
 
 void LoopThread::start(std::function<void()> body)
 {
+    if (isLoop())
+        return;
     const std::lock_guard lock(mutex);
     if (run)
         return;
@@ -27,7 +29,7 @@ void LoopThread::start(std::function<void()> body)
 void LoopThread::stop()
 {
     run = false;
-    if (loop == std::this_thread::get_id())
+    if (isLoop())
         return;
     const std::lock_guard lock(mutex);
     run = false; // start() may have come in between
@@ -36,6 +38,8 @@ void LoopThread::stop()
 
 bool LoopThread::whileStopped(const std::function<void()>& change)
 {
+    if (isLoop())
+        return false;
     const std::lock_guard lock(mutex);
     if (run)
         return false;
@@ -43,6 +47,8 @@ bool LoopThread::whileStopped(const std::function<void()>& change)
     change();
     return true;
 }
+
+bool LoopThread::isLoop() const { return loop == std::this_thread::get_id(); }
 
 void LoopThread::join()
 {

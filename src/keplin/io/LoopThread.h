@@ -11,7 +11,8 @@ namespace keplin {
 /// Stopped, then running from start() until stop(). Its owner must stop() it: a thread that still runs when this is
 /// destroyed ends the process.
 /// Locks: its mutex, while it starts the thread and while it waits for its end.
-/// Threads: thread-safe. The loop itself may call running() and stop(), which then only makes it end.
+/// Threads: thread-safe. From the loop itself stop() only makes it end, start() does nothing, and whileStopped() is
+/// false.
 class LoopThread {
 public:
     /// Runs `body`, which returns soon after running() turned false. Does nothing if already running.
@@ -27,6 +28,7 @@ public:
     bool whileStopped(const std::function<void()>& change);
 
 private:
+    bool isLoop() const;
     void join();
 
     std::mutex mutex; // of `thread`
