@@ -156,6 +156,43 @@ TEST(BasicSink, TakesBatchesThatOthersReadUntilThen)
     EXPECT_EQ(seen, 2U * batches);
 }
 
+// The other owner lets go in the moment in which the batch is looked at. Nothing but the batch orders the two threads.
+TEST(BasicSink, LeavesABatchAloneUntilItsReadersAreDone)
+{
+    constexpr int rounds = 1000;
+    std::vector<Batch<int>> given(rounds);
+    std::atomic<int> handedOver = 0, reading = 0;
+    int seen = 0, taken = 0;
+    const auto await = [](const auto& holds) {
+        for (int looks = 0; !holds(); ++looks)
+            if (looks > 20'000) // before that, giving the processor away would miss the moment
+                std::this_thread::yield();
+    };
+    std::thread reader([&] {
+        for (int i = 0; i < rounds; ++i) {
+            await([&] { return handedOver.load(std::memory_order_acquire) > i; });
+            reading.store(i + 1, std::memory_order_relaxed);
+            seen += given[static_cast<std::size_t>(i)]->front();
+            given[static_cast<std::size_t>(i)].reset();
+        }
+    });
+    for (int i = 0; i < rounds; ++i) {
+        auto batch = std::make_shared<std::vector<int>>(1, 1);
+        given[static_cast<std::size_t>(i)] = batch;
+        handedOver.store(i + 1, std::memory_order_release);
+        await([&] { return reading.load(std::memory_order_relaxed) == i + 1; });
+        for (int look = 0; look < i % 32; ++look)
+            static_cast<void>(batch.use_count());
+        std::vector<int> events;
+        detail::takeIn(std::move(batch), events);
+        taken += events.at(0);
+        events[0] = 100; // the owner's from now on
+    }
+    reader.join();
+    EXPECT_EQ(seen, rounds);
+    EXPECT_EQ(taken, rounds);
+}
+
 TEST(Sinks, AnswerWhileAGraphKeepsThemBusy)
 {
     Buffer sink;

@@ -47,13 +47,15 @@ void appendWaiting(ondra::Channel<Batch<Event>>& channel, std::vector<Event>& ev
 template <class Event>
 void takeIn(Batch<Event> batch, std::vector<Event>& events)
 {
-    // Another owner that has just let go may have read the events until then. The library counts owners by operations
-    // that acquire and release, so counting one more comes after all that; looking at the count alone would not.
-    const Batch<Event> counted = batch; // NOLINT(performance-unnecessary-copy-initialization)
-    if (events.empty() && counted.use_count() == 2)
+    // Another owner that has let go may have read the events until then, and looking at the count acquires nothing. The
+    // library counts owners by operations that acquire and release: with no other owner left, one more count comes
+    // after all that they did.
+    if (events.empty() && batch.use_count() == 1) {
+        const Batch<Event> counted = batch; // NOLINT(performance-unnecessary-copy-initialization)
         events = std::move(*batch);
-    else
+    } else {
         events.insert(events.end(), batch->begin(), batch->end());
+    }
 }
 
 } // namespace detail
