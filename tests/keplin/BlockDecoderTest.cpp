@@ -161,6 +161,63 @@ TEST(BlockDecoder, GivesTheSamePacketsHoweverReadsAreCut)
 
 namespace {
 
+/// The packets in these blocks, found a word at a time.
+std::vector<Words> wordByWord(const std::vector<Words>& blocks)
+{
+    std::vector<Words> packets;
+    Words current;
+    std::uint32_t missing = 0;
+    for (const Words& block : blocks)
+        for (std::size_t i = 1; i < block.size(); ++i) {
+            if (missing == 0) {
+                if (block[i] == 0)
+                    break;
+                current.clear();
+                missing = (((block[i] & 0xFF) + 4) >> 2) + 1;
+            }
+            current.push_back(block[i]);
+            if (--missing == 0)
+                packets.push_back(current);
+        }
+    return packets;
+}
+
+} // namespace
+
+// A board may send anything: each word that is not zero is a header to somebody.
+TEST(BlockDecoder, MakesPacketsOfAnyWords)
+{
+    std::mt19937 random(2);
+    const auto next = [&] { return static_cast<std::uint32_t>(random()); };
+    const struct {
+        const char* what;
+        std::function<std::uint32_t()> word;
+    } rows[] = {
+        {"noise", next},
+        {"short packets, many ends", [&] { return next() % 4 ? next() & 0xFFFF'FF03 : 0; }},
+        {"long packets, few ends", [&] { return next() % 50 ? next() | 0xF0 : 0; }},
+        {"all bits", [] { return 0xFFFF'FFFFU; }},
+        {"headers of the shortest packet alone", [] { return 0x100U; }},
+    };
+    for (const auto& row : rows)
+        for (int round = 0; round < 40; ++round) {
+            std::vector<Words> blocks(1 + next() % 12, Words(BlockWords));
+            std::vector<Bytes> reads(1);
+            for (Words& block : blocks) {
+                std::generate(block.begin(), block.end(), row.word);
+                const Bytes bytes = bytesOf(block);
+                if (next() % 3 == 0)
+                    reads.emplace_back();
+                reads.back().insert(reads.back().end(), bytes.begin(), bytes.end());
+            }
+            std::int32_t credit = 0;
+            ASSERT_EQ(decode(reads, &credit), wordByWord(blocks)) << row.what;
+            EXPECT_EQ(credit, static_cast<std::int32_t>(blocks.back()[0]));
+        }
+}
+
+namespace {
+
 struct Endpoint : KeplinEndpoint {
     std::function<Bytes(int)> read;
     Bytes readKeplinEndpoint(int blocks) override { return read(blocks); }
