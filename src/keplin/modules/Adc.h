@@ -77,8 +77,8 @@ constexpr auto trovi::registerMemberFunctions<keplin::modules::adc::Adc>()
     return functions(
         function("set_sample_rate", &Adc::setSampleRate,
                  "Chooses a rate in Hz and returns the one that results, 100 MHz divided by a whole number; both are "
-                 "cut to 16 "
-                 "bits. update_sample_rate() sends it. Raises for 0 and for rates above 100 MHz.",
+                 "cut to 16 bits. update_sample_rate() sends it. 0 and rates above 100 MHz are refused with an error, "
+                 "which ends the process that holds the converter.",
                  "rate"),
         function("get_sample_rate", &Adc::getSampleRate, "The rate in Hz, cut to 16 bits. 10000 at first."),
         function("start", &Adc::start, "Starts sampling."), function("stop", &Adc::stop, "Stops sampling."),

@@ -84,13 +84,17 @@ constexpr auto trovi::registerMemberFunctions<keplin::modules::dac::Dac>()
 {
     using keplin::modules::dac::Dac;
     return functions(
-        function("set_channel_value", &Dac::setChannelValue,
-                 "Stores the value of one channel, counted from 0, in the unit of its spec; what lies outside its "
-                 "range is sent as the nearest end. Raises when there is no such channel.",
-                 "channel, value"),
-        function("set_channel_values", &Dac::setChannelValues, "Stores the values of all channels.", "values"),
+        function(
+            "set_channel_value", &Dac::setChannelValue,
+            "Stores the value of one channel, counted from 0, in the unit of its spec; what lies outside its "
+            "range is sent as the nearest end. A channel that does not exist is refused with an error, which ends the "
+            "process that holds the converter.",
+            "channel, value"),
+        function("set_channel_values", &Dac::setChannelValues,
+                 "Stores the values of all channels, the first that of channel 0.", "values"),
         function("get_channel_values", &Dac::getChannelValues, "The stored values."),
-        function("update_channel_values", &Dac::updateChannelValues, "Sends the stored values to the board."));
+        function("update_channel_values", &Dac::updateChannelValues,
+                 "Sends the stored values to the board, those of the channels that have a spec."));
 }
 
 template <>
