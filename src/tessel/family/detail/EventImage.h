@@ -6,6 +6,7 @@
 // Members are written as whole words, since a narrow write that is read back wide (as a vector does when it takes the
 // event over) costs some ten cycles.
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstddef>
@@ -44,6 +45,23 @@ inline constexpr std::uint32_t alternativeIndex<T, std::variant<Alternatives...>
     return index;
 }();
 
+/// What the standard library leaves open, and the images below take for granted: the alternatives of the variant begin
+/// at its first byte, and there is no room for its index but in the last four.
+template <class Variant>
+inline constexpr bool indexFollowsAlternatives = false;
+template <class... Alternatives>
+inline constexpr bool indexFollowsAlternatives<std::variant<Alternatives...>> = [] {
+    using Variant = std::variant<Alternatives...>;
+    constexpr auto atFirstByte = []<class T>(const T& alternative) {
+        const Variant variant{alternative};
+        return static_cast<const void*>(&variant) == static_cast<const void*>(std::get_if<T>(&variant));
+    };
+    constexpr std::size_t largest = std::max({sizeof(Alternatives)...}),
+                          alignment = std::max({alignof(Alternatives)...});
+    return (atFirstByte(Alternatives{}) && ...) &&
+           (largest + alignment - 1) / alignment * alignment + sizeof(std::uint32_t) == sizeof(Variant);
+}();
+
 /// Of a variant whose alternatives begin at its first byte and whose index follows them, in the last four bytes.
 /// Words, of type WordTable, are told apart by their bits CodeLow to CodeHigh; each has a time in bits 32 to 63 that
 /// goes to byte 4 or 8 of the event, and at most three other fields, in the event's first 8 bytes.
@@ -68,6 +86,7 @@ private:
         std::uint32_t index;
     };
     static_assert(sizeof(Image) == sizeof(Variant) && std::is_trivially_copyable_v<Variant>);
+    static_assert(indexFollowsAlternatives<Variant>, "the image of this library's variant is another");
 
     struct alignas(64) Row {
         std::array<std::uint64_t, 3> mask{}; ///< of a field, at its place in the event
