@@ -1,4 +1,5 @@
 """Proxies of objects that have data members: what a server, played by hand, is asked and told by them."""
+import gc
 import struct
 import threading
 
@@ -30,7 +31,8 @@ def element(obj, type_name, name):
 
 
 CONTENT = [element(5, "device::OpenedDevice", "Opened"), element(6, "device::DriverReferenceType", "Role"),
-           element(7, "trovi::StoreRef", "Ref")]
+           element(7, "trovi::StoreRef", "Ref"), element(8, "tessel::configuration::DVSLayerConfig", "Tessel"),
+           element(9, "ravik::configuration::DVSLayerConfig", "Ravik")]
 RETURN_ADDRESS = 8 + 8 + 36
 
 
@@ -81,14 +83,19 @@ class Server:
 
 
 @pytest.fixture
-def far(vorna, node_id):
-    server = Server()
-    vorna.setup_local_node(*server.endpoints, node_id())
+def by_hand(vorna, node_id):
+    made = Server()
+    vorna.setup_local_node(*made.endpoints, node_id())
+    yield made
+    made.close()
+
+
+@pytest.fixture
+def far(vorna, by_hand):
     vorna.open_remote_node(STORE, "members")
-    vorna.members.server = server
+    vorna.members.server = by_hand
     yield vorna.members
     vorna.close_remote_node("members")
-    server.close()
 
 
 def without_return_address(body, frame):
@@ -107,6 +114,30 @@ def test_classes_and_their_attributes(vorna, far):
     assert [n for n in vars(type(far.Opened)) if not n.startswith("_")] == \
         ["device_info", "reference_type", "store_ref", "get_store_reference"]
     assert not far.server.received, "nothing moves until a leaf is read"
+
+
+def test_classes_of_one_name_stay_apart(vorna, far):
+    """Both chip families have classes of these names, and one store may hold objects of both."""
+    assert type(far.Tessel).__name__ == type(far.Ravik).__name__ == "__Remote__DVSLayerConfig__"
+    assert type(far.Tessel) is not type(far.Ravik)
+    destinations = [vorna.ravik.configuration.DVSLayerDestination(layer=3)] * 2
+    far.Ravik.destinations = destinations
+    assert far.server.next_message() == struct.pack("<i", 0) + header(9, SET, 0) + with_length(b"\3\0\3\0")
+    with pytest.raises(TypeError):
+        far.Tessel.destinations = destinations
+
+
+def test_a_proxy_that_is_kept_beyond_its_store(vorna, by_hand):
+    vorna.open_remote_node(STORE, "first")
+    kept = vorna.first.Opened
+    vorna.close_remote_node("first")
+    gc.collect()
+    vorna.open_remote_node(STORE, "again")
+    by_hand.answer = text("serial")
+    for opened in (kept, vorna.again.Opened):
+        assert opened.device_info.serial_number == "serial"
+        assert type(opened.device_info).__name__ == "__Remote__DeviceInfo__"
+    vorna.close_remote_node("again")
 
 
 @pytest.mark.parametrize("read, obj, number, answer, value", [

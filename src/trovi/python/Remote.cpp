@@ -144,6 +144,11 @@ std::string remoteClassName(const std::string& registeredName, const char* kind)
     return std::string("__Remote__") + kind + splitNamespaceString(registeredName).back() + "__";
 }
 
+py::handle scopeOfProxyClass(const py::module_& module, const std::string& name)
+{
+    return module.attr("__dict__").contains(name) ? py::handle() : py::handle(module);
+}
+
 void addRemoteFunction(py::handle cls, const RemoteClassOps& ops, const RemoteFunction& function)
 {
     const std::string name = pythonName(function.name);
@@ -176,7 +181,7 @@ void addPropertyMethods(py::handle cls, const RemoteClassOps& ops, const RemoteM
     addMethod(cls, set);
 }
 
-void addProxyMarks(py::handle cls, const RemoteClassOps& ops)
+void finishProxyClass(py::handle cls, const py::module_& module, const RemoteClassOps& ops)
 {
     SignatureText signature{"({%}) -> %", {ops.type, &typeid(StoreRef), nullptr}};
     FunctionDescription d = describe(
@@ -189,6 +194,8 @@ void addProxyMarks(py::handle cls, const RemoteClassOps& ops)
     d.doc = "Where the object is: its store and its number there.";
     addMethod(cls, d);
     py::setattr(cls, "__trovi_proxy_object__", py::bool_(true));
+    py::setattr(cls, "__module__", module.attr("__name__"));
+    cls.inc_ref();
 }
 
 std::unordered_map<std::string, Remote::Rule>& Remote::rules()

@@ -74,11 +74,17 @@ struct RemoteMember {
 
 void addRemoteFunction(py::handle cls, const RemoteClassOps& ops, const RemoteFunction& function);
 void addRemoteMember(py::handle cls, const RemoteClassOps& ops, const RemoteMember& member);
-void addProxyMarks(py::handle cls, const RemoteClassOps& ops);
+/// Ends the making of a proxy class, which then lives until the process ends: a script may keep a proxy of a store that
+/// it closes, and finds the classes of its members and results by it all the same.
+void finishProxyClass(py::handle cls, const py::module_& module, const RemoteClassOps& ops);
 void addPropertyMethods(py::handle cls, const RemoteClassOps& ops, const RemoteMember& value);
 
 /// "__Remote__" + the last piece of the name + "__"
 std::string remoteClassName(const std::string& registeredName, const char* kind = "");
+
+/// Where the proxy class `name` is put: `module`, or nowhere when that has a class of this name already, as it may with
+/// classes of both chip families.
+py::handle scopeOfProxyClass(const py::module_& module, const std::string& name);
 
 class Remote {
 public:
@@ -274,11 +280,13 @@ void bindRemoteClass(py::module_& module)
                                             &detail::encodeValue<T>,
                                             &detail::decodeReply<T>,
                                             nullptr};
-        py::class_<Proxy> cls(module, remoteClassName(registeredName<T>(), "Property__").c_str());
+        const std::string name = remoteClassName(registeredName<T>(), "Property__");
+        py::class_<Proxy> cls(scopeOfProxyClass(module, name), name.c_str());
         addPropertyMethods(cls, ops, value);
-        addProxyMarks(cls, ops);
+        finishProxyClass(cls, module, ops);
     } else {
-        py::class_<Proxy> cls(module, remoteClassName(registeredName<T>()).c_str(), registerDoc<T>());
+        const std::string name = remoteClassName(registeredName<T>());
+        py::class_<Proxy> cls(scopeOfProxyClass(module, name), name.c_str(), registerDoc<T>());
         forEach(MetaHolder<T>::members, [&](const auto& m) {
             using Value = typename std::remove_cvref_t<decltype(m)>::Type;
             if constexpr (isReflected<Value> || std::is_enum_v<Value>)
@@ -292,7 +300,7 @@ void bindRemoteClass(py::module_& module)
         });
         for (const RemoteFunction& function : detail::remoteFunctions<T>(std::make_index_sequence<functionCount<T>>()))
             addRemoteFunction(cls, ops, function);
-        addProxyMarks(cls, ops);
+        finishProxyClass(cls, module, ops);
     }
 }
 
