@@ -73,12 +73,13 @@ std::vector<std::uint8_t> util::readFirmwareImage(const std::string& path)
         throw std::invalid_argument("Error: cannot read the firmware image " + path + ": " + error);
     if (bytes.size() > maxImageSize)
         throw std::invalid_argument("Error: File size exceeds maximum firmware image size");
+    // a file that ends within its header is judged by the bytes it has
+    if ((!bytes.empty() && bytes[0] != 'C') || (bytes.size() > 1 && bytes[1] != 'Y'))
+        throw std::invalid_argument("Error: Image does not have CY at start");
+    if (bytes.size() > 2 && (bytes[2] & notExecutable) != 0)
+        throw std::invalid_argument("Error: file is not marked executable\n");
     if (bytes.size() < headerSize)
         throwTruncated(path, bytes.size(), "the header of 4 bytes: \"CY\", the control byte, the image type");
-    if (bytes[0] != 'C' || bytes[1] != 'Y')
-        throw std::invalid_argument("Error: Image does not have CY at start");
-    if ((bytes[2] & notExecutable) != 0)
-        throw std::invalid_argument("Error: file is not marked executable\n");
     if (bytes[3] != firmwareType)
         throw std::invalid_argument("Error: file is not marked as firmware\n");
     bytes.erase(bytes.begin(), bytes.begin() + headerSize);

@@ -49,6 +49,9 @@ TEST(FirmwareImage, IsRefusedInWordsThatSayWhy)
         {"letters before control byte", {'C', 'X', 0x01, 0x00}, "Error: Image does not have CY at start"},
         {"control byte before type", {'C', 'Y', 0x01, 0x00}, "Error: file is not marked executable\n"},
         {"type", {'C', 'Y', 0x00, 0xB1}, "Error: file is not marked as firmware\n"},
+        {"first letter, and nothing else", {'B'}, "Error: Image does not have CY at start"},
+        {"second letter, and nothing else", {'C', 'X'}, "Error: Image does not have CY at start"},
+        {"control byte at the end", {'C', 'Y', 0x01}, "Error: file is not marked executable\n"},
     };
     for (const auto& row : rows) {
         const TemporaryFile file(row.bytes);
