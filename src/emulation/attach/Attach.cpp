@@ -16,6 +16,8 @@
 #include <unistd.h>
 #include <utility>
 
+#include <libusb-1.0/libusb.h>
+
 #include "emulation/attach/detail/Redirections.h"
 
 // Which relocations fill a slot with a function's address.
@@ -166,7 +168,7 @@ void attachOnce()
     Pass look{wanted};
     ::dl_iterate_phdr(visitIfLibusb, &look);
     if (!look.libraryFound)
-        throw std::runtime_error(std::string("libusb is linked into the program") + remedy);
+        throw std::runtime_error(std::string("cannot find libusb-1.0.so.0 among the loaded libraries") + remedy);
     for (const Redirection& redirection : wanted)
         if (!look.purposes.contains(redirection.purpose))
             throw std::runtime_error(std::string("the loaded libusb doesn't call ") + redirection.name + remedy);
@@ -174,6 +176,13 @@ void attachOnce()
     ::dl_iterate_phdr(visitIfLibusb, &change);
     if (change.refused)
         throw std::runtime_error(std::string("the system forbids changing libusb's table of calls") + remedy);
+    // The library that was loaded need not be the one that this program calls. Each new context lists the devices.
+    libusb_context* context = nullptr;
+    if (libusb_init(&context) != 0)
+        return; // no libusb works here, and whoever opens a device is told so
+    libusb_exit(context);
+    if (!detail::haveBeenCalled())
+        throw std::runtime_error(std::string("libusb is linked into the program") + remedy);
 }
 
 } // namespace

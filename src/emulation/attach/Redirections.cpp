@@ -1,6 +1,7 @@
 #include "emulation/attach/detail/Redirections.h"
 
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <charconv>
 #include <cstdarg>
@@ -176,6 +177,7 @@ struct Udev {
 };
 
 Udev real{}; // set before anything is redirected
+std::atomic<bool> listed = false;
 
 struct Entry {
     std::string syspath, sysname, node;
@@ -242,6 +244,7 @@ extern "C" {
 
 udev_list_entry* vornaEmulationFirstEntry(udev_enumerate* listing) noexcept
 {
+    listed = true;
     udev_list_entry* const entry = real.firstEntry(listing);
     return entry != nullptr ? entry : startListing();
 }
@@ -361,5 +364,7 @@ std::span<const Redirection> redirections()
     };
     return table;
 }
+
+bool haveBeenCalled() { return listed; }
 
 } // namespace emulation::detail

@@ -14,4 +14,7 @@ struct Redirection {
 /// @throws std::runtime_error when the process has no libudev
 std::span<const Redirection> redirections();
 
+/// True once a libusb has listed devices through them.
+bool haveBeenCalled();
+
 } // namespace emulation::detail
