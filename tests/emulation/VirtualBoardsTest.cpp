@@ -300,6 +300,21 @@ TEST(VirtualBoards, ALoopOutlivesAnUnplugAndGoesOnWithTheBoardThatComesBack)
     kit->unplug();
 }
 
+// The thread that pulls a board out may come to it only when a quick host has put the cable in again.
+TEST(VirtualBoards, AReplugIsNotUndoneByTheUnplugBeforeIt)
+{
+    const auto kit = plugVirtualDevKit();
+    for (int round = 0; round < 300; ++round) {
+        ASSERT_TRUE(kit->isPlugged()) << round;
+        const auto door = open(*kit);
+        kit->injectFault({.kind = FaultKind::unplug, .endpoint = 0});
+        ASSERT_LT(door->controlWrite(fxtree::resetFpga.setup(), Bytes(), 2000), 0);
+        kit->replug();
+    }
+    EXPECT_EQ(kit->fpgaResets(), 0U);
+    kit->unplug();
+}
+
 TEST(VirtualBoards, FaultsReachTheHost)
 {
     const auto kit = plugVirtualDevKit();

@@ -217,7 +217,8 @@ void VirtualBoard::work()
             now = std::exchange(task, Task::none);
         }
         const std::lock_guard lock(mutex);
-        if (!in)
+        const bool stillDue = now == Task::start ? isStarted() : wire()->isGone();
+        if (!in || !stillDue) // the board has been put in anew meanwhile
             continue;
         pullOut();
         if (now != Task::start)

@@ -123,7 +123,9 @@ protected:
     virtual const std::shared_ptr<FaultyWire>& wire() const = 0;
     /// Back to power-up. With the mutex held, nothing plugged in.
     virtual void powerUp() = 0;
-    /// A firmware has been started. On the worker's thread, with the mutex held.
+    /// A firmware has been started, and doesn't run yet. With the mutex held.
+    virtual bool isStarted() const { return false; }
+    /// Lets it run. On the worker's thread, with the mutex held.
     virtual void started() {}
 
     void order(Task newTask);
@@ -181,6 +183,7 @@ public:
 private:
     const std::shared_ptr<FaultyWire>& wire() const override { return running ? kitWire : bootWire; }
     void powerUp() override;
+    bool isStarted() const override { return !running && boot->isStarted(); }
     void started() override;
 
     const DevKitOptions options;

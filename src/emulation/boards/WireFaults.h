@@ -51,6 +51,7 @@ public:
     void clear();
     /// Ends what an unplug has begun.
     void plugIn();
+    bool isGone() const;                ///< between an unplug and plugIn()
     std::uint64_t appliedCount() const; ///< transfers that went wrong
 
     std::uint16_t vendorId() const override { return inner->vendorId(); }
@@ -70,7 +71,6 @@ private:
     };
 
     std::optional<WireFault> current(std::uint8_t endpoint) const;
-    bool isGone() const;
     void goAway();
     bool mustWait(const WireFault& fault);
     void done(std::uint8_t endpoint, bool faulty);
