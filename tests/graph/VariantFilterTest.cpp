@@ -1,3 +1,4 @@
+#include <thread>
 #include <variant>
 
 #include "NodeTesting.h"
@@ -101,6 +102,32 @@ TEST(EventTypeFilter, ServesTheVariantAndTheTypeItself)
     EXPECT_EQ(whole.applyOne({mixed}), mixed);
     EXPECT_THAT(whole.apply({}), IsEmpty());
     EXPECT_THAT(spikes.batches(), IsEmpty());
+}
+
+TEST(EventTypeFilter, JudgesABatchByTheTypeThatWasSetBeforeItWasSent)
+{
+    EventTypeFilterNode<Output> node;
+    Bench<Output> bench(node);
+    node.setDesiredType("sample::Spike");
+    const std::jthread graph([&](const std::stop_token& stop) {
+        while (!stop.stop_requested())
+            node.apply();
+    });
+    const struct {
+        const char* type;
+        Output kept;
+    } rows[] = {{"sample::Spike", Spike{1}}, {"sample::Readout", Readout{3}}};
+    for (int round = 0; round < 2'000; ++round) {
+        const auto& row = rows[round % 2];
+        node.setDesiredType(row.type);
+        bench.source.write({Spike{1}, Readout{3}});
+        std::vector<Batch<Output>> batches;
+        while (batches.empty()) {
+            batches = bench.sink.batches();
+            std::this_thread::yield();
+        }
+        ASSERT_THAT(*batches[0], ElementsAre(row.kept)) << round;
+    }
 }
 
 TEST(EventTypeFilter, TakesADestinationOnce)

@@ -26,7 +26,7 @@ class EventTypeFilterNode;
 
 /// Destinations take batches of the variant or of one of its alternatives; unlike with other nodes, none can be added
 /// twice. Needs setDesiredType(): before that, batches wait in the channel without limit.
-/// Threads: all of it is thread-safe. apply() looks at the desired type once.
+/// Threads: all of it is thread-safe. What is sent after setDesiredType() is judged by the new type.
 template <class... Alternatives>
 class EventTypeFilterNode<std::variant<Alternatives...>>
     : public FilterNode<Batch<std::variant<Alternatives...>>, Batch<std::variant<Alternatives...>>> {
@@ -39,14 +39,17 @@ public:
     /// Sends the waiting events of the desired type, if there are any.
     void apply() override
     {
-        const std::uint32_t desired = desiredType;
-        if (desired == 0)
-            sendAll();
-        else
-            trovi::staticFor<sizeof...(Alternatives)>([&](auto index) {
-                if (desired == index + 1)
-                    this->template sendAlternative<index>();
-            });
+        if (desiredType < availableTypes.size()) {
+            const detail::WaitingBatches<Variant> waiting(*this->inputChannel);
+            const std::uint32_t desired = desiredType; // after the batches are taken: see Threads above
+            if (desired == 0)
+                sendAll(waiting);
+            else
+                trovi::staticFor<sizeof...(Alternatives)>([&](auto index) {
+                    if (desired == index + 1)
+                        this->template sendAlternative<index>(waiting);
+                });
+        }
         const std::lock_guard lock(this->destinationsMutex);
         std::erase_if(typedDestinations, [](const Destination& destination) {
             return std::visit([](const auto& channel) { return channel.expired(); }, destination);
@@ -133,21 +136,22 @@ private:
                     channel->enqueue(batch);
     }
 
-    void sendAll()
+    void sendAll(const detail::WaitingBatches<Variant>& waiting)
     {
         auto events = std::make_shared<std::vector<Variant>>();
-        detail::appendWaiting(*this->inputChannel, *events);
+        events->reserve(waiting.eventCount);
+        for (const auto& batch : waiting.batches)
+            events->insert(events->end(), batch->begin(), batch->end());
         if (!events->empty())
             sendToDestinations<Variant>(events);
     }
 
     template <std::size_t Index>
-    void sendAlternative()
+    void sendAlternative(const detail::WaitingBatches<Variant>& waiting)
     {
         using Event = std::variant_alternative_t<Index, Variant>;
         auto events = std::make_shared<std::vector<Variant>>();
         auto typed = std::make_shared<std::vector<Event>>();
-        const detail::WaitingBatches<Variant> waiting(*this->inputChannel);
         for (const auto& batch : waiting.batches)
             for (const Variant& event : *batch)
                 if (const Event* alternative = std::get_if<Index>(&event)) {
