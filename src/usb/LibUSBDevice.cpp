@@ -56,11 +56,12 @@ std::list<Call> prepare(LibUSBDevice::Calls& owner, std::vector<std::uint8_t> bu
 
 } // namespace
 
-/// The transfers of one device. Each stands in `underWay` from its submission until whoever cleans up takes it out, the
-/// callback or, for a control read, the waiting thread.
+/// The transfers of one device. Each stands in `underWay` from its submission until whoever cleans up removes it, the
+/// callback or, for a control read, the waiting thread. libusb's part of it is freed with the mutex held: a submitted
+/// transfer refers to libusb's context, which the closing thread releases as soon as the list is empty.
 class LibUSBDevice::Calls {
 public:
-    /// Hands the call to libusb. On failure everything of it is freed with `single`.
+    /// Hands the call to libusb. On failure it stays in `single`, without its transfer.
     int submit(std::list<Call>& single)
     {
         const std::lock_guard lock(mutex);
@@ -70,8 +71,10 @@ public:
         libusb_transfer* const transfer = single.front().transfer.get();
         underWay.splice(underWay.end(), single);
         const int code = libusb_submit_transfer(transfer);
-        if (code != 0)
+        if (code != 0) {
             single.splice(single.end(), underWay, std::prev(underWay.end()));
+            single.front().transfer.reset();
+        }
         return code;
     }
 
@@ -82,14 +85,13 @@ public:
         return !closing && libusb_submit_transfer(call.transfer.get()) == 0;
     }
 
-    /// Takes a call out; it is freed with the list returned.
-    std::list<Call> take(Call& call)
+    /// Frees a call that has ended.
+    void remove(Call& call)
     {
-        std::list<Call> single;
         const std::lock_guard lock(mutex);
-        single.splice(single.end(), underWay, call.position);
-        wakeIfIdle();
-        return single;
+        underWay.erase(call.position);
+        if (closing && underWay.empty())
+            idle.notify_all(); // with the lock held, since the closing thread destroys all this next
     }
 
     /// Ends every call with -1 and returns when no thread waits in one. The event thread must still run.
@@ -103,12 +105,6 @@ public:
     }
 
 private:
-    void wakeIfIdle()
-    {
-        if (closing && underWay.empty())
-            idle.notify_all(); // with the lock held, since the closing thread destroys all this next
-    }
-
     std::mutex mutex;
     std::condition_variable idle;
     std::list<Call> underWay;
@@ -131,9 +127,8 @@ void finish(libusb_transfer* transfer, CleanUp cleanUp)
     const int value = transfer->status == LIBUSB_TRANSFER_COMPLETED ? transfer->actual_length : failed;
     // The waiting thread may free the call as soon as it has the value, so the promise is held here.
     std::promise<int> result = std::move(call.result);
-    std::list<Call> done;
     if (cleanUp == CleanUp::byCallback)
-        done = call.owner.take(call);
+        call.owner.remove(call);
     result.set_value(value);
 }
 
@@ -292,7 +287,7 @@ int LibUSBDevice::controlRead(USBSetupPacket setup, std::span<std::uint8_t> data
     if (result > 0)
         std::copy_n(call.buffer.begin() + setupSize, std::min(static_cast<std::size_t>(result), data.size()),
                     data.begin());
-    calls->take(call);
+    calls->remove(call);
     return result;
 }
 

@@ -36,9 +36,9 @@ namespace usb {
 /// first, but none may begin any more.
 ///
 /// The event thread is started by the constructor and joined by the destructor; it runs libusb's event loop of this
-/// object's own context and so the callbacks. The mutex (in Calls) guards the list of transfers, the submission of each
-/// and the mark that the object closes. It is never held while a thread waits for a transfer. The event thread takes it
-/// inside libusb's event lock; holding it we submit and cancel, which don't take that lock.
+/// object's own context and so the callbacks. The mutex (in Calls) guards the list of transfers, the submission and the
+/// freeing of each and the mark that the object closes. It is never held while a thread waits for a transfer. The event
+/// thread takes it inside libusb's event lock; holding it we submit, cancel and free, which don't take that lock.
 class LibUSBDevice {
 public:
     /// Opens the device, takes interface 0 from a kernel driver if one has it, and claims it.

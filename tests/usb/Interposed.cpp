@@ -1,9 +1,9 @@
 #include "Interposed.h"
 
-#include <atomic>
 #include <condition_variable>
 #include <dlfcn.h>
 #include <mutex>
+#include <thread>
 
 #include <libusb-1.0/libusb.h>
 
@@ -12,10 +12,13 @@ namespace interposed {
 std::optional<int> initFails;
 std::optional<int> listFails;
 thread_local bool cancelComesTooLate = false;
+std::atomic<bool> freeingIsSlow = false;
 
 namespace {
 
 std::atomic<int> contexts = 0;
+std::atomic<int> freedLate = 0;
+thread_local bool handlesEvents = false;
 
 enum class Gate { off, armed, reached, open };
 std::mutex mutex;
@@ -48,6 +51,7 @@ Function* next(Function*, const char* name)
 } // namespace
 
 int openContexts() { return contexts; }
+int lateFrees() { return freedLate; }
 
 EventThreadGate::EventThreadGate() { set(Gate::armed); }
 EventThreadGate::~EventThreadGate() { set(Gate::off); }
@@ -102,6 +106,7 @@ INTERPOSED int libusb_handle_events(libusb_context* context)
 {
     static auto* const real = next(&libusb_handle_events, "libusb_handle_events");
     passGate();
+    handlesEvents = true;
     return real(context);
 }
 
@@ -109,4 +114,13 @@ INTERPOSED int libusb_cancel_transfer(libusb_transfer* transfer)
 {
     static auto* const real = next(&libusb_cancel_transfer, "libusb_cancel_transfer");
     return cancelComesTooLate ? LIBUSB_ERROR_NOT_FOUND : real(transfer);
+}
+
+INTERPOSED void libusb_free_transfer(libusb_transfer* transfer)
+{
+    static auto* const real = next(&libusb_free_transfer, "libusb_free_transfer");
+    for (int turn = 0; freeingIsSlow && !handlesEvents && contexts > 0 && turn < 10'000; ++turn)
+        std::this_thread::yield();
+    freedLate += contexts == 0;
+    real(transfer);
 }

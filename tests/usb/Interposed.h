@@ -1,8 +1,9 @@
 #pragma once
-// The test's own libusb_init, libusb_exit, libusb_get_device_list, libusb_close, libusb_handle_events and
-// libusb_cancel_transfer stand before libusb's (the linker takes the program's symbols first) and pass every call on,
-// unless a test says otherwise here.
+// The test's own libusb_init, libusb_exit, libusb_get_device_list, libusb_close, libusb_handle_events,
+// libusb_cancel_transfer and libusb_free_transfer stand before libusb's (the linker takes the program's symbols first)
+// and pass every call on, unless a test says otherwise here.
 
+#include <atomic>
 #include <optional>
 
 namespace interposed {
@@ -17,6 +18,12 @@ extern thread_local bool cancelComesTooLate;
 
 /// Contexts made and not yet released.
 int openContexts();
+
+/// While true, a transfer that isn't freed by its callback is freed late: other threads get their turn before.
+extern std::atomic<bool> freeingIsSlow;
+
+/// Transfers that were freed with no context left: libusb then looks into one that is gone.
+int lateFrees();
 
 /// Holds one event thread, which has found that it is to keep running but is not in libusb yet, until libusb has closed
 /// a device.
