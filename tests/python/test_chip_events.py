@@ -197,6 +197,25 @@ def test_camera_to_chip_input(family):
         assert gather(sink, 2) == [e.RouterEvent(layer=13, feature=1, y=0, x=0), e.RouterEvent(layer=13, y=127, x=127)]
 
 
-def test_splitting_node_has_no_functions():
-    sink = sink_of("tessel")
-    assert nodes.SplittingNode_tessel_event_output_event().add_destination("all", sink.get_input_channel()) is False
+@pytest.mark.parametrize("family", FAMILIES)
+@pytest.mark.parametrize("event", ["OutputEvent", "InputEvent", "Spike", *OUTPUTS])
+def test_each_kind_has_its_sinks(family, event):
+    source = sink_of(family, "OutputEvent", "EventSource")
+    chosen = f"{family.title()}EventTypeFilter_OutputEvents"
+    with vorna.graph.EventFilterGraph() as graph:
+        node = graph.add_filter_node(chosen)
+        source.add_destination(graph.get_node_input(node))
+        counter, buffer, splitter = (sink_of(family, event, kind)
+                                     for kind in ("EventCounterSink", "BufferSinkNode", "SplittingNode"))
+        assert getattr(vorna, type(counter).__name__) is type(counter), "in the root module and beside the other nodes"
+        assert splitter.add_destination("all", buffer.get_input_channel()) is False, "it has no functions"
+        if event == "InputEvent":
+            return
+        for sink in (counter, buffer, splitter):
+            graph.add_destination(node, sink.get_input_channel())
+        graph.get_node(node).set_desired_type(f"{family}::event::{event}")
+        graph.start()
+        one = events(family).Spike() if event == "OutputEvent" else getattr(events(family), event)()
+        source.write([one, one])
+        assert gather(buffer, 2) == [one, one]
+        assert counter.get_count() == 2

@@ -1,0 +1,10 @@
+// Python classes of the nodes that count and split the single kinds of a ravik chip's events.
+
+#include "graph/nodes/EventCounterSink.h"
+#include "graph/nodes/SplittingNode.h"
+#include "ravik/event/Events.h"
+#include "trovi/python/Local.h"
+
+#define VORNA_FAMILY ravik
+#include "chip_counters.inc"
+#undef VORNA_FAMILY
