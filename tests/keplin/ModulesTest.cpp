@@ -86,6 +86,13 @@ TEST_F(Modules, AdcSendsFewerSettlingStepsWhereTheyTakeTooLong)
     adc.updateSampleRate();
     adc.updateSampleRate(); // now 1 step, which fits
     EXPECT_THAT(drain(transmit), ElementsAre(SizeIs(3), Words{0x0000'C103, 0x2001'2710}));
+    for (const std::uint32_t rate : {56'179U, 56'148U}) { // divider 1780, all of a sample's time, and 1781
+        adc.setSampleRate(rate);
+        adc.updateSampleRate();
+    }
+    EXPECT_THAT(drain(transmit),
+                ElementsAre(Words{0x0000'C107, 0x0000'0001, 0x2001'06F4}, Words{0x0000'C103, 0x2001'06F5}));
+    adc.setSampleRate(10'000);
     for (const std::uint32_t rate : {0U, 100'000'001U, ~0U}) {
         EXPECT_THROW(adc.setSampleRate(rate), std::invalid_argument);
         EXPECT_EQ(adc.getSampleRate(), 10'000);

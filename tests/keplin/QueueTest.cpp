@@ -116,6 +116,7 @@ TEST(Queue, CarriesBetweenThreadsWhileTheConsumerPeeks)
 TEST(KeplinCore, SortsWhatWasReceived)
 {
     const PoolStats before = poolStats();
+    const PacketBuffer* sent = nullptr;
     {
         PacketQueue chip, adc;
         Keplin core;
@@ -144,9 +145,13 @@ TEST(KeplinCore, SortsWhatWasReceived)
         PacketPtr command = Keplin::getRawPacketBuffer(2, HdrExtFmt::Command, PktFmt::Raw);
         command->push_back(0x1234, 2);
         core.sendPacket(std::move(command));
-        EXPECT_EQ(wireOf(*core.transmitQueue().peekUnsafe()), (Words{0x0001'4201, 0x1234}));
+        sent = core.transmitQueue().peekUnsafe();
+        EXPECT_EQ(wireOf(*sent), (Words{0x0001'4201, 0x1234}));
         core.receiveQueue().enqueue(packet(1, PktFmt::Raw, {1}));
     }
     EXPECT_EQ(poolStats().inPool - before.inPool, poolStats().inCirculation - before.inCirculation)
         << "what waited went back to the pool";
+    PacketPtr last = Keplin::getEmptyPacketBuffer();
+    EXPECT_EQ(last.get(), sent) << "what was to be sent came last";
+    Keplin::putPacketBuffer(std::move(last));
 }
