@@ -47,6 +47,7 @@ class Module:
     def type_text(self, text):
         """A type as a signature spells it, in terms of this file's imports."""
         text = re.sub(r"\b(List|Tuple|Dict|Set)\[", lambda match: match.group(1).lower() + "[", text)  # older pybind11
+        text = re.sub(r"\b(typing\.)?Annotated\[|, FixedSize\(\d+\)\]", "", text)  # type checkers know no size of a list
         text = re.sub(r"(?<![\w.])(Optional|Union|Callable|Iterable|Iterator|Any)\b", r"_t.\1", text)
         self.uses_numpy |= "numpy." in text
         text = re.sub(r"\btyping\.", "_t.", re.sub(r"\bcollections\.abc\.", "_abc.", text))
