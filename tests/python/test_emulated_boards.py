@@ -112,7 +112,12 @@ def test_flash_is_seen_from_both_sides(vorna):
         assert kit.spoiled_bytes() == 1 and "isn't erased" in kit.problems()[-1]
         assert host.control(0x40, 0xB0, 1, 3) == 0
         assert kit.erased_sectors() == 1 and kit.flash_bytes(0x30000, 4) == [255] * 4
-        kit.set_flash_bytes(0x30000, [1, 2, 3])
+        for content in ([1, 2, 3], b"\1\2\3"):
+            kit.set_flash_bytes(0x30000, [255] * 3)
+            kit.set_flash_bytes(0x30000, content)
+            assert kit.flash_bytes(0x30000, 4) == [1, 2, 3, 255]
+        with pytest.raises(IndexError, match="16 MiB"):
+            kit.set_flash_bytes((16 << 20) - 1, b"ab")
         assert host.control(0x40, 0xB2, 1, 0, words(3, 0x30000)) == 8
         assert host.control(0xC0, 0xB2, 0, 0, size=3) == b"\1\2\3"
         with pytest.raises(IndexError, match="16 MiB"):

@@ -1,5 +1,7 @@
 // Emulated boards: plugged in by a line of a script, and then found and opened as those on USB are.
 
+#include <string_view>
+
 #include "emulation/boards/VirtualBoards.h"
 #include "trovi/python/Local.h"
 
@@ -61,7 +63,15 @@ VORNA_BIND_LOCAL_WITH(emulation::VirtualBoard, [](auto& cls) {
         self.unplug();
     });
 })
-VORNA_BIND_LOCAL(emulation::VirtualDevKit)
+VORNA_BIND_LOCAL_WITH(emulation::VirtualDevKit, [](auto& cls) {
+    cls.def(
+        "set_flash_bytes",
+        [](VirtualDevKit& self, std::uint32_t address, const py::bytes& bytes) {
+            const std::string_view content = bytes;
+            self.setFlashBytes(address, {content.begin(), content.end()});
+        },
+        py::arg("address"), py::arg("bytes"), "The same, with a bytes object, as a file's content.");
+})
 VORNA_BIND_LOCAL(emulation::VirtualOpalKelly)
 
 // After the classes, so that the signatures show them by their Python names.
