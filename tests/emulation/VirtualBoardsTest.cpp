@@ -231,6 +231,29 @@ TEST(VirtualBoards, AnFx3StaysInItsBootStateAfterAJumpIntoNothing)
     kit->unplug();
 }
 
+TEST(VirtualBoards, AKitKeepsWhatItCountedInItsBootState)
+{
+    const auto kit = plugVirtualDevKit({.firmware = false});
+    EXPECT_EQ(fxtree::Fx3Boot(open(*kit)).configure(writeImage("bad.img", 0x40000000)), 0);
+    const BoardCounters before = kit->counters();
+    EXPECT_EQ(before.problems, 1U);
+    kit->injectFault({.kind = FaultKind::stall, .endpoint = 0});
+    kit->replug();
+    EXPECT_EQ(kit->counters(), before);
+    EXPECT_EQ(kit->ramBytes(0x40003000 + 4, 4), Bytes(4)) << "power was gone";
+
+    const std::string image = writeImage("good.img", 0x40003000);
+    EXPECT_EQ(fxtree::Fx3Boot(open(*kit)).configure(image), -3) << "the fault stayed";
+    EXPECT_EQ(fxtree::Fx3Boot(open(*kit)).configure(image), 0);
+    ASSERT_TRUE(kit->waitUntilRunning(30'000));
+    EXPECT_THAT(kit->problems(), ::testing::ElementsAre("a jump to 0x40000000, where nothing was written"));
+    const BoardCounters booted = kit->counters();
+    EXPECT_GT(booted.controlTransfers, before.controlTransfers);
+    fxtree::FxTreeDevice(open(*kit)).resetFpgaFromPc();
+    EXPECT_EQ(kit->counters().controlTransfers, booted.controlTransfers + 1);
+    kit->unplug();
+}
+
 TEST(VirtualBoards, ALoopGetsBackAllThatItSendsInOrder)
 {
     const auto kit = plugVirtualDevKit({.chip = ChipKind::loopback});

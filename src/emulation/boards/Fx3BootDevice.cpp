@@ -37,6 +37,17 @@ Fx3BootDevice::Fx3BootDevice(std::string serialNumber) : serial(std::move(serial
         regions.push_back({row.begin, std::vector<std::uint8_t>(row.size), std::vector<bool>(row.size)});
 }
 
+void Fx3BootDevice::powerUp()
+{
+    const std::lock_guard lock(mutex);
+    for (Region& region : regions) {
+        std::fill(region.bytes.begin(), region.bytes.end(), std::uint8_t{0});
+        std::fill(region.written.begin(), region.written.end(), false);
+    }
+    whole = true;
+    started = false;
+}
+
 void Fx3BootDevice::setOnStart(std::function<void(std::uint32_t)> action)
 {
     const std::lock_guard lock(mutex);

@@ -233,10 +233,12 @@ void VirtualBoard::work()
 VirtualDevKit::VirtualDevKit(const DevKitOptions& kitOptions)
     : VirtualBoard(serialOr(kitOptions.serialNumber), kitOptions.chip),
       kit(std::make_shared<DevKit>(serial, kitOptions.configured)), options(kitOptions), running(kitOptions.firmware),
+      boot(std::make_shared<Fx3BootDevice>(serial)),
+      bootWire(std::make_shared<FaultyWire>(boot, [this] { order(Task::unplug); })),
       kitWire(std::make_shared<FaultyWire>(kit, [this] { order(Task::unplug); }))
 {
     putChip(*kit);
-    powerUp();
+    boot->setOnStart([this](std::uint32_t) { order(Task::start); });
 }
 
 VirtualDevKit::~VirtualDevKit() { end(); }
@@ -244,12 +246,8 @@ VirtualDevKit::~VirtualDevKit() { end(); }
 void VirtualDevKit::powerUp()
 {
     kit->powerUp();
+    boot->powerUp();
     running = options.firmware;
-    if (running && boot)
-        return;
-    boot = std::make_shared<Fx3BootDevice>(serial);
-    boot->setOnStart([this](std::uint32_t) { order(Task::start); });
-    bootWire = std::make_shared<FaultyWire>(boot, [this] { order(Task::unplug); });
 }
 
 void VirtualDevKit::started()
@@ -273,19 +271,24 @@ bool VirtualDevKit::waitUntilRunning(std::int64_t timeoutMs) const
 
 BoardCounters VirtualDevKit::counters() const
 {
-    const std::lock_guard lock(mutex);
-    return running ? kit->counters() : boot->counters();
+    BoardCounters both = kit->counters();
+    const BoardCounters inBootState = boot->counters();
+    both.controlTransfers += inBootState.controlTransfers;
+    both.refusedTransfers += inBootState.refusedTransfers;
+    both.problems += inBootState.problems;
+    return both;
 }
 
 std::vector<std::string> VirtualDevKit::problems() const
 {
-    const std::lock_guard lock(mutex);
-    return running ? kit->problems() : boot->problems();
+    std::vector<std::string> both = boot->problems();
+    const std::vector<std::string> withFirmware = kit->problems();
+    both.insert(both.end(), withFirmware.begin(), withFirmware.end());
+    return both;
 }
 
 std::vector<std::uint8_t> VirtualDevKit::ramBytes(std::uint32_t address, std::uint32_t size) const
 {
-    const std::lock_guard lock(mutex);
     return boot->ram(address, size);
 }
 

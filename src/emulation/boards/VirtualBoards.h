@@ -188,8 +188,8 @@ private:
 
     const DevKitOptions options;
     bool running = false;
-    std::shared_ptr<Fx3BootDevice> boot; // never null
-    std::shared_ptr<FaultyWire> bootWire;
+    const std::shared_ptr<Fx3BootDevice> boot;
+    const std::shared_ptr<FaultyWire> bootWire;
     const std::shared_ptr<FaultyWire> kitWire;
 };
 
@@ -293,8 +293,10 @@ constexpr auto trovi::registerMemberFunctions<emulation::VirtualBoard>()
                  "Address on the bus, 1 to 127; the last one if unplugged."),
         function("serialNumber", &VirtualBoard::serialNumber, "Serial number, as the host reads it."),
         function("counters", &VirtualBoard::counters, "What the board has counted since it was made."),
-        function("problems", &VirtualBoard::problems,
-                 "What the host did wrong, in its order, the first 100 of it; each a sentence."),
+        function(
+            "problems", &VirtualBoard::problems,
+            "What the host did wrong, in its order, the first 100 of it; each a sentence. Those from the boot state "
+            "of a dev kit are apart from the others, and come first."),
         function(
             "injectFault", &VirtualBoard::injectFault,
             "Makes transfers go wrong on the wire. Faults of one endpoint come one after another. ValueError for a "
