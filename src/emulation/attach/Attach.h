@@ -16,7 +16,8 @@
 namespace emulation {
 
 /// Redirects libusb's calls; a second call does nothing. Best called before other threads use libusb.
-/// @throws std::runtime_error, with a remedy, when the loaded libusb cannot be redirected
+/// @throws std::runtime_error, with a remedy, when the loaded libusb cannot be redirected, or isn't the one that this
+///         program calls
 /// Threads: thread-safe.
 void attachToLibusb();
 
