@@ -20,17 +20,27 @@ public:
     void apply() override
     {
         std::vector<Out> results;
-        In value;
-        while (this->inputChannel->try_dequeue(value))
+        for (In value; this->inputChannel->try_dequeue(value);)
             results.push_back(function(value));
         if (!results.empty())
-            for (const auto& destination : this->destinations)
-                if (const auto channel = destination.lock())
-                    channel->enqueue_bulk(results.cbegin(), results.size());
+            send(results);
         this->removeExpiredDestinations();
     }
 
 private:
+    // The last destination gets the results themselves: of a batch that goes to one node alone, that is the only owner,
+    // and may use its vector for itself.
+    void send(std::vector<Out>& results)
+    {
+        for (std::size_t i = 0; i < this->destinations.size(); ++i)
+            if (const auto channel = this->destinations[i].lock()) {
+                if (i + 1 < this->destinations.size())
+                    channel->enqueue_bulk(results.cbegin(), results.size());
+                else
+                    channel->enqueue_bulk(std::make_move_iterator(results.begin()), results.size());
+            }
+    }
+
     std::function<Out(const In&)> function;
 };
 

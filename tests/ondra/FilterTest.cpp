@@ -82,6 +82,25 @@ TEST(FunctionFilter, GivesOneValueForEachInOrder)
     }
 }
 
+TEST(FunctionFilter, LetsGoOfABatchWhenItIsOnItsWay)
+{
+    using Batch = std::shared_ptr<std::vector<int>>;
+    ondra::FunctionFilter<Batch, Batch> forward([](const Batch& batch) { return batch; });
+    const auto channel = std::make_shared<ondra::Channel<Batch>>();
+    std::any boxed = std::weak_ptr(channel);
+    ASSERT_TRUE(forward.addDestination(&boxed));
+    const auto* input = std::any_cast<std::weak_ptr<ondra::Channel<Batch>>>(forward.getInputChannel());
+    for (const int value : {1, 2})
+        input->lock()->enqueue(std::make_shared<std::vector<int>>(1, value));
+    forward.apply();
+    for (const int value : {1, 2}) {
+        Batch batch;
+        ASSERT_TRUE(channel->try_dequeue(batch));
+        EXPECT_THAT(*batch, ElementsAre(value));
+        EXPECT_EQ(batch.use_count(), 1);
+    }
+}
+
 TEST(FunctionFilter, ThrowsAtTheFirstValueWithoutAFunction)
 {
     Source source;
