@@ -19,6 +19,7 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <unistd.h>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -175,7 +176,7 @@ TEST(VirtualBoards, StayPluggedInThoughNobodyKeepsThem)
 // An image with one record at the system RAM's beginning.
 std::string writeImage(const std::string& name, std::uint32_t entry)
 {
-    const std::string path = ::testing::TempDir() + name;
+    const std::string path = ::testing::TempDir() + std::to_string(getpid()) + name;
     std::ofstream file(path, std::ios::binary);
     const auto word = [&](std::uint32_t value) {
         for (int shift = 0; shift < 32; shift += 8)
@@ -452,7 +453,7 @@ TEST(VirtualBoards, AnOpalKellyBoardWantsItsConfigurationFirst)
         EXPECT_FALSE(host.device.updateWireIns());
         EXPECT_THAT(host.device.readFromBlockPipeOut(0xA0, 1024, 16384), IsEmpty());
         EXPECT_EQ(board->problems().size(), 2U);
-        const std::string path = ::testing::TempDir() + "top.bit";
+        const std::string path = ::testing::TempDir() + std::to_string(getpid()) + "top.bit";
         {
             std::ofstream file(path, std::ios::binary);
             file << "header" << '\xFF' << "body" << std::string(9000, '\x5A');

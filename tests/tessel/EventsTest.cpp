@@ -121,12 +121,9 @@ void checkForms()
         const Alternative& alternative = std::get<index()>(event);
         EXPECT_EQ(trovi::deserializeBytes<Alternative>(trovi::serializeToBuffer(alternative)), alternative);
 
-        const std::string path = testing::TempDir() + "chip_event_" + std::to_string(index()) + ".json";
-        trovi::saveStateToJSON(alternative, path);
         Alternative back{};
-        trovi::loadStateFromJSON(back, path);
+        trovi::fromJson(back, trovi::toJson(alternative));
         EXPECT_EQ(back, alternative);
-        std::remove(path.c_str());
     });
     EXPECT_EQ(trovi::deserializeBytes<std::vector<Variant>>(trovi::serializeToBuffer(events)), events);
 }
