@@ -95,6 +95,7 @@ bench: configure ## the benchmarks whose name matches FILTER=regex, as ratios to
 	cmake --build '$(BUILD)' --target bare
 	$(PYTHON) bench/python/import_time.py '$(BUILD)/python' "$$(dirname "$$(find '$(BUILD)/bench' -name 'bare*.so')")"
 	$(if $(system_python),$(PYTHON) bench/python/rpc.py '$(BUILD)/python' '$(BUILD)/bench/rpc_floor')
+	$(if $(system_python),$(PYTHON) bench/python/arrays.py '$(BUILD)/python')
 
 # ---- form
 

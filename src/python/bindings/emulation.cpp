@@ -1,6 +1,7 @@
 // Emulated devices: what makes the kit usable with no hardware at hand.
 
 #include "emulation/cameras/VirtualCamera.h"
+#include "python/Keywords.h"
 #include "trovi/python/Local.h"
 
 namespace py = pybind11;
@@ -12,14 +13,6 @@ template <>
 inline constexpr bool trovi::python::isShared<VirtualCamera> = true;
 
 namespace {
-
-template <class Options>
-Options optionsFrom(const py::kwargs& keywords)
-{
-    Options options;
-    trovi::python::membersFromKeywords(&options, trovi::python::classOps<Options>(), keywords);
-    return options;
-}
 
 std::string pathFrom(const py::object& source)
 {

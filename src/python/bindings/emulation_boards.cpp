@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "emulation/boards/VirtualBoards.h"
+#include "python/Keywords.h"
 #include "trovi/python/Local.h"
 
 namespace py = pybind11;
@@ -19,14 +20,6 @@ template <>
 inline constexpr bool trovi::python::isShared<VirtualOpalKelly> = true;
 
 namespace {
-
-template <class Options>
-Options optionsFrom(const py::kwargs& keywords)
-{
-    Options options;
-    trovi::python::membersFromKeywords(&options, trovi::python::classOps<Options>(), keywords);
-    return options;
-}
 
 template <class Options, class VirtualKind>
 void definePlug(py::module_& module, const char* name, std::shared_ptr<VirtualKind> (*plug)(const Options&),
