@@ -40,7 +40,7 @@ py::object elementOwner(void* container, py::handle owner, TakeContent take)
     py::capsule capsule(made.get(), &destroy);
     made->self = capsule;
     attached().emplace(container, made.get());
-    made.release();
+    static_cast<void>(made.release()); // the capsule's now
     return capsule;
 }
 

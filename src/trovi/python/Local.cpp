@@ -215,7 +215,11 @@ void membersFromKeywords(void* object, const ClassOps& owner, const py::kwargs& 
             for (const MemberOps& member : owner.members)
                 if (member.writable)
                     known.append(known.empty() ? "" : ", ").append(pythonName(member.name));
-            throw py::type_error(dotted(owner.registeredName()) + " has no member '" + wanted + "'; it has: " + known);
+            throw py::type_error(dotted(owner.registeredName())
+                                     .append(" has no member '")
+                                     .append(wanted)
+                                     .append("'; it has: ")
+                                     .append(known));
         }
         setMember(object, owner, *found, value);
     }

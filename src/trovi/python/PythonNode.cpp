@@ -220,9 +220,11 @@ std::shared_ptr<PythonNode> PythonNodeSingleton::getInstance()
 void PythonNodeSingleton::replace(std::shared_ptr<PythonNode> made)
 {
     std::shared_ptr<PythonNode> former = std::exchange(instance, std::move(made));
-    if (std::exchange(owner, ::getpid()) != ::getpid() && former)
+    if (std::exchange(owner, ::getpid()) != ::getpid() && former) {
         new std::shared_ptr<PythonNode>(
             std::move(former)); // its threads are the parent process's: never to be joined here
+        return;
+    }
     if (former && former->channel().isMyTurn()) {
         retired.push_back(std::move(former));
         return;
