@@ -99,14 +99,21 @@ bench: configure ## the benchmarks whose name matches FILTER=regex, as ratios to
 
 # ---- form
 
-.PHONY: format format-check tidy headers layers
+.PHONY: format format-check tidy locks headers layers golden
 format: dev-deps ## clang-format over the tree
 	tools/format.sh
 
 format-check: dev-deps ## says which files clang-format would change
 	tools/format.sh --check
 
-tidy: dev-deps configure ## clang-tidy over src/ and bench/
+golden: build ## accepts what tests print today: rewrites tests/golden; read `git diff tests/golden` before you commit
+	VORNA_GOLDEN=accept tools/run-tests.py '$(BUILD)' --jobs $(JOBS)
+	git diff --stat tests/golden
+
+locks: dev-deps configure ## clang's thread-safety analysis over src/: what src/util/Mutex.h marks is held where it must be
+	tools/check-locks.py '$(BUILD)' --jobs $(JOBS)
+
+tidy: locks ## clang-tidy over src/ and bench/, and the check of locks
 	run-clang-tidy -quiet -p '$(BUILD)' -j $(JOBS) '^$(CURDIR)/(src|bench)/'
 
 headers: configure ## compiles every public header alone

@@ -1,6 +1,8 @@
 """Shared pieces of the Python tests. Nothing here imports numpy: these tests run on every supported interpreter."""
+import difflib
 import itertools
 import os
+import pathlib
 import socket
 import subprocess
 import sys
@@ -85,6 +87,21 @@ def script():
         s.process.stdout.close()
         if not s.process.stdin.closed:
             s.process.stdin.close()
+
+
+@pytest.fixture
+def golden():
+    """golden("name.txt", text): the text is what tests/golden/name.txt holds. `make golden` accepts a change."""
+    def compare(name, text):
+        file = pathlib.Path(__file__).parent.parent / "golden" / name
+        if os.environ.get("VORNA_GOLDEN") == "accept":
+            file.write_text(text)
+        expected = file.read_text() if file.exists() else ""
+        if text != expected:
+            difference = difflib.unified_diff(expected.splitlines(), text.splitlines(), "tests/golden/" + name, "now", lineterm="", n=1)
+            pytest.fail("\n".join(itertools.islice(difference, 60)) + "\nIf that is meant: make golden", pytrace=False)
+
+    return compare
 
 
 @pytest.fixture
