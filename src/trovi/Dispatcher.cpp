@@ -3,7 +3,7 @@
 #include <optional>
 #include <stdexcept>
 
-#include "trovi/detail/SignalBlock.h"
+#include "util/SignalBlock.h"
 
 namespace trovi {
 
@@ -28,7 +28,7 @@ Dispatcher::Dispatcher(std::uint64_t dispatcherId, MessageChannel& channel, Mess
     if (store == nullptr || store->id() != dispatcherId)
         throw std::runtime_error("Dispatcher cannot be initialized with store == nullptr or storeId != dispatcherId!");
     channel_.attach(*this);
-    const detail::SignalBlock block;
+    const util::SignalBlock block;
     try {
         thread = std::thread([this]() noexcept { poll(); });
     } catch (...) {

@@ -1,6 +1,6 @@
 #include "trovi/Node.h"
 
-#include "trovi/detail/SignalBlock.h"
+#include "util/SignalBlock.h"
 
 namespace trovi {
 namespace {
@@ -62,7 +62,7 @@ ZMQReceiver::ZMQReceiver(zmq::context_t& context, ZMQMessageParserInterface& par
 {
     if (properties.mode == 0)
         socket_.set(zmq::sockopt::subscribe, subscription);
-    const detail::SignalBlock block;
+    const util::SignalBlock block;
     thread_ = std::thread([this, pollInterval]() noexcept { poll(pollInterval); });
 }
 

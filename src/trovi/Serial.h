@@ -33,6 +33,7 @@
 
 #include "trovi/Bytes.h"
 #include "trovi/Reflect.h"
+#include "util/LittleEndian.h"
 
 namespace trovi {
 
@@ -111,21 +112,12 @@ inline constexpr std::size_t packedSize = packedSizeOf<T>();
 template <class T>
 inline constexpr bool isPacked = packedSize<T> <= 256;
 
-template <class T>
-inline void copyLittleEndian(std::uint8_t* out, const std::uint8_t* in)
-{
-    if constexpr (std::endian::native == std::endian::little)
-        std::memcpy(out, in, sizeof(T));
-    else
-        std::reverse_copy(in, in + sizeof(T), out);
-}
-
 /// Writes packedSize<T> bytes at `out`.
 template <class T>
 inline void pack(std::uint8_t* out, const T& value)
 {
     if constexpr (isNumber<T>) {
-        copyLittleEndian<T>(out, reinterpret_cast<const std::uint8_t*>(&value));
+        util::writeLittleEndian(out, value);
     } else if constexpr (isStdArray<T>) {
         for (std::size_t i = 0; i < value.size(); ++i)
             pack(out + i * packedSize<typename T::value_type>, value[i]);
@@ -145,7 +137,7 @@ inline void unpack(const std::uint8_t* in, T& value)
     if constexpr (std::is_same_v<T, bool>) {
         value = *in != 0;
     } else if constexpr (isNumber<T>) {
-        copyLittleEndian<T>(reinterpret_cast<std::uint8_t*>(&value), in);
+        value = util::readLittleEndian<T>(in);
     } else if constexpr (isStdArray<T>) {
         for (std::size_t i = 0; i < value.size(); ++i)
             unpack(in + i * packedSize<typename T::value_type>, value[i]);

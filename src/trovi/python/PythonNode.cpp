@@ -9,6 +9,7 @@
 #include "trovi/Serial.h"
 #include "trovi/python/Remote.h"
 #include "trovi/python/Waiting.h"
+#include "util/ScopeGuard.h"
 
 namespace trovi::python {
 namespace {
@@ -16,25 +17,6 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr std::uint64_t pollIntervalMs = 100;
-
-// Runs `undo` when the scope is left by an exception.
-template <class Undo>
-class FailureGuard {
-public:
-    explicit FailureGuard(Undo undo) : undo(std::move(undo)) {}
-    FailureGuard(const FailureGuard&) = delete;
-    FailureGuard& operator=(const FailureGuard&) = delete;
-    ~FailureGuard()
-    {
-        if (armed)
-            undo();
-    }
-    void dismiss() { armed = false; }
-
-private:
-    Undo undo;
-    bool armed = true;
-};
 
 // The interpreter keeps its own table of modules; a submodule that stayed there would be found again, with the proxies
 // of another day, when its name is used anew.
@@ -129,7 +111,7 @@ void PythonNode::openRemoteNode(std::uint64_t storeId, const char* name)
     opening = true;
     // Whatever becomes of the opening, an empty update then brings on those that were put aside, on a thread that may
     // end the process for what they hold.
-    const FailureGuard bringOn([this] {
+    const util::ScopeGuard bringOn([this] {
         opening = false;
         if (!deferred.empty())
             channel().enqueue(messages::Response{id(), StoreCommand::contentUpdate,
@@ -138,7 +120,7 @@ void PythonNode::openRemoteNode(std::uint64_t storeId, const char* name)
 
     const std::vector<ElementDescription> content = askForContent(storeId);
 
-    FailureGuard undo([&] {
+    util::ScopeGuard undo([&] {
         if (py::hasattr(module, name))
             py::delattr(module, name);
         forgetModule(module, name);

@@ -1,10 +1,10 @@
 #pragma once
-// Keeps signals away from a node's threads.
+// Keeps signals away from threads that this program starts.
 
 #include <csignal>
 #include <pthread.h>
 
-namespace trovi::detail {
+namespace util {
 
 /// Blocks all signals but those of faults on the calling thread while it lives, so that a thread started meanwhile has
 /// them blocked for good: Ctrl-C then goes to the program's main thread, and interrupts no wait of ours.
@@ -26,4 +26,4 @@ private:
     sigset_t before_;
 };
 
-} // namespace trovi::detail
+} // namespace util
