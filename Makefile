@@ -27,8 +27,7 @@ help: ## this list
 
 .PHONY: demo test
 demo: vorna ## a virtual camera, a graph and a second process, on screen; RECORDING=file plays a recording
-	@folder=$$(dirname "$$(find '$(abspath $(BUILD))' -name 'vorna*.so' | head -1)"); \
-	PYTHONPATH="$$folder$${PYTHONPATH:+:$$PYTHONPATH}" \
+	@PYTHONPATH='$(abspath $(BUILD))/python'"$${PYTHONPATH:+:$$PYTHONPATH}" \
 	  $(PYTHON) examples/demo.py $(if $(RECORDING),--recording '$(RECORDING)')
 
 test: build ## every C++ and Python test; ends in one line that counts all

@@ -16,7 +16,7 @@ if [ -f "$folder/CMakeCache.txt" ] && ! grep -q "^Python_EXECUTABLE:[A-Z]*=$exec
   fresh=--fresh # the folder was another interpreter's, and CMake doesn't mix the two
 fi
 cmake $fresh -G Ninja -S "$source" -B "$folder" -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF -DVORNA_BENCH=OFF \
-  -DVORNA_PYTHON=ON -DPython_EXECUTABLE="$executable"
+  -DVORNA_PYTHON=ON -DVORNA_MODULE_SUFFIX=.so -DPython_EXECUTABLE="$executable"
 
 # The headers must be of the very version, patch level included: two 3.11 on one machine are easily mixed up.
 include=$(sed -n 's/^_Python_INCLUDE_DIR:[A-Z]*=//p' "$folder/CMakeCache.txt")
@@ -29,10 +29,4 @@ fi
 echo "headers: Python $headers in $include"
 
 cmake --build "$folder" --parallel "$jobs" --target vorna
-suffix=$("$executable" -c 'import sysconfig; print(sysconfig.get_config_var("EXT_SUFFIX"))')
-module=$(find "$(cd "$folder" && pwd)" -name "vorna$suffix")
-if [ "$(printf '%s\n' "$module" | wc -l)" != 1 ] || [ -z "$module" ]; then
-  echo "build-module: expected one vorna$suffix below $folder, found: ${module:-none}" >&2
-  exit 1
-fi
-dirname "$module"
+echo "$(realpath "$folder")/python"

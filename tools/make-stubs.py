@@ -4,8 +4,8 @@
 usage: make-stubs.py FOLDER OUT
 
 FOLDER holds the built module; it is imported by the interpreter that runs this script. The stubs are written as
-OUT/vorna/**/__init__.pyi; with OUT = FOLDER they stand where editors look. (At run time Python takes the module: a
-folder without an __init__.py doesn't hide it.)
+OUT/vorna-stubs/**/__init__.pyi, the form that PEP 561 gives a package of stubs. A folder OUT/vorna would not do: an
+interpreter that can't load the module would take the folder for an empty package.
 
 All is read from what the binding layer writes into docstrings: the first line of a function is its signature, the
 getter of a property names its type, and what takes members by keyword says of which class.
@@ -247,7 +247,7 @@ def write_module(python_module, out):
         module.line(0, "def __getattr__(name: str) -> _t.Any:")
         write_doc(module, 1, "open_remote_node() adds submodules, which no stub can know.")
         module.line(1, "...")
-    path = out.joinpath(*module.name.split("."), "__init__.pyi")
+    path = out.joinpath(ROOT + "-stubs", *module.name.split(".")[1:], "__init__.pyi")
     path.parent.mkdir(parents=True, exist_ok=True)
     path.write_text(module.text(python_module.__doc__), encoding="utf-8")
     for child in children:

@@ -20,8 +20,14 @@ def stubs(tmp_path_factory):
     made = subprocess.run([sys.executable, str(SOURCE / "tools" / "make-stubs.py"), str(Path(vorna.__file__).parent), str(out)],
                           stdout=subprocess.PIPE, stderr=subprocess.STDOUT, universal_newlines=True, timeout=60)
     assert (made.returncode, made.stdout) == (0, "")
-    return {".".join(path.parent.relative_to(out).parts): ast.parse(path.read_text(encoding="utf-8"))
+    return {".".join(("vorna", *path.parent.relative_to(out / "vorna-stubs").parts)): ast.parse(path.read_text(encoding="utf-8"))
             for path in out.rglob("*.pyi")}
+
+
+def test_no_folder_can_be_taken_for_the_module(vorna):
+    """Another interpreter imports by name too, and finds the module, which says what it was built for."""
+    file = Path(vorna.__file__)
+    assert file.name == "vorna.so" and not (file.parent / "vorna").exists()
 
 
 def names_of(body):
