@@ -11,6 +11,7 @@
 #include <pybind11/numpy.h>
 
 #include "graph/nodes/BufferSinkNode.h"
+#include "trovi/python/GilRelease.h"
 #include "trovi/python/Local.h"
 
 namespace vorna_python {
@@ -48,7 +49,7 @@ pybind11::array eventArray(graph::nodes::BufferSinkNode<Event>& sink)
     namespace py = pybind11;
     auto events = std::make_unique<std::vector<Event>>();
     {
-        const py::gil_scoped_release release;
+        const trovi::python::GilRelease release;
         *events = sink.getBuf();
     }
     const py::dtype type = eventDtype<Event>();

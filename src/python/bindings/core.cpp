@@ -5,6 +5,7 @@
 #include "trovi/BoxedPtr.h"
 #include "trovi/Store.h"
 #include "trovi/StoreRef.h"
+#include "trovi/python/GilRelease.h"
 #include "trovi/python/Local.h"
 #include "trovi/python/Remote.h"
 
@@ -26,11 +27,11 @@ VORNA_BIND_LOCAL_WITH(VornaNode, [](auto& cls) {
             }),
             py::arg("sender_endpoint"), py::arg("receiver_endpoint"), py::arg("id"),
             "Binds both endpoints and serves the store. A client gives them crossed to setup_local_node.");
-    cls.def("close", &VornaNode::stop, py::call_guard<py::gil_scoped_release>(),
+    cls.def("close", &VornaNode::stop, py::call_guard<trovi::python::GilRelease>(),
             "Tells clients that the store closes and ends the node's threads. Harmless a second time.");
     cls.def("__enter__", [](py::object self) { return self; });
     cls.def("__exit__", [](VornaNode& self, const py::args&) {
-        const py::gil_scoped_release release;
+        const trovi::python::GilRelease release;
         self.stop();
     });
 })

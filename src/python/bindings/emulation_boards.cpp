@@ -4,6 +4,7 @@
 
 #include "emulation/boards/VirtualBoards.h"
 #include "python/Keywords.h"
+#include "trovi/python/GilRelease.h"
 #include "trovi/python/Local.h"
 
 namespace py = pybind11;
@@ -25,13 +26,13 @@ template <class Options, class VirtualKind>
 void definePlug(py::module_& module, const char* name, std::shared_ptr<VirtualKind> (*plug)(const Options&),
                 const char* doc)
 {
-    module.def(name, plug, py::arg("options"), py::call_guard<py::gil_scoped_release>(),
+    module.def(name, plug, py::arg("options"), py::call_guard<trovi::python::GilRelease>(),
                "The same, with the options in one object.");
     module.def(
         name,
         [plug](const py::kwargs& keywords) {
             const auto options = optionsFrom<Options>(keywords);
-            const py::gil_scoped_release waiting;
+            const trovi::python::GilRelease waiting;
             return plug(options);
         },
         doc);
@@ -52,7 +53,7 @@ VORNA_BIND_LOCAL_WITH(emulation::VirtualBoard, [](auto& cls) {
         "The same, with the fault's members as keyword arguments.");
     cls.def("__enter__", [](py::object self) { return self; });
     cls.def("__exit__", [](VirtualBoard& self, const py::args&) {
-        const py::gil_scoped_release waiting;
+        const trovi::python::GilRelease waiting;
         self.unplug();
     });
 })
@@ -78,8 +79,8 @@ VORNA_BINDING("trovi_bind_local_type_emulation_functions_of_boards", [](py::modu
     definePlug(module, "plug_virtual_opal_kelly", &emulation::plugVirtualOpalKelly,
                "Plugs an emulated Opal Kelly board in. Keyword arguments are the members of "
                "vorna.emulation.OpalKellyOptions; else as plug_virtual_dev_kit().");
-    module.def("virtual_boards", &emulation::virtualBoards, py::call_guard<py::gil_scoped_release>(),
+    module.def("virtual_boards", &emulation::virtualBoards, py::call_guard<trovi::python::GilRelease>(),
                "The emulated boards that are plugged in, in order of plugging.");
     module.def("unplug_all_virtual_boards", &emulation::unplugAllVirtualBoards,
-               py::call_guard<py::gil_scoped_release>(), "Unplugs every emulated board.");
+               py::call_guard<trovi::python::GilRelease>(), "Unplugs every emulated board.");
 })

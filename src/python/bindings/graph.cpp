@@ -10,6 +10,7 @@
 #include "graph/nodes/SplittingNode.h"
 #include "python/EventArrays.h"
 #include "python/EventSinks.h"
+#include "trovi/python/GilRelease.h"
 #include "trovi/python/Local.h"
 
 namespace py = pybind11;
@@ -29,7 +30,7 @@ VORNA_BIND_LOCAL_ALIASED("graph::nodes", graph::nodes::SplittingNode<DvsEvent>)
 VORNA_BIND_LOCAL_WITH(graph::EventFilterGraph, [](auto& cls) {
     cls.def("__enter__", [](py::object self) { return self; });
     cls.def("__exit__", [](graph::EventFilterGraph& self, const py::args&) {
-        const py::gil_scoped_release release;
+        const trovi::python::GilRelease release;
         self.stop();
     });
 })

@@ -1,6 +1,7 @@
 // Finding boards on USB, and telling emulated ones from real ones.
 
 #include "emulation/usb/Bus.h"
+#include "trovi/python/GilRelease.h"
 #include "trovi/python/Local.h"
 #include "usb/DeviceList.h"
 
@@ -21,7 +22,7 @@ bool isEmulated(const device::DeviceInfo& info) { return info.usb_bus_number == 
 VORNA_BINDING("trovi_bind_local_type_usb_functions", [](py::module_& root) {
     trovi::python::bindingDetails("usb::", root)
         .first.def("get_devices_with_vid_pid", &devicesWithVidPid, py::arg("vendor_id"), py::arg("product_id"),
-                   py::call_guard<py::gil_scoped_release>(),
+                   py::call_guard<trovi::python::GilRelease>(),
                    "The devices on USB with these ids, real and emulated, as a list of device.DeviceInfo with the "
                    "device_type_name \"usb\". Several with the same ids all show the serial number of the first: tell "
                    "them apart by bus and address. The serial number is empty when the device may not be opened. "

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include <pybind11/pybind11.h>
+#include "trovi/python/GilRelease.h"
 
 namespace trovi::python {
 namespace {
@@ -50,7 +50,7 @@ bool LiveObjects::forget(void* object)
     const std::shared_ptr<Life> life = found->life;
     entries().erase(found);
     if (ours) {
-        const pybind11::gil_scoped_release release;
+        const GilRelease release;
         const std::lock_guard lock(life->mutex);
         life->over = true;
     }
@@ -73,7 +73,7 @@ void LiveObjects::stopAll()
         if (i >= entries().size() || entries()[i].pid != ::getpid())
             continue;
         const Entry entry = entries()[i];
-        const pybind11::gil_scoped_release release;
+        const GilRelease release;
         const std::lock_guard lock(entry.life->mutex);
         if (!entry.life->over)
             entry.stop();

@@ -29,6 +29,7 @@
 #include "trovi/python/Binder.h"
 #include "trovi/python/ElementOwner.h"
 #include "trovi/python/ErasedFunction.h"
+#include "trovi/python/GilRelease.h"
 #include "trovi/python/LiveObjects.h"
 
 namespace trovi::python {
@@ -427,7 +428,7 @@ struct ThreadOwnerDeleter {
     {
         if (!LiveObjects::forget(object))
             return; // a forked child: the threads are the parent's, and so is the object
-        const py::gil_scoped_release release;
+        const GilRelease release;
         delete object;
     }
 };
@@ -444,7 +445,7 @@ Holder<T> makeHeld(Args&&... args)
     if constexpr (ownsThreads<T>) {
         std::unique_ptr<T> made;
         {
-            const py::gil_scoped_release release;
+            const GilRelease release;
             made = std::make_unique<T>(std::forward<Args>(args)...);
         }
         T* const object = made.release();

@@ -7,6 +7,7 @@
 
 #include "trovi/Dispatcher.h"
 #include "trovi/Serial.h"
+#include "trovi/python/GilRelease.h"
 #include "trovi/python/Remote.h"
 #include "trovi/python/Waiting.h"
 #include "util/ScopeGuard.h"
@@ -83,7 +84,7 @@ std::vector<ElementDescription> PythonNode::askForContent(std::uint64_t storeId)
     std::vector<std::future<std::vector<ElementDescription>>> answers;
     for (const auto patience : {50ms, 100ms, 200ms, 650ms}) { // one second in all
         {
-            const py::gil_scoped_release release;
+            const GilRelease release;
             answers.push_back(getStoreContent(channel(), storeId));
         }
         static_cast<void>(waitWithSignals(answers.back(), patience));
@@ -98,7 +99,7 @@ void PythonNode::openRemoteNode(std::uint64_t storeId, const char* name)
 {
     std::unique_lock oneAtATime(openMutex, std::defer_lock);
     {
-        const py::gil_scoped_release release;
+        const GilRelease release;
         oneAtATime.lock();
     }
     if (storeId == id())
@@ -177,7 +178,7 @@ void PythonNodeSingleton::end()
     ended = true;
     replace(nullptr);
     auto last = std::exchange(retired, {});
-    const py::gil_scoped_release release;
+    const GilRelease release;
     last.clear();
 }
 
@@ -194,7 +195,7 @@ std::shared_ptr<PythonNode> PythonNodeSingleton::getInstance()
     // The last share may be given up by a thread that was inside the node while it was replaced; the lock must be free
     // then.
     return {instance.get(), [share = instance](PythonNode*) mutable {
-                const py::gil_scoped_release release;
+                const GilRelease release;
                 share.reset();
             }};
 }
@@ -211,7 +212,7 @@ void PythonNodeSingleton::replace(std::shared_ptr<PythonNode> made)
         retired.push_back(std::move(former));
         return;
     }
-    const py::gil_scoped_release release;
+    const GilRelease release;
     former.reset();
 }
 

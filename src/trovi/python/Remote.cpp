@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 
+#include "trovi/python/GilRelease.h"
 #include "trovi/python/Waiting.h"
 
 namespace trovi::python {
@@ -31,7 +32,7 @@ remote::Element* selfOf(const py::detail::function_call& call)
 template <class Send>
 void post(Send&& send)
 {
-    const py::gil_scoped_release release;
+    const GilRelease release;
     send();
 }
 

@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <string>
 
-#include <pybind11/pybind11.h>
+#include "trovi/python/GilRelease.h"
 
 namespace trovi::python {
 
@@ -21,7 +21,7 @@ std::future_status waitWithSignals(const std::future<T>& future, std::chrono::mi
     const auto end = Clock::now() + limit;
     for (;;) {
         {
-            const pybind11::gil_scoped_release release;
+            const GilRelease release;
             if (future.wait_until(std::min(end, Clock::now() + turn)) == std::future_status::ready)
                 return std::future_status::ready;
         }
