@@ -16,7 +16,7 @@ import shlex
 import subprocess
 import sys
 
-FLAGS = ["-fsyntax-only", "-w", "-Wno-unknown-warning-option", "-Wthread-safety", "-Wthread-safety-beta", "-Werror=thread-safety",
+FLAGS = ["-fsyntax-only", "-Wno-everything", "-Wthread-safety", "-Wthread-safety-beta", "-Werror=thread-safety",
          "-Werror=thread-safety-beta"]
 
 
