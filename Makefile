@@ -87,7 +87,7 @@ fuzz: dev-deps ## each fuzzer for SECONDS=60; what it finds is written to build/
 
 # ---- speed
 
-.PHONY: bench
+.PHONY: bench bench-compare
 bench: configure ## the benchmarks whose name matches FILTER=regex, as ratios to the floor of the same run
 	cmake --build '$(BUILD)' --parallel $(JOBS)
 	tools/run-benchmarks.sh '$(BUILD)' '$(FILTER)' $(BENCH_FLAGS)
@@ -95,6 +95,10 @@ bench: configure ## the benchmarks whose name matches FILTER=regex, as ratios to
 	$(PYTHON) bench/python/import_time.py '$(BUILD)/python' "$$(dirname "$$(find '$(BUILD)/bench' -name 'bare*.so')")"
 	$(if $(system_python),$(PYTHON) bench/python/rpc.py '$(BUILD)/python' '$(BUILD)/bench/rpc_floor')
 	$(if $(system_python),$(PYTHON) bench/python/arrays.py '$(BUILD)/python')
+
+bench-compare: dev-deps ## builds BASE=commit beside this tree, runs the benchmarks of both in turn, prints the ratios
+	$(if $(BASE),,$(error say what to compare with: make bench-compare BASE=main))
+	tools/bench-compare.py '$(BASE)' --filter '$(FILTER)' --jobs $(JOBS) $(COMPARE_FLAGS)
 
 # ---- form
 

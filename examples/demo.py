@@ -14,8 +14,12 @@ import threading
 import time
 from pathlib import Path
 
-from parts import picture
 from parts.network import free_endpoints, wait_for
+
+try:
+    from parts import picture
+except ImportError:  # no matplotlib: all but the picture works
+    picture = None
 
 # No id may begin with another: messages are addressed by the digits of an id.
 SERVER_ID, LOCAL_ID, WATCHER_ID = 10, 20, 30
@@ -135,7 +139,7 @@ class Pipeline:
 
         across, down = max(2, 5 * width // 8), max(2, 5 * height // 8)  # a region has two rows and columns at least
         left, top = (width - across) // 2, (height - down) // 2
-        self.region = picture.Box(left, top, across, down)
+        self.region = left, top, across, down
         crop, decimate = graph.add_filter_node("DvsEventCrop"), graph.add_filter_node("DvsEventDecimate")
         graph.get_node(crop).set_roi(left, top, left + across - 1, top + down - 1)
         graph.get_node(decimate).set_decimation_fraction(KEPT_ONE_IN, 1)
@@ -171,8 +175,12 @@ def show_progress(screen, pipeline, seconds):
     screen.end_progress()
 
 
+def grouped(count):
+    return "{:,.0f}".format(count)
+
+
 def per_second(count, seconds):
-    return "{:,.0f}".format(count / seconds)
+    return grouped(count / seconds)
 
 
 def wait_for_rest(pipeline):
@@ -188,31 +196,12 @@ def draw(path, pipeline, width, height):
     kept, seen = pipeline.kept.events(), pipeline.seen.events()[-pipeline.seen.keep:]
     begin, end = (seen[0].timestamp, seen[-1].timestamp) if seen else (0, 0)
     kept = [event for event in kept if begin <= event.timestamp <= end]
-    span = (end - begin) / 1000
-
-    canvas = picture.Canvas(1480, 690)
-    boxes = picture.Box(24, 64, 700, 526), picture.Box(756, 64, 700, 526)
-    panel, scale = picture.draw_events(canvas, boxes[0], width, height, seen)
-    region = pipeline.region
-    canvas.outline(picture.Box(panel.left + int(region.left * scale), panel.top + int(region.top * scale),
-                               int(region.width * scale), int(region.height * scale)), picture.REGION, 2)
-    picture.draw_events(canvas, boxes[1], region.width, region.height, kept)
-
-    def words(column, row, text, colour=picture.WHITE, scale=2):
-        return canvas.text(column, row, text, colour, scale)
-
-    words(24, 24, "WHAT WENT IN", scale=3)
-    words(756, 24, "WHAT CAME THROUGH", scale=3)
-    words(24, 608, "%d x %d pixels, {:,} events in %.0f ms".format(len(seen)) % (width, height, span), picture.GREY)
-    words(756, 608, "cropped to %d x %d, then 1 event of %d: {:,} events".format(len(kept)) %
-          (region.width, region.height, KEPT_ONE_IN), picture.GREY)
-    row = 646
-    column = 24
-    for colour, text in ((picture.ON, "brighter"), (picture.OFF, "darker"), (picture.REGION, "region of interest")):
-        canvas.fill(picture.Box(column, row, 14, 14), colour)
-        column = words(column + 24, row, text, picture.GREY) + 30
-    words(column, row, "(dim: older)", picture.GREY)
-    canvas.save(path)
+    left, top, across, down = pipeline.region
+    picture.save(path, [
+        picture.Panel("What went in", picture.of_events(seen, width, height),
+                      "%d x %d pixels, %s events in %.0f ms" % (width, height, grouped(len(seen)), (end - begin) / 1000), pipeline.region),
+        picture.Panel("What came through", picture.of_events(kept, across, down),
+                      "cropped to %d x %d, then 1 event of %d: %s events" % (across, down, KEPT_ONE_IN, grouped(len(kept))))])
 
 
 def polarity_size(path):
@@ -278,8 +267,11 @@ def run(vorna, arguments, screen):
         shown, "" if lost == 0 else " ({:,} of them did not arrive!)".format(lost), pipeline.total_out))
     if camera.damage():
         screen.line("The recording ends early: " + camera.damage())
-    draw(arguments.png, pipeline, width, height)
-    screen.line("%s shows what came through beside what went in." % arguments.png)
+    if picture:
+        draw(arguments.png, pipeline, width, height)
+        screen.line("%s shows what came through beside what went in." % arguments.png)
+    else:
+        screen.line("No picture: it needs matplotlib for this interpreter. On Debian: apt install python3-matplotlib")
     return 0 if lost == 0 else 1
 
 

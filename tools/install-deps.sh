@@ -3,7 +3,7 @@
 # touches no network. Run as root, or as a user who may sudo.
 #
 #   tools/install-deps.sh            what `make demo` and `make test` need
-#   tools/install-deps.sh --dev      also clang (fuzzers, clang-tidy, clang-format) and gcovr
+#   tools/install-deps.sh --dev      also clang (fuzzers, clang-tidy, clang-format, check of locks), gcovr, comparison of benchmarks
 #
 # pybind11 2.13 and magic_enum, both header-only, come from trixie of the same archive. The pin forbids every other
 # package of that suite (-1), so nothing else can move, now or at a later upgrade.
@@ -17,10 +17,11 @@ SUDO=; [ "$(id -u)" = 0 ] || SUDO=sudo
 APT="$SUDO env DEBIAN_FRONTEND=noninteractive apt-get -o DPkg::Lock::Timeout=600 -o Acquire::Retries=3
   -o Dpkg::Options::=--force-confold"
 BASE="g++ make cmake ninja-build pkg-config ccache mold
-  python3 python3-dev python3-pytest python3-numpy python3-exceptiongroup python3-tomli python3-zmq
+  python3 python3-dev python3-pytest python3-numpy python3-exceptiongroup python3-tomli python3-zmq python3-matplotlib
   libzmq3-dev cppzmq-dev libcereal-dev libconcurrentqueue-dev libusb-1.0-0-dev libudev1 liblog4cpp5-dev
   libgtest-dev libgmock-dev libbenchmark-dev"
-[ "${1:-}" != --dev ] || BASE="$BASE clang libclang-rt-dev llvm clang-format clang-tidy gcovr"
+[ "${1:-}" != --dev ] || BASE="$BASE clang libclang-rt-dev llvm clang-format clang-tidy gcovr
+  libbenchmark-tools python3-scipy"
 TRIXIE="pybind11-dev=2.13 libmagicenum-dev=0.9" # name=least version
 
 if ! command -v dpkg-query >/dev/null; then
