@@ -6,10 +6,12 @@
 #     DEPS     ondra trovi                         # our modules that it may include and link
 #     EXTERNAL PkgConfig::ZMQ)                     # libraries that are not ours
 #
+# FAMILY ravik, here and in vorna_test, compiles the SOURCES for that chip family: src/tessel/family/Family.h.
+#
 # A module without SOURCES is header-only. tools/check-layers.py reads the DEPS lists and refuses an #include that goes
 # against them.
 function(vorna_module)
-  cmake_parse_arguments(M "" "NAME" "HEADERS;SOURCES;DEPS;EXTERNAL" ${ARGN})
+  cmake_parse_arguments(M "" "NAME;FAMILY" "HEADERS;SOURCES;DEPS;EXTERNAL" ${ARGN})
   if(M_SOURCES)
     add_library(${M_NAME} STATIC ${M_SOURCES})
     set(scope PUBLIC)
@@ -18,6 +20,9 @@ function(vorna_module)
     set(scope INTERFACE)
   endif()
   target_link_libraries(${M_NAME} ${scope} vorna_flags ${M_DEPS} ${M_EXTERNAL})
+  if(M_FAMILY)
+    target_compile_definitions(${M_NAME} PRIVATE VORNA_FAMILY=${M_FAMILY})
+  endif()
   if(M_HEADERS)
     list(TRANSFORM M_HEADERS PREPEND "${PROJECT_SOURCE_DIR}/src/")
     target_sources(${M_NAME} ${scope} FILE_SET HEADERS BASE_DIRS "${PROJECT_SOURCE_DIR}/src" FILES ${M_HEADERS})
@@ -27,14 +32,19 @@ endfunction()
 
 # vorna_test(NAME graph_test SOURCES ... DEPS ... [LABELS threads] [TIMEOUT 60]): GoogleTest; one ctest test a case.
 function(vorna_test)
-  cmake_parse_arguments(T "" "NAME;TIMEOUT" "SOURCES;DEPS;LABELS" ${ARGN})
+  cmake_parse_arguments(T "" "NAME;TIMEOUT;FAMILY" "SOURCES;DEPS;LABELS" ${ARGN})
   if(NOT T_TIMEOUT)
     set(T_TIMEOUT 60)
   endif()
   add_executable(${T_NAME} ${T_SOURCES})
   target_link_libraries(${T_NAME} PRIVATE ${T_DEPS} vorna_flags GTest::gmock GTest::gtest_main)
   target_compile_definitions(${T_NAME} PRIVATE VORNA_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
-  gtest_discover_tests(${T_NAME} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT ${T_TIMEOUT} LABELS "cpp;${T_LABELS}")
+  set(prefix "")
+  if(T_FAMILY)
+    target_compile_definitions(${T_NAME} PRIVATE VORNA_FAMILY=${T_FAMILY})
+    set(prefix TEST_PREFIX "${T_FAMILY}.")
+  endif()
+  gtest_discover_tests(${T_NAME} ${prefix} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT ${T_TIMEOUT} LABELS "cpp;${T_LABELS}")
 endfunction()
 
 # vorna_bench(NAME bm_serial SOURCES ... DEPS ...): Google Benchmark; `make bench` runs it, no test does.

@@ -10,15 +10,17 @@ the includer's DEPS, directly or through them; a cycle; a DEPS entry that doesn'
 library included outside its one place; and a table in ARCHITECTURE.md that no longer tells the DEPS.
 
 Who owns a file: the module that lists it in HEADERS or SOURCES; else the modules with files in the closest folder above
-it. Where those are several (trovi), one of them must be allowed all that the file includes.
+it. Where those are several (trovi), one of them must be allowed all that the file includes. A file that modules of
+several FAMILYs compile is checked for each of them.
 """
 import argparse
 import pathlib
+import posixpath
 import re
 import sys
 from dataclasses import dataclass, field
 
-KEYWORDS = {"NAME", "HEADERS", "SOURCES", "DEPS", "EXTERNAL"}
+KEYWORDS = {"NAME", "FAMILY", "HEADERS", "SOURCES", "DEPS", "EXTERNAL"}
 TOP = "vorna"  # the extension module, src/python: it may include everything
 
 # library: where alone it may be included, and why
@@ -35,6 +37,7 @@ class Module:
     folder: str  # relative to src/
     files: set = field(default_factory=set)
     deps: list = field(default_factory=list)
+    family: str = ""  # for which its SOURCES are compiled
 
 
 def read_modules(source):
@@ -57,8 +60,8 @@ def read_modules(source):
             name = parts["NAME"][0]
             if name in modules:
                 faults.append(f"{name} is declared twice")
-            files = set(parts["HEADERS"]) | {(pathlib.PurePosixPath(folder) / file).as_posix() for file in parts["SOURCES"]}
-            modules[name] = Module(name, folder, files, parts["DEPS"] + parts["EXTERNAL"])
+            files = set(parts["HEADERS"]) | {posixpath.normpath(f"{folder}/{file}") for file in parts["SOURCES"]}
+            modules[name] = Module(name, folder, files, parts["DEPS"] + parts["EXTERNAL"], "".join(parts["FAMILY"]))
             wanted[name] = parts["DEPS"]
     for module in modules.values():
         faults += [f"{module.name}: DEPS names {dep}, which no vorna_module declares"
@@ -103,8 +106,35 @@ def owners(file, modules):
     return []
 
 
-def includes(text):
+def includes(text, family):
+    """[("<" or quote, name)]; those that name the family that the file is compiled for are of `family`."""
+    text = re.sub(r"VORNA_FAMILY_HEADER\((\w+)\)", rf'"{family}/\1.h"', text)
+    text = re.sub(r"VORNA_FAMILY_HEADER_IN\((\w+), (\w+)\)", rf'"{family}/\1/\2.h"', text)
     return re.findall(r'^[ \t]*#[ \t]*include[ \t]*([<"])([^>"]+)[>"]', text, re.MULTILINE)
+
+
+def check_file(source, path, mine, family, modules, closure):
+    """The faults of one file that belongs to one of the modules `mine`."""
+    file, faults, candidates = path.relative_to(source).as_posix(), [], set(mine)
+    for mark, name in includes(path.read_text(errors="replace"), family):
+        for library, place, why in ONE_PLACE:
+            if re.match(library, name) and not re.fullmatch(place, file):
+                faults.append(f"{file}: may not include <{name}>: {why}")
+        beside = path.parent / name
+        if mark == "<" or not mine or TOP in mine:
+            continue
+        if (source / name).is_file():
+            theirs = set(owners(name, modules))
+        elif beside.is_file():
+            theirs = set(owners(beside.resolve().relative_to(source.resolve()).as_posix(), modules))
+        else:
+            continue
+        allowed = {module for module in candidates if closure[module] & theirs}
+        if not allowed:
+            faults.append(f"{file} ({' or '.join(mine)}): may not include {name} ({' or '.join(sorted(theirs))}); "
+                          f"DEPS allow {', '.join(sorted(set().union(*(closure[m] for m in mine)) - set(mine))) or 'nothing'}")
+        candidates = allowed or candidates
+    return faults
 
 
 def check(source):
@@ -117,26 +147,10 @@ def check(source):
         mine = owners(file, modules)
         if not mine:
             faults.append(f"{file}: no module owns it; list it in a vorna_module(...)")
-            continue
-        candidates = set(mine)
-        for mark, name in includes(path.read_text(errors="replace")):
-            for library, place, why in ONE_PLACE:
-                if re.match(library, name) and not re.fullmatch(place, file):
-                    faults.append(f"{file}: may not include <{name}>: {why}")
-            beside = path.parent / name
-            if mark == "<" or TOP in mine:
-                continue
-            if (source / name).is_file():
-                theirs = set(owners(name, modules))
-            elif beside.is_file():
-                theirs = set(owners(beside.resolve().relative_to(source.resolve()).as_posix(), modules))
-            else:
-                continue
-            allowed = {module for module in candidates if closure[module] & theirs}
-            if not allowed:
-                faults.append(f"{file} ({' or '.join(mine)}): may not include {name} ({' or '.join(sorted(theirs))}); "
-                              f"DEPS allow {', '.join(sorted(set().union(*(closure[m] for m in mine)) - set(mine))) or 'nothing'}")
-            candidates = allowed or candidates
+        families = {modules[name].family for name in mine if name != TOP and file in modules[name].files}
+        for family in sorted(families) if len(families) > 1 else [""]:  # a file compiled for each is checked for each
+            compiled = [name for name in mine if not family or modules[name].family == family]
+            faults += check_file(source, path, compiled, family, modules, closure)
     return faults
 
 

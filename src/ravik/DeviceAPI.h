@@ -8,11 +8,11 @@
 #include "ravik/event/Events.h"
 #include "tessel/family/Names.h"
 
-#define VORNA_FAMILY ravik
-#define VORNA_FAMILY_TITLE Ravik
-#include "tessel/family/DeviceAPI.inc"
-#undef VORNA_FAMILY_TITLE
+#pragma push_macro("VORNA_FAMILY")
 #undef VORNA_FAMILY
+#define VORNA_FAMILY ravik
+#include "tessel/family/DeviceAPI.inc"
+#pragma pop_macro("VORNA_FAMILY")
 
 namespace ravik {
 

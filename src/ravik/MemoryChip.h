@@ -4,7 +4,6 @@
 #include <array>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -15,9 +14,10 @@
 #include "tessel/family/Names.h"
 #include "trovi/BoxedPtr.h"
 #include "trovi/Reflect.h"
+#include "util/Mutex.h"
 
-#define VORNA_FAMILY ravik
-#define VORNA_FAMILY_TITLE Ravik
-#include "tessel/family/MemoryChip.inc"
-#undef VORNA_FAMILY_TITLE
+#pragma push_macro("VORNA_FAMILY")
 #undef VORNA_FAMILY
+#define VORNA_FAMILY ravik
+#include "tessel/family/MemoryChip.inc"
+#pragma pop_macro("VORNA_FAMILY")

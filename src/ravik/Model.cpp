@@ -1,19 +1,8 @@
+// What a ravik model does beyond the other family's (tessel/family/Model.cpp): it brings its chip up.
+
 #include "ravik/Model.h"
 
 #include <chrono>
-#include <sstream>
-#include <stdexcept>
-#include <utility>
-
-#include "device/Log.h"
-#include "ravik/configuration/Translation.h"
-#include "ravik/configuration/Validation.h"
-
-#define VORNA_FAMILY ravik
-#define VORNA_FAMILY_TITLE Ravik
-#include "tessel/family/ModelFunctions.inc"
-#undef VORNA_FAMILY_TITLE
-#undef VORNA_FAMILY
 
 namespace ravik {
 

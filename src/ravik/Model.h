@@ -4,7 +4,7 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
-#include <shared_mutex>
+#include <stdexcept>
 #include <thread>
 #include <vector>
 
@@ -16,6 +16,7 @@
 #include "ravik/event/Events.h"
 #include "tessel/family/Names.h"
 #include "trovi/Reflect.h"
+#include "util/Mutex.h"
 
 namespace ravik {
 
@@ -24,10 +25,10 @@ using RavikModelSource = graph::nodes::BasicSourceNode<event::OutputEvent>;
 
 } // namespace ravik
 
+#pragma push_macro("VORNA_FAMILY")
+#undef VORNA_FAMILY
 #define VORNA_FAMILY ravik
-#define VORNA_FAMILY_TITLE Ravik
 #define VORNA_FAMILY_MODEL_INITIALISES
 #include "tessel/family/Model.inc"
 #undef VORNA_FAMILY_MODEL_INITIALISES
-#undef VORNA_FAMILY_TITLE
-#undef VORNA_FAMILY
+#pragma pop_macro("VORNA_FAMILY")

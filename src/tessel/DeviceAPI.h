@@ -7,8 +7,8 @@
 #include "tessel/event/Events.h"
 #include "tessel/family/Names.h"
 
-#define VORNA_FAMILY tessel
-#define VORNA_FAMILY_TITLE Tessel
-#include "tessel/family/DeviceAPI.inc"
-#undef VORNA_FAMILY_TITLE
+#pragma push_macro("VORNA_FAMILY")
 #undef VORNA_FAMILY
+#define VORNA_FAMILY tessel
+#include "tessel/family/DeviceAPI.inc"
+#pragma pop_macro("VORNA_FAMILY")

@@ -4,7 +4,7 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
-#include <shared_mutex>
+#include <stdexcept>
 #include <thread>
 #include <vector>
 
@@ -16,6 +16,7 @@
 #include "tessel/event/Events.h"
 #include "tessel/family/Names.h"
 #include "trovi/Reflect.h"
+#include "util/Mutex.h"
 
 namespace tessel {
 
@@ -24,8 +25,8 @@ using TesselModelSource = graph::nodes::BasicSourceNode<event::OutputEvent>;
 
 } // namespace tessel
 
-#define VORNA_FAMILY tessel
-#define VORNA_FAMILY_TITLE Tessel
-#include "tessel/family/Model.inc"
-#undef VORNA_FAMILY_TITLE
+#pragma push_macro("VORNA_FAMILY")
 #undef VORNA_FAMILY
+#define VORNA_FAMILY tessel
+#include "tessel/family/Model.inc"
+#pragma pop_macro("VORNA_FAMILY")

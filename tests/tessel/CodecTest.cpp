@@ -30,13 +30,9 @@ T member(std::uint64_t word, unsigned low, unsigned high)
 } // namespace
 
 #define VORNA_FAMILY tessel
-#define VORNA_FAMILY_TITLE Tessel
 #include "CodecTest.inc"
-#undef VORNA_FAMILY_TITLE
 #undef VORNA_FAMILY
 
 #define VORNA_FAMILY ravik
-#define VORNA_FAMILY_TITLE Ravik
 #include "CodecTest.inc"
-#undef VORNA_FAMILY_TITLE
 #undef VORNA_FAMILY

@@ -46,15 +46,11 @@ std::vector<std::string> namesOf()
 } // namespace
 
 #define VORNA_FAMILY tessel
-#define VORNA_FAMILY_TITLE Tessel
 #include "ConfigurationTest.inc"
-#undef VORNA_FAMILY_TITLE
 #undef VORNA_FAMILY
 
 #define VORNA_FAMILY ravik
-#define VORNA_FAMILY_TITLE Ravik
 #include "ConfigurationTest.inc"
-#undef VORNA_FAMILY_TITLE
 #undef VORNA_FAMILY
 
 static_assert(

@@ -41,13 +41,9 @@ Array arrayOf(const typename Array::Dimensions& dimensions, std::mt19937& random
 } // namespace
 
 #define VORNA_FAMILY tessel
-#define VORNA_FAMILY_TITLE Tessel
 #include "TranslationTest.inc"
-#undef VORNA_FAMILY_TITLE
 #undef VORNA_FAMILY
 
 #define VORNA_FAMILY ravik
-#define VORNA_FAMILY_TITLE Ravik
 #include "TranslationTest.inc"
-#undef VORNA_FAMILY_TITLE
 #undef VORNA_FAMILY

@@ -30,6 +30,15 @@ TREE = {
     "python/Module.cpp": '#include <pybind11/pybind11.h>\n#include "high/High.h"\n#include "low/Base.h"\n',
 }
 
+# one source that two modules compile, each for its own family
+PAIR = {
+    "low/CMakeLists.txt": LOW + """
+    vorna_module(NAME first FAMILY middle SOURCES pair/Own.cpp DEPS middle)
+    vorna_module(NAME second FAMILY high SOURCES pair/../pair/Own.cpp DEPS low)""",
+    "high/Middle.h": "",
+    "low/pair/Own.cpp": "#include VORNA_FAMILY_HEADER(Middle)\n",
+}
+
 FAULTS = [
     # what is wrong, changed files, a part of the one text expected
     ("nothing", {}, None),
@@ -61,6 +70,8 @@ FAULTS = [
     ("a file that nobody owns, beside a module with an empty entry",
      {"stray/Stray.h": "", "low/CMakeLists.txt": 'set(more "")\n' + LOW.replace("Low.cpp", "Low.cpp ${more}")},
      "stray/Stray.h: no module owns it"),
+    ("a file compiled for two families, of which one goes upwards", PAIR,
+     "low/pair/Own.cpp (second): may not include high/Middle.h (high)"),
     ("pybind11 below the Python layer", {"low/Low.h": "#include <pybind11/pybind11.h>\n"},
      "low/Low.h: may not include <pybind11/pybind11.h>"),
     ("the JSON library itself", {"high/High.cpp": '#include "rapidjson/document.h"\n'},

@@ -7,7 +7,6 @@
 #include "trovi/python/Remote.h"
 
 #define VORNA_FAMILY ravik
-#define VORNA_FAMILY_TITLE Ravik
 #include "python/bindings/chip_configuration.inc"
 
 VORNA_BIND_FREE_FUNCTION("ravik::event::ravikConfigToEvent",

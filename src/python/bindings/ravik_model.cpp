@@ -11,7 +11,5 @@
 #include "trovi/python/Remote.h"
 
 #define VORNA_FAMILY ravik
-#define VORNA_FAMILY_TITLE Ravik
 #include "python/bindings/chip_model.inc"
-#undef VORNA_FAMILY_TITLE
 #undef VORNA_FAMILY

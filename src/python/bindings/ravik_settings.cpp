@@ -6,5 +6,4 @@
 #include "trovi/python/Remote.h"
 
 #define VORNA_FAMILY ravik
-#define VORNA_FAMILY_TITLE Ravik
 #include "python/bindings/chip_settings.inc"

@@ -9,7 +9,6 @@
 #include "trovi/python/Remote.h"
 
 #define VORNA_FAMILY tessel
-#define VORNA_FAMILY_TITLE Tessel
 #include "python/bindings/chip_configuration.inc"
 
 VORNA_BIND_FREE_FUNCTION("tessel::event::tesselConfigToEvent",

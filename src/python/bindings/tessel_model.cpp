@@ -11,9 +11,7 @@
 #include "trovi/python/Remote.h"
 
 #define VORNA_FAMILY tessel
-#define VORNA_FAMILY_TITLE Tessel
 #include "python/bindings/chip_model.inc"
-#undef VORNA_FAMILY_TITLE
 #undef VORNA_FAMILY
 
 VORNA_BIND_REMOTE(tessel::TesselModelSink)

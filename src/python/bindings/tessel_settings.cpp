@@ -6,5 +6,4 @@
 #include "trovi/python/Remote.h"
 
 #define VORNA_FAMILY tessel
-#define VORNA_FAMILY_TITLE Tessel
 #include "python/bindings/chip_settings.inc"

@@ -13,8 +13,8 @@
 #include "util/Vec2.h"
 #include "util/tensor/Array.h"
 
-#define VORNA_FAMILY ravik
-#define VORNA_FAMILY_TITLE Ravik
-#include "tessel/family/Configuration.inc"
-#undef VORNA_FAMILY_TITLE
+#pragma push_macro("VORNA_FAMILY")
 #undef VORNA_FAMILY
+#define VORNA_FAMILY ravik
+#include "tessel/family/Configuration.inc"
+#pragma pop_macro("VORNA_FAMILY")

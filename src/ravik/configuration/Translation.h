@@ -12,8 +12,8 @@
 #include "tessel/registers/RegisterContent.h"
 #include "util/tensor/Array.h"
 
-#define VORNA_FAMILY ravik
-#define VORNA_FAMILY_TITLE Ravik
-#include "tessel/family/Translation.inc"
-#undef VORNA_FAMILY_TITLE
+#pragma push_macro("VORNA_FAMILY")
 #undef VORNA_FAMILY
+#define VORNA_FAMILY ravik
+#include "tessel/family/Translation.inc"
+#pragma pop_macro("VORNA_FAMILY")

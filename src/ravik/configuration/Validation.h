@@ -22,8 +22,8 @@ namespace ravik {
 using tessel::getOutputSize;
 } // namespace ravik
 
-#define VORNA_FAMILY ravik
-#define VORNA_FAMILY_TITLE Ravik
-#include "tessel/family/Validation.inc"
-#undef VORNA_FAMILY_TITLE
+#pragma push_macro("VORNA_FAMILY")
 #undef VORNA_FAMILY
+#define VORNA_FAMILY ravik
+#include "tessel/family/Validation.inc"
+#pragma pop_macro("VORNA_FAMILY")

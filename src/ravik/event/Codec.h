@@ -14,6 +14,8 @@
 #include "tessel/family/EventWord.h"
 #include "tessel/family/detail/EventImage.h"
 
+#pragma push_macro("VORNA_FAMILY")
+#undef VORNA_FAMILY
 #define VORNA_FAMILY ravik
 #include "tessel/family/Codec.inc"
-#undef VORNA_FAMILY
+#pragma pop_macro("VORNA_FAMILY")

@@ -9,8 +9,8 @@
 #include "tessel/family/Names.h"
 #include "trovi/Reflect.h"
 
-#define VORNA_FAMILY ravik
-#define VORNA_FAMILY_TITLE Ravik
-#include "tessel/family/Events.inc"
-#undef VORNA_FAMILY_TITLE
+#pragma push_macro("VORNA_FAMILY")
 #undef VORNA_FAMILY
+#define VORNA_FAMILY ravik
+#include "tessel/family/Events.inc"
+#pragma pop_macro("VORNA_FAMILY")

@@ -13,8 +13,8 @@
 #include "util/Vec2.h"
 #include "util/tensor/Array.h"
 
-#define VORNA_FAMILY tessel
-#define VORNA_FAMILY_TITLE Tessel
-#include "tessel/family/Configuration.inc"
-#undef VORNA_FAMILY_TITLE
+#pragma push_macro("VORNA_FAMILY")
 #undef VORNA_FAMILY
+#define VORNA_FAMILY tessel
+#include "tessel/family/Configuration.inc"
+#pragma pop_macro("VORNA_FAMILY")

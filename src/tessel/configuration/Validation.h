@@ -18,8 +18,8 @@
 #include "tessel/family/Names.h"
 #include "tessel/family/OutputSize.h"
 
-#define VORNA_FAMILY tessel
-#define VORNA_FAMILY_TITLE Tessel
-#include "tessel/family/Validation.inc"
-#undef VORNA_FAMILY_TITLE
+#pragma push_macro("VORNA_FAMILY")
 #undef VORNA_FAMILY
+#define VORNA_FAMILY tessel
+#include "tessel/family/Validation.inc"
+#pragma pop_macro("VORNA_FAMILY")

@@ -1,8 +1,20 @@
-// What Translation.inc declares.
+// How a configuration becomes events. Compiled once for each family.
 
-#if !defined(VORNA_FAMILY) || !defined(VORNA_FAMILY_TITLE)
-#error "compiled once for each family: see tessel/family/Names.h"
-#endif
+#include "tessel/family/Family.h"
+#include VORNA_FAMILY_HEADER_IN(configuration, Translation)
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <stdexcept>
+#include <string>
+#include <tuple>
+
+#include "tessel/family/ChipLayout.h"
+#include "tessel/registers/DvsCore.h"
+#include "tessel/registers/InputInterface.h"
+#include "tessel/registers/LayerCore.h"
+#include "tessel/registers/ReadoutCore.h"
 
 namespace VORNA_FAMILY::event {
 

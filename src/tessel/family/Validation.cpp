@@ -1,8 +1,17 @@
-// The rules that a configuration is judged by. The texts are what users see, and scripts compare them: they stay.
+// The rules for configurations. Users see the texts, and scripts compare them: they stay. Compiled once for each family.
 
-#if !defined(VORNA_FAMILY) || !defined(VORNA_FAMILY_TITLE)
-#error "compiled once for each family: see tessel/family/Names.h"
-#endif
+#include "tessel/family/Family.h"
+#include VORNA_FAMILY_HEADER_IN(configuration, Validation)
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cmath>
+#include <limits>
+#include <sstream>
+#include <utility>
+
+#include "util/Report.h"
 
 namespace VORNA_FAMILY::configuration {
 

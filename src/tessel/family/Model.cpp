@@ -1,8 +1,15 @@
-// How the model of a chip works; see Model.inc.
+// How the model of a chip works. Compiled once for each family.
 
-#if !defined(VORNA_FAMILY) || !defined(VORNA_FAMILY_TITLE)
-#error "compiled once for each family: see tessel/family/Names.h"
-#endif
+#include "tessel/family/Family.h"
+#include VORNA_FAMILY_HEADER(Model)
+
+#include <sstream>
+#include <stdexcept>
+#include <utility>
+
+#include "device/Log.h"
+#include VORNA_FAMILY_HEADER_IN(configuration, Translation)
+#include VORNA_FAMILY_HEADER_IN(configuration, Validation)
 
 namespace VORNA_FAMILY {
 
@@ -41,17 +48,8 @@ std::unique_ptr<device::DeviceAPI> Model::releaseDeviceAPI()
 {
     logger().debug("releaseDeviceAPI");
     released = true;
-    const std::lock_guard lock(deviceMutex);
+    const util::Lock lock(deviceMutex);
     return std::move(deviceInterface);
-}
-
-template <class Use>
-auto Model::withDevice(Use use)
-{
-    const std::shared_lock lock(deviceMutex);
-    if (released)
-        throw std::runtime_error("This model's device interface has been released.");
-    return use(*deviceInterface);
 }
 
 void Model::applyConfiguration(const configuration::VORNA_FAMILY_NAME(Configuration) & config)
@@ -80,7 +78,7 @@ void Model::write(const std::vector<event::InputEvent>& events)
 // One exchange with the chip. False when the device interface is gone.
 bool Model::serve(const std::vector<event::InputEvent>& events, std::vector<event::OutputEvent>& received)
 {
-    const std::shared_lock lock(deviceMutex);
+    const util::SharedLock lock(deviceMutex);
     if (released)
         return false;
     deviceInterface->write(events);
