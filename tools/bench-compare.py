@@ -111,9 +111,10 @@ def main():
     if not names:
         sys.exit(f"bench-compare: no benchmark of both sides matches {options.filter}")
     rows = [[], []]
+    end = "" if sys.stderr.isatty() else "\n"
     for turn in range(options.rounds):
         for place, name in enumerate(names):
-            print(f"\rround {turn + 1} of {options.rounds}: {name:<24} ({place + 1} of {len(names)})", end="", file=sys.stderr)
+            print(f"\rround {turn + 1} of {options.rounds}: {name:<24} ({place + 1} of {len(names)})", end=end, file=sys.stderr, flush=True)
             for side in (0, 1):
                 rows[side] += measure(sides[side][name], options.seconds)
     print(file=sys.stderr)

@@ -2,6 +2,7 @@
 import ast
 import builtins
 import os
+import re
 import subprocess
 import sys
 import types
@@ -69,6 +70,38 @@ def test_every_public_name_is_told_of(vorna, stubs):
 
     walk(vorna)
     assert set(compared) == set(stubs)
+
+
+def surface(module):
+    """Every public name below a module, a line or two a class: members with their types, functions with their signatures."""
+    def signatures(function):
+        doc = (function.__doc__ or "").strip()
+        lines = re.findall(r"^\d+\. (.*)$", doc, re.M) if "Overloaded function." in doc else doc.split("\n")[:1]
+        return [re.sub(r"\(self: [\w.]+(, )?", "(", line).replace(" -> None", "") for line in lines]
+
+    def members(cls):
+        if hasattr(cls, "__members__"):
+            return [", ".join("%s = %d" % (name, value.value) for name, value in cls.__members__.items())]
+        values = {name: value for name, value in vars(cls).items() if not name.startswith("_") and name not in ("to_json", "from_json")}
+        data = ["%s: %s%s" % (name, value.fget.__doc__.strip().partition("-> ")[2], "" if value.fset else " (read-only)")
+                for name, value in values.items() if isinstance(value, property)]
+        calls = [text for value in values.values() if not isinstance(value, property) for text in signatures(value)]
+        return [line for line in (", ".join(data), "; ".join(calls)) if line]
+
+    for name, value in vars(module).items():
+        full = "%s.%s" % (module.__name__, name)
+        if isinstance(value, types.ModuleType) and value.__name__ == full:
+            yield from surface(value)
+        elif isinstance(value, type):
+            same = value.__module__ == module.__name__
+            yield "\n    ".join(["class " + full, *members(value)]) if same else "%s is %s.%s" % (full, value.__module__, value.__name__)
+        elif callable(value) and not name.startswith("_"):
+            yield from ("%s.%s" % (module.__name__, text) for text in signatures(value))
+
+
+def test_the_python_surface_is_as_accepted(vorna, golden):
+    """In a process of its own, where nothing has opened a remote node."""
+    golden("python_surface.txt", "\n".join(sorted(surface(vorna))) + "\n")
 
 
 def test_types_are_those_of_the_module(stubs):
