@@ -2,12 +2,12 @@
 """Keeps the arrows between the modules one-way.
 
     tools/check-layers.py             checks; exit code 1 and one line for each fault
-    tools/check-layers.py --update    rewrites the table of modules in ARCHITECTURE.md
+    tools/check-layers.py --update    rewrites the table of modules in docs/modules.md
 
 All folders share one include root, so a header of a layer above would be found without being linked. This reads the
 vorna_module(...) declarations below src/ and every #include there, and refuses: an include of a module that isn't among
 the includer's DEPS, directly or through them; a cycle; a DEPS entry that doesn't exist; a file that no module owns; a
-library included outside its one place; and a table in ARCHITECTURE.md that no longer tells the DEPS.
+library included outside its one place; and a table in docs/modules.md that no longer shows the DEPS.
 
 Who owns a file: the module that lists it in HEADERS or SOURCES; else the modules with files in the closest folder above
 it. Where those are several (trovi), one of them must be allowed all that the file includes. A file that modules of
@@ -179,13 +179,13 @@ def main():
     options = parser.parse_args()
     root = pathlib.Path(__file__).resolve().parent.parent
     modules, _ = read_modules(root / "src")
-    page = root / "ARCHITECTURE.md"
+    page = root / "docs" / "modules.md"
     written = page.read_text()
     if options.update:
         page.write_text(with_table(written, modules))
     faults = check(root / "src")
     if not options.update and with_table(written, modules) != written:
-        faults.append("ARCHITECTURE.md: the table of modules is out of date; run tools/check-layers.py --update")
+        faults.append("docs/modules.md: the table is out of date; run tools/check-layers.py --update")
     print(*faults, f"{len(modules)} modules, {len(faults)} faults", sep="\n")
     return 1 if faults else 0
 
