@@ -58,20 +58,4 @@ void* loadInstance(py::handle source, const std::type_info& type);
 /// A path given as text or as anything that os.fspath takes; false for anything else.
 bool loadPath(py::handle source, std::string& path);
 
-/// Which interpreter lock handling a call needs is data of the call, not a template argument.
-class OptionalRelease {
-public:
-    explicit OptionalRelease(bool release) : state(release ? PyEval_SaveThread() : nullptr) {}
-    OptionalRelease(const OptionalRelease&) = delete;
-    OptionalRelease& operator=(const OptionalRelease&) = delete;
-    ~OptionalRelease()
-    {
-        if (state != nullptr)
-            PyEval_RestoreThread(state);
-    }
-
-private:
-    PyThreadState* state;
-};
-
 } // namespace trovi::python

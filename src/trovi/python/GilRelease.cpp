@@ -7,6 +7,8 @@ namespace trovi::python {
 
 GilRelease::~GilRelease()
 {
+    if (state == nullptr)
+        return;
     try {
         PyEval_RestoreThread(state);
     } catch (const abi::__forced_unwind&) {

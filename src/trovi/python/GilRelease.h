@@ -13,7 +13,9 @@ namespace trovi::python {
 /// Threads: the constructor needs the interpreter lock; the destructor takes it back.
 class GilRelease {
 public:
-    GilRelease() : state(PyEval_SaveThread()) {}
+    GilRelease() : GilRelease(true) {}
+    /// Does nothing when not `releases`.
+    explicit GilRelease(bool releases) : state(releases ? PyEval_SaveThread() : nullptr) {}
     GilRelease(const GilRelease&) = delete;
     GilRelease& operator=(const GilRelease&) = delete;
     ~GilRelease();

@@ -505,7 +505,7 @@ struct MethodCall {
         const auto invoke = [pointer, blocking](T& object, Args... args) -> R {
             if constexpr (ownsThreads<T>)
                 LiveObjects::requireOwnProcess(&object);
-            const OptionalRelease release(blocking);
+            const GilRelease release(blocking);
             return (object.*pointer)(std::forward<Args>(args)...);
         };
         if constexpr (std::is_void_v<R>) {
