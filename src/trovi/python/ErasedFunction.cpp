@@ -81,6 +81,8 @@ bool loadPath(py::handle source, std::string& path)
     if (!caster.load(text, true))
         return false;
     path = py::detail::cast_op<std::string&>(caster);
+    if (path.find('\0') != std::string::npos)
+        throw py::value_error("A path must not hold a zero byte.");
     return true;
 }
 
