@@ -1,11 +1,12 @@
 #include "device/Log.h"
 
 #include <iostream>
-#include <mutex>
 
 #include <log4cpp/Category.hh>
 #include <log4cpp/OstreamAppender.hh>
 #include <log4cpp/PatternLayout.hh>
+
+#include "util/Mutex.h"
 
 namespace device {
 namespace {
@@ -13,8 +14,8 @@ namespace {
 log4cpp::Category& categoryNamed(const std::string& name)
 {
     // log4cpp makes its root unlocked when first asked
-    static std::mutex mutex;
-    const std::lock_guard lock(mutex);
+    static util::Mutex mutex;
+    const util::Lock lock(mutex);
     return log4cpp::Category::getInstance(name);
 }
 

@@ -14,7 +14,7 @@ EventFilterGraph::~EventFilterGraph() { stop(); }
 
 std::optional<std::uint64_t> EventFilterGraph::addFilterNode(const std::string& name)
 {
-    const std::lock_guard guard(lifecycle);
+    const util::Lock guard(lifecycle);
     if (running)
         return std::nullopt;
     std::shared_ptr<ondra::NodeInterface> node = EventFilterNodeFactory::getInstance().buildEventFilterNode(name);
@@ -54,7 +54,7 @@ trovi::BoxedPtr EventFilterGraph::getNodeInput(std::uint64_t id) const
 
 bool EventFilterGraph::start()
 {
-    const std::lock_guard guard(lifecycle);
+    const util::Lock guard(lifecycle);
     if (running)
         return false;
     running = true;
@@ -72,7 +72,7 @@ bool EventFilterGraph::start()
 
 bool EventFilterGraph::stop()
 {
-    const std::lock_guard guard(lifecycle);
+    const util::Lock guard(lifecycle);
     if (!running)
         return false;
     running = false;

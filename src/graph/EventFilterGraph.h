@@ -12,7 +12,6 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
@@ -21,6 +20,7 @@
 #include "ondra/Graph.h"
 #include "trovi/BoxedPtr.h"
 #include "trovi/Reflect.h"
+#include "util/Mutex.h"
 
 namespace graph {
 
@@ -36,7 +36,7 @@ public:
 
     /// The new node's identifier: 0, 1, 2 and so on, none is used twice. Nothing while running, and when the name is
     /// unknown.
-    std::optional<std::uint64_t> addFilterNode(const std::string& name);
+    std::optional<std::uint64_t> addFilterNode(const std::string& name) VORNA_EXCLUDES(lifecycle);
 
     // These do nothing and return false while running; otherwise see ondra::Graph.
     bool remove(std::uint64_t id) noexcept override;
@@ -51,10 +51,10 @@ public:
     trovi::BoxedPtr getNodeInput(std::uint64_t id) const;
 
     /// @return false when it runs already
-    bool start();
+    bool start() VORNA_EXCLUDES(lifecycle);
     /// Waits for the pass under way, up to 10 ms for each sink in the graph.
     /// @return false when it does not run
-    bool stop();
+    bool stop() VORNA_EXCLUDES(lifecycle);
     bool isRunning() const { return running; }
 
     /// The same for scripts, with reasons.
@@ -72,10 +72,10 @@ public:
 private:
     bool orThrow(bool done, const std::string& whatWhileRunning, const std::string& textWhileStopped) const;
 
-    std::mutex lifecycle; // held by start(), stop() and addFilterNode()
-    std::uint64_t nextNodeId = 0;
-    std::atomic<bool> running = false;
-    std::thread thread; // joinable while running
+    util::Mutex lifecycle;
+    std::uint64_t nextNodeId VORNA_GUARDED_BY(lifecycle) = 0;
+    std::atomic<bool> running = false;              // written under `lifecycle`
+    std::thread thread VORNA_GUARDED_BY(lifecycle); // joinable while running
 };
 
 } // namespace graph

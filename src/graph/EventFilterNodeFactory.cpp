@@ -20,7 +20,7 @@ EventFilterNodeFactory& EventFilterNodeFactory::getInstance()
 
 bool EventFilterNodeFactory::registerNodeBuilder(const std::string& name, Builder builder)
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     return builders.insert_or_assign(name, std::move(builder)).second;
 }
 
@@ -28,13 +28,22 @@ std::unique_ptr<ondra::NodeInterface> EventFilterNodeFactory::buildEventFilterNo
 {
     Builder builder;
     {
-        const std::lock_guard lock(mutex);
+        const util::Lock lock(mutex);
         const auto entry = builders.find(name);
         if (entry == builders.end())
             return nullptr;
         builder = entry->second;
     }
     return builder();
+}
+
+std::vector<std::string> EventFilterNodeFactory::names() const
+{
+    const util::Lock lock(mutex);
+    std::vector<std::string> all;
+    for (const auto& [name, builder] : builders)
+        all.push_back(name);
+    return all;
 }
 
 } // namespace graph

@@ -1,6 +1,5 @@
 #include "ondra/Graph.h"
 
-#include <mutex>
 #include <stdexcept>
 #include <utility>
 
@@ -10,9 +9,9 @@ namespace ondra {
 
 // Holds the lock of a graph. While it waits for it, no new pass begins: a thread that runs pass after pass would hardly
 // ever leave the lock free for long enough.
-class Graph::Guard {
+class VORNA_SCOPED_CAPABILITY Graph::Guard {
 public:
-    explicit Guard(const Graph& graph) : lock(graph.lock)
+    explicit Guard(const Graph& graph) VORNA_ACQUIRE(graph.lock) : lock(graph.lock)
     {
         ++graph.waiting;
         lock.lock();
@@ -20,7 +19,7 @@ public:
     }
     Guard(const Guard&) = delete;
     Guard& operator=(const Guard&) = delete;
-    ~Guard() { lock.unlock(); }
+    ~Guard() VORNA_RELEASE() { lock.unlock(); }
 
 private:
     SpinLock& lock;
@@ -30,9 +29,9 @@ void Graph::compute()
 {
     if (waiting != 0)
         return;
-    const std::unique_lock guard(lock, std::try_to_lock);
-    if (!guard)
+    if (!lock.try_lock())
         return; // someone changes the graph: the next pass sees it whole
+    const util::Lock guard(lock, std::adopt_lock);
     for (const auto id : dag.order())
         nodeAt(id)->apply();
 }

@@ -12,6 +12,7 @@
 #include "ondra/NodeInterface.h"
 #include "ondra/SpinLock.h"
 #include "ondra/detail/DAG.h"
+#include "util/Mutex.h"
 
 namespace ondra {
 
@@ -67,18 +68,17 @@ protected:
 private:
     class Guard;
 
-    // these expect `lock` to be held
-    bool isNode(std::uint64_t id) const { return nodes.contains(id) && dag.hasNode(id); }
-    const std::shared_ptr<NodeInterface>& nodeAt(std::uint64_t id) const;
-    void validateExecutorCache();
+    bool isNode(std::uint64_t id) const VORNA_REQUIRES(lock) { return nodes.contains(id) && dag.hasNode(id); }
+    const std::shared_ptr<NodeInterface>& nodeAt(std::uint64_t id) const VORNA_REQUIRES(lock);
+    void validateExecutorCache() VORNA_REQUIRES(lock);
 
     mutable std::atomic<int> waiting = 0; // threads that wait for `lock`
-    mutable SpinLock lock;                // guards all members below
+    mutable SpinLock lock;
     // An identifier is a key of both `nodes` and `dag` or of neither.
-    std::unordered_map<std::uint64_t, std::shared_ptr<NodeInterface>> nodes;
-    detail::DAG<std::uint64_t> dag;
-    bool cacheValid = false;
-    std::vector<std::shared_ptr<NodeInterface>> cache; // all nodes in order, for an executor
+    std::unordered_map<std::uint64_t, std::shared_ptr<NodeInterface>> nodes VORNA_GUARDED_BY(lock);
+    detail::DAG<std::uint64_t> dag VORNA_GUARDED_BY(lock);
+    bool cacheValid VORNA_GUARDED_BY(lock) = false;
+    std::vector<std::shared_ptr<NodeInterface>> cache VORNA_GUARDED_BY(lock); // all nodes in order, for an executor
 };
 
 } // namespace ondra

@@ -10,19 +10,19 @@ LiveInputs& LiveInputs::getInstance()
 
 void LiveInputs::add(const std::any* input)
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     inputs.insert(input);
 }
 
 void LiveInputs::remove(const std::any* input)
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     inputs.erase(input);
 }
 
 std::any LiveInputs::copyOf(const std::any* input) const
 {
-    const std::lock_guard lock(mutex); // so that the node cannot go meanwhile
+    const util::Lock lock(mutex); // so that the node cannot go meanwhile
     return inputs.contains(input) ? *input : std::any();
 }
 

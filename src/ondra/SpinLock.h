@@ -4,20 +4,22 @@
 #include <atomic>
 #include <cstdint>
 
+#include "util/Mutex.h"
+
 namespace ondra {
 
-/// Lockable, for std::lock_guard and std::unique_lock. Not recursive.
+/// Lockable, for util::Lock and the standard's locks. Not recursive.
 /// Threads: thread-safe. A waiting thread spins at full speed: no pause, no yield, no order among those who wait.
-class SpinLock {
+class VORNA_CAPABILITY("spin lock") SpinLock {
 public:
-    void lock() noexcept
+    void lock() noexcept VORNA_ACQUIRE()
     {
         while (held.exchange(1, std::memory_order_acquire) != 0)
             ;
     }
     /// One attempt. True when the lock is now the caller's.
-    bool try_lock() noexcept { return held.exchange(1, std::memory_order_acquire) == 0; }
-    void unlock() noexcept { held.store(0, std::memory_order_release); }
+    bool try_lock() noexcept VORNA_TRY_ACQUIRE(true) { return held.exchange(1, std::memory_order_acquire) == 0; }
+    void unlock() noexcept VORNA_RELEASE() { held.store(0, std::memory_order_release); }
 
 private:
     std::atomic<std::uint8_t> held = 0;

@@ -1,7 +1,6 @@
 #pragma once
 // A sink whose owner takes the events out: a chip model is one.
 
-#include <mutex>
 #include <utility>
 #include <vector>
 
@@ -9,6 +8,7 @@
 #include "graph/nodes/NodeReflection.h"
 #include "graph/nodes/SinkNode.h"
 #include "graph/nodes/detail/TurnMutex.h"
+#include "util/Mutex.h"
 
 namespace graph::nodes {
 
@@ -23,7 +23,7 @@ public:
     /// Takes one batch in, for which it waits up to 10 ms.
     void apply() override
     {
-        const std::lock_guard lock(mutex);
+        const util::Lock lock(mutex);
         Batch<Event> batch;
         if (this->inputChannel->wait_dequeue_timed(batch, this->applyWaitUs))
             detail::takeIn(std::move(batch), events);
@@ -32,13 +32,13 @@ public:
     /// For the owner: all events that apply() took in since the last call. Waits for a running apply().
     std::vector<Event> takeEvents()
     {
-        const std::lock_guard lock(mutex);
+        const util::Lock lock(mutex);
         return std::exchange(events, {});
     }
 
 protected:
     detail::TurnMutex mutex;
-    std::vector<Event> events; ///< under `mutex`
+    std::vector<Event> events VORNA_GUARDED_BY(mutex);
 };
 
 } // namespace graph::nodes

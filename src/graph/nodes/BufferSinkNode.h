@@ -1,7 +1,6 @@
 #pragma once
 // A sink that keeps events until a script asks for them.
 
-#include <mutex>
 #include <utility>
 #include <vector>
 
@@ -9,6 +8,7 @@
 #include "graph/nodes/NodeReflection.h"
 #include "graph/nodes/SinkNode.h"
 #include "graph/nodes/detail/TurnMutex.h"
+#include "util/Mutex.h"
 
 namespace graph::nodes {
 
@@ -21,7 +21,7 @@ public:
     /// Takes one batch in, for which it waits up to 10 ms.
     void apply() override
     {
-        const std::lock_guard lock(mutex);
+        const util::Lock lock(mutex);
         Batch<Event> batch;
         if (this->inputChannel->wait_dequeue_timed(batch, this->applyWaitUs))
             events.insert(events.end(), batch->begin(), batch->end());
@@ -30,14 +30,14 @@ public:
     /// All events since the last call, also those that apply() has not seen yet. Waits for a running apply().
     std::vector<Event> getBuf()
     {
-        const std::lock_guard lock(mutex);
+        const util::Lock lock(mutex);
         detail::appendWaiting(*this->inputChannel, events);
         return std::exchange(events, {});
     }
 
 private:
     detail::TurnMutex mutex;
-    std::vector<Event> events; // under `mutex`; no limit
+    std::vector<Event> events VORNA_GUARDED_BY(mutex); // no limit
 };
 
 } // namespace graph::nodes

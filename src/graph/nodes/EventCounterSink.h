@@ -2,13 +2,13 @@
 // A sink that counts.
 
 #include <cstdint>
-#include <mutex>
 #include <utility>
 
 #include "graph/nodes/Batch.h"
 #include "graph/nodes/NodeReflection.h"
 #include "graph/nodes/SinkNode.h"
 #include "graph/nodes/detail/TurnMutex.h"
+#include "util/Mutex.h"
 
 namespace graph::nodes {
 
@@ -21,7 +21,7 @@ public:
     /// Takes one batch in, for which it waits up to 10 ms.
     void apply() override
     {
-        const std::lock_guard lock(mutex);
+        const util::Lock lock(mutex);
         Batch<Event> batch;
         if (this->inputChannel->wait_dequeue_timed(batch, this->applyWaitUs))
             count += batch->size();
@@ -31,7 +31,7 @@ public:
     /// apply().
     std::uint64_t getCount()
     {
-        const std::lock_guard lock(mutex);
+        const util::Lock lock(mutex);
         Batch<Event> batch;
         // not those that come meanwhile: that may take for ever
         for (auto left = this->inputChannel->size_approx(); left > 0 && this->inputChannel->try_dequeue(batch); --left)
@@ -41,7 +41,7 @@ public:
 
 private:
     detail::TurnMutex mutex;
-    std::uint64_t count = 0; // under `mutex`
+    std::uint64_t count VORNA_GUARDED_BY(mutex) = 0;
 };
 
 } // namespace graph::nodes

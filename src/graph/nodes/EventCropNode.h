@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <utility>
 #include <vector>
 
@@ -15,6 +14,7 @@
 #include "graph/nodes/detail/EventCopy.h"
 #include "graph/nodes/detail/EventCrop.h"
 #include "graph/nodes/detail/TurnMutex.h"
+#include "util/Mutex.h"
 
 namespace graph::nodes {
 
@@ -46,21 +46,22 @@ public:
 private:
     void install(Predicate predicate, std::int32_t newXtl, std::int32_t newYtl)
     {
-        const std::lock_guard lock(mutex);
+        const util::Lock lock(mutex);
         eventsInROI.swap(predicate);
         xtl = newXtl;
         ytl = newYtl;
     }
 
-    detail::TurnMutex mutex; // guards what follows
-    Predicate eventsInROI = detail::AlwaysTrue();
-    std::int32_t xtl = 0, ytl = 0; // taken off what is kept
+    detail::TurnMutex mutex;
+    Predicate eventsInROI VORNA_GUARDED_BY(mutex) = detail::AlwaysTrue();
+    std::int32_t xtl VORNA_GUARDED_BY(mutex) = 0; // this and `ytl` are subtracted from what is kept
+    std::int32_t ytl VORNA_GUARDED_BY(mutex) = 0;
 };
 
 template <class Event>
 void EventCropNode<Event>::apply()
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     const detail::WaitingBatches<Event> waiting(*this->inputChannel);
     auto kept = std::make_shared<std::vector<Event>>();
     kept->reserve(waiting.eventCount);

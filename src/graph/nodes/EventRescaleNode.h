@@ -3,7 +3,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <utility>
 #include <vector>
 
@@ -14,6 +13,7 @@
 #include "graph/nodes/detail/EventCopy.h"
 #include "graph/nodes/detail/Rescaling.h"
 #include "graph/nodes/detail/TurnMutex.h"
+#include "util/Mutex.h"
 
 namespace graph::nodes {
 
@@ -28,7 +28,7 @@ public:
     /// x / b and y / a, in double, are cut towards zero; what does not fit 16 bits: see detail::cutQuotient().
     void setRescalingCoefficients(double a, double b)
     {
-        const std::lock_guard lock(mutex);
+        const util::Lock lock(mutex);
         widthCoefficient = a;
         heightCoefficient = b;
     }
@@ -39,9 +39,10 @@ private:
     template <class Divide>
     static void rescale(std::vector<Event>& out, const detail::WaitingBatches<Event>& waiting, Divide divide);
 
-    detail::TurnMutex mutex; // guards what follows
+    detail::TurnMutex mutex;
     // The crossing is wanted: the first divides y and the second x.
-    double widthCoefficient = 1, heightCoefficient = 1;
+    double widthCoefficient VORNA_GUARDED_BY(mutex) = 1;
+    double heightCoefficient VORNA_GUARDED_BY(mutex) = 1;
 };
 
 template <class Event>
@@ -61,7 +62,7 @@ void EventRescaleNode<Event>::rescale(std::vector<Event>& out, const detail::Wai
 template <class Event>
 void EventRescaleNode<Event>::apply()
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     const detail::WaitingBatches<Event> waiting(*this->inputChannel);
     auto scaled = std::make_shared<std::vector<Event>>();
     scaled->reserve(waiting.eventCount);

@@ -8,7 +8,6 @@
 #include <cstdint>
 #include <limits>
 #include <memory>
-#include <mutex>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -18,6 +17,7 @@
 #include "graph/nodes/Batch.h"
 #include "graph/nodes/FilterNode.h"
 #include "graph/nodes/NodeReflection.h"
+#include "util/Mutex.h"
 
 namespace graph::nodes {
 
@@ -50,7 +50,7 @@ public:
                         this->template sendAlternative<index>(waiting);
                 });
         }
-        const std::lock_guard lock(this->destinationsMutex);
+        const util::Lock lock(this->destinationsMutex);
         std::erase_if(typedDestinations, [](const Destination& destination) {
             return std::visit([](const auto& channel) { return channel.expired(); }, destination);
         });
@@ -59,7 +59,7 @@ public:
     /// @return false also when the destination is there already
     bool addDestination(const std::any* channel) override
     {
-        const std::lock_guard lock(this->destinationsMutex);
+        const util::Lock lock(this->destinationsMutex);
         Destination destination;
         if (!parse(channel, destination) || std::ranges::any_of(typedDestinations, isSame(destination)))
             return false;
@@ -69,7 +69,7 @@ public:
 
     bool removeDestination(const std::any* channel) override
     {
-        const std::lock_guard lock(this->destinationsMutex);
+        const util::Lock lock(this->destinationsMutex);
         Destination destination;
         return parse(channel, destination) && std::erase_if(typedDestinations, isSame(destination)) > 0;
     }
@@ -129,7 +129,7 @@ private:
     template <class Event>
     void sendToDestinations(const Batch<Event>& batch)
     {
-        const std::lock_guard lock(this->destinationsMutex);
+        const util::Lock lock(this->destinationsMutex);
         for (const auto& destination : typedDestinations)
             if (const auto* target = std::get_if<Target<Event>>(&destination))
                 if (const auto channel = target->lock())
@@ -164,7 +164,8 @@ private:
         sendToDestinations<Event>(typed);
     }
 
-    std::vector<Destination> typedDestinations; // under destinationsMutex; the base's list stays empty
+    // The base's list stays empty.
+    std::vector<Destination> typedDestinations VORNA_GUARDED_BY(this->destinationsMutex);
     const TypeNames availableTypes = {trovi::registeredName<Variant>(), trovi::registeredName<Alternatives>()...};
     // Index into availableTypes. Mutable: which kind is wanted can be said through a constant node, as callers do.
     mutable std::atomic<std::uint32_t> desiredType = std::numeric_limits<std::uint32_t>::max();

@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <type_traits>
 #include <utility>
 #include <variant>
@@ -16,6 +15,7 @@
 #include "graph/nodes/NodeReflection.h"
 #include "graph/nodes/detail/EventCrop.h"
 #include "graph/nodes/detail/TurnMutex.h"
+#include "util/Mutex.h"
 
 namespace graph::nodes {
 
@@ -65,7 +65,7 @@ public:
     /// Sends one vector with the kept events of all waiting batches, an empty one when there are none.
     void apply() override
     {
-        const std::lock_guard lock(mutex);
+        const util::Lock lock(mutex);
         const detail::WaitingBatches<Variant> waiting(*this->inputChannel);
         auto kept = std::make_shared<std::vector<Variant>>();
         kept->reserve(waiting.eventCount);
@@ -92,12 +92,12 @@ private:
 
     void install(Predicate newPredicate)
     {
-        const std::lock_guard lock(mutex);
+        const util::Lock lock(mutex);
         predicate.swap(newPredicate);
     }
 
-    detail::TurnMutex mutex; // guards what follows
-    Predicate predicate = detail::AlwaysTrue();
+    detail::TurnMutex mutex;
+    Predicate predicate VORNA_GUARDED_BY(mutex) = detail::AlwaysTrue();
 };
 
 } // namespace graph::nodes

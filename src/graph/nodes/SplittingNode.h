@@ -4,7 +4,6 @@
 #include <any>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <unordered_map>
 #include <utility>
@@ -13,6 +12,7 @@
 #include "graph/nodes/Batch.h"
 #include "graph/nodes/FilterNode.h"
 #include "graph/nodes/NodeReflection.h"
+#include "util/Mutex.h"
 
 namespace graph::nodes {
 
@@ -28,7 +28,7 @@ public:
     {
         auto gathered = std::make_shared<std::vector<Event>>();
         detail::appendWaiting(*this->inputChannel, *gathered);
-        const std::lock_guard lock(this->destinationsMutex);
+        const util::Lock lock(this->destinationsMutex);
         for (const auto& destination : this->destinations) {
             const auto channel = destination.lock();
             const auto name = names.find(channel);
@@ -48,7 +48,7 @@ public:
         if (!callables.contains(name) || !channel)
             return false;
         {
-            const std::lock_guard lock(this->destinationsMutex);
+            const util::Lock lock(this->destinationsMutex);
             names[channel] = name;
         }
         return addDestination(&input);
@@ -58,7 +58,7 @@ public:
     bool removeDestination(const std::any* channel) override
     {
         const bool removed = FilterNode<Batch<Event>, Batch<Event>>::removeDestination(channel);
-        const std::lock_guard lock(this->destinationsMutex);
+        const util::Lock lock(this->destinationsMutex);
         names.erase(this->parseDestinationChannel(channel).lock());
         return removed;
     }
@@ -69,7 +69,8 @@ protected:
     std::unordered_map<std::string, Callable> callables; ///< filled by the constructor of a derived class
 
 private:
-    std::unordered_map<std::shared_ptr<ondra::Channel<Batch<Event>>>, std::string> names; // under destinationsMutex
+    std::unordered_map<std::shared_ptr<ondra::Channel<Batch<Event>>>, std::string>
+        names VORNA_GUARDED_BY(this->destinationsMutex);
 };
 
 } // namespace graph::nodes

@@ -3,8 +3,9 @@
 // node is gone; here it is looked up before anything reads from it.
 
 #include <any>
-#include <mutex>
 #include <unordered_set>
+
+#include "util/Mutex.h"
 
 namespace ondra::detail {
 
@@ -14,17 +15,17 @@ class LiveInputs {
 public:
     static LiveInputs& getInstance();
 
-    void add(const std::any* input);
-    void remove(const std::any* input);
+    void add(const std::any* input) VORNA_EXCLUDES(mutex);
+    void remove(const std::any* input) VORNA_EXCLUDES(mutex);
 
     /// What `input` holds; empty when it is of no node that lives.
-    std::any copyOf(const std::any* input) const;
+    std::any copyOf(const std::any* input) const VORNA_EXCLUDES(mutex);
 
 private:
     LiveInputs() = default;
 
-    mutable std::mutex mutex; // guards what follows
-    std::unordered_set<const std::any*> inputs;
+    mutable util::Mutex mutex;
+    std::unordered_set<const std::any*> inputs VORNA_GUARDED_BY(mutex);
 };
 
 } // namespace ondra::detail

@@ -2,11 +2,11 @@
 // What nodes with an output, sources and filters, have on top of the interfaces of ondra.
 
 #include <any>
-#include <mutex>
 #include <utility>
 
 #include "graph/nodes/detail/BoxedInput.h"
 #include "trovi/BoxedPtr.h"
+#include "util/Mutex.h"
 
 namespace graph::nodes::detail {
 
@@ -21,12 +21,12 @@ public:
 
     bool addDestination(const std::any* channel) override
     {
-        const std::lock_guard lock(destinationsMutex);
+        const util::Lock lock(destinationsMutex);
         return Interface::addDestination(channel);
     }
     bool removeDestination(const std::any* channel) override
     {
-        const std::lock_guard lock(destinationsMutex);
+        const util::Lock lock(destinationsMutex);
         return Interface::removeDestination(channel);
     }
 
@@ -49,11 +49,11 @@ protected:
     template <class Result>
     void send(Result&& result)
     {
-        const std::lock_guard lock(destinationsMutex);
+        const util::Lock lock(destinationsMutex);
         this->forwardResult(std::forward<Result>(result));
     }
 
-    std::mutex destinationsMutex;
+    util::Mutex destinationsMutex;
 };
 
 } // namespace graph::nodes::detail
