@@ -5,8 +5,9 @@
 #include <cstring>
 #include <utility>
 
-#include "keplin/Keplin.h"
 #include "keplin/PacketDelivery.h"
+#include "keplin/PacketPool.h"
+#include "util/LittleEndian.h"
 
 namespace keplin {
 
@@ -14,9 +15,7 @@ namespace {
 
 std::uint32_t wordAt(const std::uint8_t* block, std::uint32_t index)
 {
-    std::uint32_t word = 0;
-    std::memcpy(&word, block + 4 * index, 4);
-    return word;
+    return util::readLittleEndian<std::uint32_t>(block + 4 * index);
 }
 
 /// Copies a whole packet of `words` words, at least 2.
@@ -39,7 +38,7 @@ inline void finish(PacketDelivery& delivery, PacketPtr packet, std::uint32_t hea
 
 } // namespace
 
-BlockDecoder::~BlockDecoder() { Keplin::putPacketBuffer(std::move(current)); }
+BlockDecoder::~BlockDecoder() { PacketPool::getInstance().putPacketBuffer(std::move(current)); }
 
 std::int32_t BlockDecoder::decode(std::span<const std::uint8_t> blocks, std::int32_t credit, PacketDelivery& delivery)
 {

@@ -1,41 +1,35 @@
 #pragma once
-// The pool from which every packet of the process comes, and a board's pair of queues with the table that sorts what
-// was received into the queues of its clients.
+// A board's pair of queues, and the table that sorts what was received into the queues of its clients. The static
+// functions are the clients' way to the pool from which every packet of the process comes.
 
 #include <array>
 #include <cstdint>
-#include <shared_mutex>
+#include <utility>
 
 #include "keplin/PacketBuffer.h"
+#include "keplin/PacketPool.h"
 #include "keplin/PacketQueue.h"
 #include "keplin/PacketRun.h"
 
 namespace keplin {
 
-class PacketStash;
-
-/// The pool serves all boards at once. It is there before any static object is made and after the last one is gone.
 /// Threads: the static functions are thread-safe, and so is sendPacket(). The rest is reentrant.
 class Keplin {
 public:
-    /// More buffers than this don't lie in the pool: what comes back beyond is freed.
-    static constexpr std::size_t MaxPooledBuffers = 0xF0EF + 1;
+    static constexpr std::size_t MaxPooledBuffers = PacketPool::MaxPooledBuffers;
 
-    /// A buffer of size 0, the one that came back last, or a new one. One from the pool keeps its old header and bytes.
-    static PacketPtr getEmptyPacketBuffer();
-
-    /// The same, with the header set.
-    /// @throws std::out_of_range "Bad target ID" when `moduleId` is above 63; the pool is not touched then
-    static PacketPtr getRawPacketBuffer(std::uint8_t moduleId, HdrExtFmt hdrExt, PktFmt pktFmt);
-
-    /// Takes the buffer back. An empty pointer is ignored.
-    static void putPacketBuffer(PacketPtr buffer);
-    /// The same for all of `buffers`, in their order and under one lock; leaves it empty.
-    static void putPacketBuffers(PacketRun& buffers);
-
-    /// @param inCirculation  all buffers that were made and not freed by the pool
-    /// @param inPool         those that nobody has, the ones in a PacketStash with them
-    static void getBufferPoolStats(std::uint32_t& inCirculation, std::uint32_t& inPool);
+    // Those of PacketPool, which serves all boards.
+    static PacketPtr getEmptyPacketBuffer() { return PacketPool::getInstance().getEmptyPacketBuffer(); }
+    static PacketPtr getRawPacketBuffer(std::uint8_t moduleId, HdrExtFmt hdrExt, PktFmt pktFmt)
+    {
+        return PacketPool::getInstance().getRawPacketBuffer(moduleId, hdrExt, pktFmt);
+    }
+    static void putPacketBuffer(PacketPtr buffer) { PacketPool::getInstance().putPacketBuffer(std::move(buffer)); }
+    static void putPacketBuffers(PacketRing& buffers) { PacketPool::getInstance().putPacketBuffers(buffers); }
+    static void getBufferPoolStats(std::uint32_t& inCirculation, std::uint32_t& inPool)
+    {
+        PacketPool::getInstance().getBufferPoolStats(inCirculation, inPool);
+    }
 
     Keplin() = default;
     /// What waits goes back to the pool: first what was received, then what was to be sent.
@@ -60,23 +54,6 @@ public:
     std::uint32_t dispatchPackets();
 
 private:
-    friend class PacketStash;
-
-    static void putLocked(PacketRun& buffers);
-    static std::size_t pooled();
-
-    // Never destroyed, so that static objects may give buffers back at exit in any order.
-    template <class T>
-    union Everlasting {
-        constexpr Everlasting() : value() {}
-        ~Everlasting() {}
-        T value;
-    };
-    static Everlasting<PacketRun> bufferPool; // used as a stack: what came last is the warmest
-    static Everlasting<std::shared_mutex> bufferPoolMutex;
-    static std::uint32_t packetsInCirculation;
-    static PacketStash* stashes; // those that hold buffers
-
     PacketQueue transmitQueue_;
     PacketQueue receiveQueue_;
     std::array<PacketQueue*, MaxModules> table{};

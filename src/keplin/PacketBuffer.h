@@ -15,6 +15,7 @@
 #include <ostream>
 
 #include "keplin/PacketHeader.h"
+#include "util/LittleEndian.h"
 
 namespace keplin {
 
@@ -49,13 +50,13 @@ struct PacketBuffer {
     template <std::unsigned_integral T>
     T payload(std::size_t offset) const
     {
-        T value = 0;
         const std::size_t end = size < data.size() ? static_cast<std::size_t>(size) : data.size();
         if (offset + sizeof(T) <= end)
-            std::memcpy(&value, data.data() + offset, sizeof(T));
-        else if (offset < end)
-            std::memcpy(&value, data.data() + offset, end - offset);
-        return value;
+            return util::readLittleEndian<T>(data.data() + offset);
+        std::array<std::uint8_t, sizeof(T)> padded{};
+        if (offset < end)
+            std::memcpy(padded.data(), data.data() + offset, end - offset);
+        return util::readLittleEndian<T>(padded.data());
     }
 
     /// Calls `visit` with each 64-bit event word of the payload, in order. A last word of which half or more is there
@@ -65,11 +66,8 @@ struct PacketBuffer {
     {
         const std::size_t end = size < data.size() ? static_cast<std::size_t>(size) : data.size();
         std::size_t offset = 0;
-        for (; offset + 8 <= end; offset += 8) {
-            std::uint64_t word = 0;
-            std::memcpy(&word, data.data() + offset, 8);
-            visit(word);
-        }
+        for (; offset + 8 <= end; offset += 8)
+            visit(util::readLittleEndian<std::uint64_t>(data.data() + offset));
         if (end - offset >= 4)
             visit(payload<std::uint64_t>(offset));
     }

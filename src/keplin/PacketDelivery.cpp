@@ -8,13 +8,15 @@ PacketDelivery::PacketDelivery(const PacketDispatcher* dispatcher, PacketQueue& 
       runSource(dispatcher ? ~sourceMask : 0) // none yet, or any
 {
     if (dispatcher)
-        lock = std::shared_lock(dispatcher->mutex);
+        dispatcher->mutex.lock_shared();
 }
 
 PacketDelivery::~PacketDelivery()
 {
     flush();
     memory.stash.giveBack();
+    if (dispatcher)
+        dispatcher->mutex.unlock_shared();
 }
 
 void PacketDelivery::deliverFromOther(PacketBuffer* packet)

@@ -2,12 +2,12 @@
 // The packets of one read on their way to their clients, with a lock a read where there would be one a packet.
 
 #include <cstdint>
-#include <shared_mutex>
 #include <utility>
 
 #include "keplin/PacketDispatcher.h"
 #include "keplin/PacketRun.h"
 #include "keplin/PacketStash.h"
+#include "util/Mutex.h"
 
 namespace keplin {
 
@@ -23,8 +23,9 @@ public:
     };
 
     /// @param dispatcher  null: all packets go to `receiveQueue`
-    PacketDelivery(const PacketDispatcher* dispatcher, PacketQueue& receiveQueue, Memory& memory);
-    ~PacketDelivery();
+    PacketDelivery(const PacketDispatcher* dispatcher, PacketQueue& receiveQueue, Memory& memory)
+        VORNA_NO_THREAD_SAFETY_ANALYSIS; // the lock stays for the object's life, if there is a dispatcher
+    ~PacketDelivery() VORNA_NO_THREAD_SAFETY_ANALYSIS;
     PacketDelivery(const PacketDelivery&) = delete;
     PacketDelivery& operator=(const PacketDelivery&) = delete;
 
@@ -44,7 +45,7 @@ public:
 private:
     /// Looks up where packets of that source go. Takes `packet` over; a bare pointer, so that deliver() keeps its own
     /// in a register.
-    void deliverFromOther(PacketBuffer* packet);
+    void deliverFromOther(PacketBuffer* packet) VORNA_NO_THREAD_SAFETY_ANALYSIS; // the constructor took the lock
     void flush();
 
     const PacketDispatcher* dispatcher;
@@ -52,7 +53,6 @@ private:
     PacketQueue* runQueue;    // where `memory.run` goes
     std::uint32_t sourceMask; // bits of a header that choose a dispatcher's entry; 0 without a dispatcher
     std::uint32_t runSource;  // these bits of the packets that were last put into `memory.run`
-    std::shared_lock<std::shared_mutex> lock;
 };
 
 } // namespace keplin

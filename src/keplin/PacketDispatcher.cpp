@@ -1,6 +1,5 @@
 #include "keplin/PacketDispatcher.h"
 
-#include <mutex>
 #include <utility>
 
 #include "keplin/detail/Check.h"
@@ -20,17 +19,25 @@ pktfunc enqueueInto(PacketQueue& queue) { return EnqueueInto{&queue}; }
 
 PacketDispatcher::PacketDispatcher()
 {
-    ev32.fill({defaultPktFunc, nullptr, true});
-    raw.fill({defaultPktFunc, nullptr, true});
+    tables.ev32.fill({defaultPktFunc, nullptr, true});
+    tables.raw.fill({defaultPktFunc, nullptr, true});
 }
 
-void PacketDispatcher::setDispatchEntryEv32(std::uint8_t moduleId, pktfunc f) { set(ev32, moduleId, std::move(f)); }
-void PacketDispatcher::setDispatchEntryRaw(std::uint8_t moduleId, pktfunc f) { set(raw, moduleId, std::move(f)); }
+void PacketDispatcher::setDispatchEntryEv32(std::uint8_t moduleId, pktfunc f)
+{
+    set(&Tables::ev32, moduleId, std::move(f));
+}
 
-pktfunc PacketDispatcher::getDispatchEntryEv32(std::uint8_t moduleId) const { return get(ev32, moduleId); }
-pktfunc PacketDispatcher::getDispatchEntryRaw(std::uint8_t moduleId) const { return get(raw, moduleId); }
+void PacketDispatcher::setDispatchEntryRaw(std::uint8_t moduleId, pktfunc f)
+{
+    set(&Tables::raw, moduleId, std::move(f));
+}
 
-void PacketDispatcher::set(Table& table, std::uint8_t moduleId, pktfunc f)
+pktfunc PacketDispatcher::getDispatchEntryEv32(std::uint8_t moduleId) const { return get(&Tables::ev32, moduleId); }
+
+pktfunc PacketDispatcher::getDispatchEntryRaw(std::uint8_t moduleId) const { return get(&Tables::raw, moduleId); }
+
+void PacketDispatcher::set(Table Tables::*table, std::uint8_t moduleId, pktfunc f)
 {
     detail::check(moduleId < MaxModules, "moduleId is out of range.");
     detail::check(f != nullptr, "Argument f must be a valid function.");
@@ -39,15 +46,15 @@ void PacketDispatcher::set(Table& table, std::uint8_t moduleId, pktfunc f)
         entry.queue = into->queue;
     else if (const auto* plain = entry.function.target<void (*)(PacketPtr)>())
         entry.pools = *plain == defaultPktFunc;
-    const std::lock_guard lock(mutex);
-    table[moduleId] = std::move(entry);
+    const util::Lock lock(mutex);
+    (tables.*table)[moduleId] = std::move(entry);
 }
 
-pktfunc PacketDispatcher::get(const Table& table, std::uint8_t moduleId) const
+pktfunc PacketDispatcher::get(Table Tables::*table, std::uint8_t moduleId) const
 {
     detail::check(moduleId < MaxModules, "moduleId is out of range.");
-    const std::shared_lock lock(mutex);
-    return table[moduleId].function;
+    const util::SharedLock lock(mutex);
+    return (tables.*table)[moduleId].function;
 }
 
 const PacketDispatcher::Entry& PacketDispatcher::entryFor(const PacketBuffer& packet) const
@@ -56,14 +63,14 @@ const PacketDispatcher::Entry& PacketDispatcher::entryFor(const PacketBuffer& pa
     detail::check(moduleId < MaxModules, "moduleId < MaxModules");
     const PktFmt format = packet.format();
     detail::check(format == PktFmt::Ev32 || format == PktFmt::Raw, "Unexpected packet format.");
-    return (format == PktFmt::Ev32 ? ev32 : raw)[moduleId];
+    return (format == PktFmt::Ev32 ? tables.ev32 : tables.raw)[moduleId];
 }
 
 void PacketDispatcher::dispatch(PacketPtr packet) const
 {
     if (!packet)
         return;
-    const std::shared_lock lock(mutex);
+    const util::SharedLock lock(mutex);
     const pktfunc& function = entryFor(*packet).function;
     function(std::move(packet));
 }

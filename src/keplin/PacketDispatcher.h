@@ -7,11 +7,11 @@
 #include <array>
 #include <cstdint>
 #include <functional>
-#include <shared_mutex>
 
 #include "keplin/Keplin.h"
 #include "keplin/PacketBuffer.h"
 #include "keplin/PacketQueue.h"
+#include "util/Mutex.h"
 
 namespace keplin {
 
@@ -33,16 +33,16 @@ public:
     PacketDispatcher();
 
     /// End the process with a line on standard error when `moduleId` is not below MaxModules or `f` is empty.
-    void setDispatchEntryEv32(std::uint8_t moduleId, pktfunc f);
-    void setDispatchEntryRaw(std::uint8_t moduleId, pktfunc f);
+    void setDispatchEntryEv32(std::uint8_t moduleId, pktfunc f) VORNA_EXCLUDES(mutex);
+    void setDispatchEntryRaw(std::uint8_t moduleId, pktfunc f) VORNA_EXCLUDES(mutex);
 
     /// A copy of the entry. End the process with a line on standard error when `moduleId` is not below MaxModules.
-    pktfunc getDispatchEntryEv32(std::uint8_t moduleId) const;
-    pktfunc getDispatchEntryRaw(std::uint8_t moduleId) const;
+    pktfunc getDispatchEntryEv32(std::uint8_t moduleId) const VORNA_EXCLUDES(mutex);
+    pktfunc getDispatchEntryRaw(std::uint8_t moduleId) const VORNA_EXCLUDES(mutex);
 
     /// Hands the packet to the callback of its module and format. A module id not below MaxModules and a format other
     /// than Ev32 and Raw end the process with a line on standard error. An empty pointer is ignored.
-    void dispatch(PacketPtr packet) const;
+    void dispatch(PacketPtr packet) const VORNA_EXCLUDES(mutex);
 
 private:
     friend class PacketDelivery;
@@ -53,15 +53,17 @@ private:
         bool pools;         // where it is the default
     };
     using Table = std::array<Entry, MaxModules>;
+    struct Tables {
+        Table ev32;
+        Table raw;
+    };
 
-    void set(Table& table, std::uint8_t moduleId, pktfunc f);
-    pktfunc get(const Table& table, std::uint8_t moduleId) const;
-    /// Needs the lock.
-    const Entry& entryFor(const PacketBuffer& packet) const;
+    void set(Table Tables::*table, std::uint8_t moduleId, pktfunc f) VORNA_EXCLUDES(mutex);
+    pktfunc get(Table Tables::*table, std::uint8_t moduleId) const VORNA_EXCLUDES(mutex);
+    const Entry& entryFor(const PacketBuffer& packet) const VORNA_REQUIRES_SHARED(mutex);
 
-    mutable std::shared_mutex mutex;
-    Table ev32;
-    Table raw;
+    mutable util::SharedMutex mutex;
+    Tables tables VORNA_GUARDED_BY(mutex);
 };
 
 } // namespace keplin

@@ -4,41 +4,24 @@
 //    31      24 23           16 15    14 13       8 7      0
 //   | extension | second length | format | module id | length |
 
-#include <algorithm>
-#include <array>
 #include <bit>
 #include <cstdint>
+
+#include "util/BitField.h"
 
 namespace keplin {
 
 static_assert(std::endian::native == std::endian::little, "packets are copied as words, and those are little-endian");
 
-/// `width` bits of the header word, from bit `lowest` up.
-struct HeaderField {
-    unsigned lowest;
-    unsigned width; ///< 1 to 31
-
-    constexpr std::uint32_t mask() const { return ((1U << width) - 1) << lowest; }
-    constexpr std::uint32_t get(std::uint32_t header) const { return (header & mask()) >> lowest; }
-    /// `value`, cut to the field, in its place.
-    constexpr std::uint32_t put(std::uint32_t value) const { return (value << lowest) & mask(); }
-};
-
 namespace header {
 
-inline constexpr HeaderField length{0, 8};        ///< payload bytes less 1
-inline constexpr HeaderField moduleId{8, 6};      ///< target when sent, source when received
-inline constexpr HeaderField format{14, 2};       ///< PktFmt, which holds its values in place
-inline constexpr HeaderField secondLength{16, 8}; ///< of Raw packets: `length` again; of others: 0
-inline constexpr HeaderField extension{24, 8};    ///< of Raw packets: HdrExtFmt; of others: 0
+inline constexpr util::BitField length{0, 8};        ///< payload bytes less 1
+inline constexpr util::BitField moduleId{8, 6};      ///< target when sent, source when received
+inline constexpr util::BitField format{14, 2};       ///< PktFmt, which holds its values in place
+inline constexpr util::BitField secondLength{16, 8}; ///< of Raw packets: `length` again; of others: 0
+inline constexpr util::BitField extension{24, 8};    ///< of Raw packets: HdrExtFmt; of others: 0
 
-inline constexpr std::array fields{length, moduleId, format, secondLength, extension};
-static_assert(std::ranges::all_of(fields, [next = 0U](HeaderField field) mutable {
-    const bool adjoins = field.lowest == next;
-    next += field.width;
-    return adjoins;
-}));
-static_assert(fields.back().lowest + fields.back().width == 32);
+static_assert(util::fillWord(length, moduleId, format, secondLength, extension));
 
 } // namespace header
 

@@ -1,6 +1,6 @@
 #include "keplin/PacketQueue.h"
 
-#include "keplin/Keplin.h"
+#include "keplin/PacketPool.h"
 
 namespace keplin {
 
@@ -8,40 +8,40 @@ void PacketQueue::enqueue(PacketPtr packet)
 {
     if (!packet)
         return;
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     packets.push_back(std::move(packet));
-    noteFirst();
+    updateFirst();
 }
 
-void PacketQueue::enqueueAll(PacketRun& run)
+void PacketQueue::enqueueAll(PacketRing& run)
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     packets.append(run);
-    noteFirst();
+    updateFirst();
 }
 
 std::optional<PacketPtr> PacketQueue::dequeue()
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     if (packets.empty())
         return std::nullopt;
     PacketPtr packet = packets.pop_front();
-    noteFirst();
+    updateFirst();
     return packet;
 }
 
-void PacketQueue::dequeueAll(PacketRun& run)
+void PacketQueue::dequeueAll(PacketRing& run)
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     run.append(packets);
-    noteFirst();
+    updateFirst();
 }
 
 void PacketQueue::clear()
 {
-    const std::lock_guard lock(mutex);
-    Keplin::putPacketBuffers(packets);
-    noteFirst();
+    const util::Lock lock(mutex);
+    PacketPool::getInstance().putPacketBuffers(packets);
+    updateFirst();
 }
 
 } // namespace keplin

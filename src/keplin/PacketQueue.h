@@ -2,12 +2,12 @@
 // A locked first-in, first-out queue of packets, without bound and without wake-up: who consumes it polls.
 
 #include <atomic>
-#include <mutex>
 #include <optional>
 #include <utility>
 
 #include "keplin/PacketBuffer.h"
-#include "keplin/PacketRun.h"
+#include "keplin/PacketRing.h"
+#include "util/Mutex.h"
 
 namespace keplin {
 
@@ -22,24 +22,24 @@ public:
     PacketQueue& operator=(const PacketQueue&) = delete;
 
     /// An empty pointer is ignored.
-    void enqueue(PacketPtr packet);
+    void enqueue(PacketPtr packet) VORNA_EXCLUDES(mutex);
     /// Moves all of `run` in, in its order and under one lock.
-    void enqueueAll(PacketRun& run);
+    void enqueueAll(PacketRing& run) VORNA_EXCLUDES(mutex);
 
     /// Empty when the queue is; does not wait.
-    std::optional<PacketPtr> dequeue();
+    std::optional<PacketPtr> dequeue() VORNA_EXCLUDES(mutex);
     /// Moves everything to the end of `run`, under one lock.
-    void dequeueAll(PacketRun& run);
+    void dequeueAll(PacketRing& run) VORNA_EXCLUDES(mutex);
     /// Moves packets to the end of `run` for as long as `fits` says so of the next one, under one lock.
     template <class Fits>
-    void dequeueWhile(Fits&& fits, PacketRun& run)
+    void dequeueWhile(Fits&& fits, PacketRing& run) VORNA_EXCLUDES(mutex)
     {
-        const std::lock_guard lock(mutex);
+        const util::Lock lock(mutex);
         std::size_t number = 0;
         while (number < packets.size() && fits(std::as_const(packets[number])))
             ++number;
         packets.moveFrontTo(run, number);
-        noteFirst();
+        updateFirst();
     }
 
     /// The first packet, or null, without a lock. Only for the one thread that takes packets out: for others it may be
@@ -47,15 +47,17 @@ public:
     PacketBuffer* peekUnsafe() const { return first.load(std::memory_order_acquire); }
 
     /// Empties the queue into the pool.
-    void clear();
+    void clear() VORNA_EXCLUDES(mutex);
 
 private:
-    void noteFirst() { first.store(packets.empty() ? nullptr : &packets[0], std::memory_order_release); }
+    void updateFirst() VORNA_REQUIRES(mutex)
+    {
+        first.store(packets.empty() ? nullptr : &packets[0], std::memory_order_release);
+    }
 
-    PacketRun packets;
-    std::mutex mutex;
-    std::atomic<PacketBuffer*> first{
-        nullptr}; // what peekUnsafe() may see while others enqueue; written under the mutex
+    util::Mutex mutex;
+    PacketRing packets VORNA_GUARDED_BY(mutex);
+    std::atomic<PacketBuffer*> first{nullptr}; // read without the mutex, written with it
 };
 
 } // namespace keplin

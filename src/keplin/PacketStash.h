@@ -3,9 +3,10 @@
 
 #include <atomic>
 #include <cstdint>
+#include <utility>
 
 #include "keplin/PacketBuffer.h"
-#include "keplin/PacketRun.h"
+#include "keplin/PacketRing.h"
 
 namespace keplin {
 
@@ -19,41 +20,38 @@ public:
     PacketStash(const PacketStash&) = delete;
     PacketStash& operator=(const PacketStash&) = delete;
 
-    /// As Keplin::getEmptyPacketBuffer(), but for `size`, which may be anything.
+    /// As PacketPool::getEmptyPacketBuffer(), but for `size`, which may be anything.
     PacketPtr get()
     {
         if (buffers.empty()) [[unlikely]]
             refill();
         PacketPtr buffer = buffers.pop_back();
-        noteCount();
+        updateCount();
         return buffer;
     }
 
-    /// As Keplin::putPacketBuffer(), for a buffer that came from here.
+    /// As PacketPool::putPacketBuffer(), for a buffer that came from here.
     void put(PacketPtr buffer)
     {
         if (!listed) [[unlikely]]
             return putBeforeAnyGet(std::move(buffer));
         buffers.push_back(std::move(buffer));
-        noteCount();
+        updateCount();
     }
 
     void giveBack();
 
 private:
-    friend class Keplin;
-
     /// Makes sure of at least one.
     void refill();
     static void putBeforeAnyGet(PacketPtr buffer);
-    void noteCount() { count.store(static_cast<std::uint32_t>(buffers.size()), std::memory_order_relaxed); }
+    void updateCount() { count.store(static_cast<std::uint32_t>(buffers.size()), std::memory_order_relaxed); }
 
-    PacketRun buffers;       // the one to give next is the last
+    PacketRing buffers;      // the one to give next is the last
     std::uint32_t taken = 0; // from the pool in this turn
     std::uint32_t usedLastTurn = 0;
     std::atomic<std::uint32_t> count{0}; // of buffers, for the statistics
-    bool listed = false;                 // in Keplin::stashes, from the first get() on; changed under the pool's lock
-    PacketStash* next = nullptr;         // in that list; under the pool's lock
+    bool listed = false;                 // the pool knows `count`, from the first get() on
 };
 
 } // namespace keplin

@@ -1,6 +1,6 @@
 #include "keplin/io/BlockWriter.h"
 
-#include "keplin/Keplin.h"
+#include "keplin/PacketPool.h"
 
 namespace keplin {
 
@@ -26,7 +26,7 @@ std::int32_t BlockWriter::collect(PacketQueue& queue, std::int32_t limitWords)
             bytes.insert(bytes.end(), wire, wire + 4 * run[i].wireWords());
         }
     bytes.resize((bytes.size() + BlockBytes - 1) / BlockBytes * BlockBytes);
-    Keplin::putPacketBuffers(run);
+    PacketPool::getInstance().putPacketBuffers(run);
     return used;
 }
 

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "keplin/PacketQueue.h"
+#include "keplin/PacketRun.h"
 
 namespace keplin {
 
