@@ -1,4 +1,5 @@
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <mutex>
@@ -337,6 +338,51 @@ TEST(LoopThreadTest, TheLoopItselfCanNeitherStartItNorChangeThings)
         EXPECT_TRUE(loop.whileStopped([&] { changed = true; }));
         EXPECT_TRUE(changed);
     }
+}
+
+// A start() that waits for the last loop's end holds the mutex; the stop() that comes meanwhile must end the new loop.
+// Which of the two is first is not in our hands, so it is tried often.
+TEST(LoopThreadTest, AStopEndsALoopThatIsJustBeingStarted)
+{
+    constexpr int rounds = 100;
+    std::atomic<bool> forgotten = false; // a loop that nobody stopped
+    for (int round = 0; round < rounds && !forgotten; ++round) {
+        LoopThread loop;
+        std::atomic<bool> mayEnd = false;
+        std::atomic<int> calling = 0;
+        loop.start([&] {
+            loop.stop();
+            mayEnd.wait(false);
+        });
+        while (loop.running())
+            std::this_thread::yield();
+        const auto call = [&](const auto& function) {
+            return std::thread([&calling, function] {
+                ++calling;
+                function();
+            });
+        };
+        const auto letThemWait = [&](int number) {
+            for (int turns = 0; calling < number || turns < 20; ++turns)
+                std::this_thread::yield();
+        };
+        std::thread starter = call([&] {
+            loop.start([&] {
+                const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+                while (loop.running() && !forgotten)
+                    forgotten = std::chrono::steady_clock::now() > end;
+            });
+        });
+        letThemWait(1);
+        std::thread stopper = call([&] { loop.stop(); });
+        letThemWait(2);
+        mayEnd = true;
+        mayEnd.notify_all();
+        stopper.join();
+        starter.join();
+        loop.stop();
+    }
+    EXPECT_FALSE(forgotten);
 }
 
 TEST(OkReaderWriterTest, WithoutADeviceThereIsNothingToStart)

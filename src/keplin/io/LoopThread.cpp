@@ -8,7 +8,7 @@ void LoopThread::start(std::function<void()> body)
 {
     if (isLoop())
         return;
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     if (run)
         return;
     join(); // of a loop that stopped itself
@@ -28,11 +28,12 @@ void LoopThread::start(std::function<void()> body)
 
 void LoopThread::stop()
 {
-    run = false;
-    if (isLoop())
+    if (isLoop()) {
+        run = false;
         return;
-    const std::lock_guard lock(mutex);
-    run = false; // start() may have come in between
+    }
+    const util::Lock lock(mutex); // first: a start() under way would set `run` after it was cleared
+    run = false;
     join();
 }
 
@@ -40,7 +41,7 @@ bool LoopThread::whileStopped(const std::function<void()>& change)
 {
     if (isLoop())
         return false;
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     if (run)
         return false;
     join();

@@ -3,8 +3,9 @@
 
 #include <atomic>
 #include <functional>
-#include <mutex>
 #include <thread>
+
+#include "util/Mutex.h"
 
 namespace keplin {
 
@@ -17,24 +18,24 @@ class LoopThread {
 public:
     /// Runs `body`, which returns soon after running() turned false. Does nothing if already running.
     /// @throws std::system_error when there is no thread to be had; stopped then
-    void start(std::function<void()> body);
+    void start(std::function<void()> body) VORNA_EXCLUDES(mutex);
 
-    void stop();
+    void stop() VORNA_EXCLUDES(mutex);
 
     /// What the loop looks at.
     bool running() const { return run.load(std::memory_order_relaxed); }
 
     /// Calls `change` if there is no thread, and says if so.
-    bool whileStopped(const std::function<void()>& change);
+    bool whileStopped(const std::function<void()>& change) VORNA_EXCLUDES(mutex);
 
 private:
     bool isLoop() const;
-    void join();
+    void join() VORNA_REQUIRES(mutex);
 
-    std::mutex mutex; // of `thread`
+    util::Mutex mutex;
     std::atomic<bool> run{false};
     std::atomic<std::thread::id> loop{}; // who runs the body
-    std::thread thread;
+    std::thread thread VORNA_GUARDED_BY(mutex);
 };
 
 } // namespace keplin
