@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
@@ -17,6 +18,7 @@
 
 #include "emulation/attach/Attach.h"
 #include "emulation/boards/LoopbackDevice.h"
+#include "emulation/boards/WireFaults.h"
 #include "emulation/usb/Descriptors.h"
 
 namespace {
@@ -121,6 +123,8 @@ TEST(Descriptors, AnswerStandardRequestsUpToTheLengthAsked)
 TEST(Descriptors, RefuseATextThatIsTooLong)
 {
     EXPECT_NO_THROW(descriptors(LoopbackDevice(std::string(126, 'x'))));
+    for (const char* text : {"\xC3\xA9", "tab\t", "\x7F"})
+        EXPECT_THROW(descriptors(LoopbackDevice(text)), std::invalid_argument) << text;
     EXPECT_THROW(descriptors(LoopbackDevice(std::string(127, 'x'))), std::invalid_argument);
     EXPECT_THROW(plug(std::make_shared<LoopbackDevice>(std::string(127, 'x'))), std::invalid_argument);
 }
@@ -293,6 +297,47 @@ TEST(Attach, ADelayedReadIsAnsweredByTheClock)
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ(host.bulk(0x81, read), 4);
     EXPECT_GE(std::chrono::steady_clock::now() - begin, 20ms);
+}
+
+// Its reads wait for ever; how often they were asked for is counted.
+class Silent : public Device {
+public:
+    std::atomic<int> attempts = 0;
+    std::uint16_t vendorId() const override { return 1; }
+    std::uint16_t productId() const override { return 1; }
+    std::string text(int) const override { return {}; }
+    Bytes endpoints() const override { return {0x01, 0x81}; }
+    int controlTransfer(const Setup&, std::span<std::uint8_t>) override { return 0; }
+    int bulkOut(std::uint8_t, std::span<const std::uint8_t> data) override { return static_cast<int>(data.size()); }
+    int bulkIn(std::uint8_t, std::span<std::uint8_t>) override { return ++attempts, pending; }
+};
+
+TEST(Attach, ADelayOutlivesTheTransferThatTheHostGivesUp)
+{
+    const auto device = std::make_shared<Silent>();
+    const auto wire = std::make_shared<FaultyWire>(device);
+    auto plugged = plug(wire);
+    wire->add({.kind = FaultKind::delay, .endpoint = 0x01, .amount = 40'000});
+    Bytes bytes(4);
+    const auto writeInFull = [&](Host& host) {
+        const auto begin = std::chrono::steady_clock::now();
+        EXPECT_EQ(host.bulk(0x01, bytes), 4);
+        return std::chrono::steady_clock::now() - begin >= 40ms;
+    };
+    {
+        Host host(plugged);
+        EXPECT_EQ(host.bulk(0x01, bytes, 5), LIBUSB_ERROR_TIMEOUT);
+        EXPECT_EQ(host.bulk(0x81, bytes, 100), LIBUSB_ERROR_TIMEOUT);
+        EXPECT_LT(device->attempts, 20) << "the port asks on and on for what nobody waits for";
+        EXPECT_TRUE(writeInFull(host));
+        wire->add({.kind = FaultKind::delay, .endpoint = 0x01, .amount = 40'000});
+        EXPECT_EQ(host.bulk(0x01, bytes, 5), LIBUSB_ERROR_TIMEOUT);
+    }
+    plugged.unplug();
+    wire->plugIn();
+    plugged = plug(wire);
+    Host host(plugged);
+    EXPECT_TRUE(writeInFull(host));
 }
 
 TEST(Attach, AnOpenDoorSeesTheUnplugAndAFreshContextTheReplug)

@@ -100,6 +100,11 @@ def test_boards_have_their_kinds_and_options(vorna):
         kinds.plug_virtual_dev_kit(firmwar=False)
     with pytest.raises(ValueError, match="descriptor|characters|126"):
         kinds.plug_virtual_dev_kit(serial_number="x" * 127)
+    with pytest.raises(ValueError, match="ASCII"):
+        kinds.plug_virtual_dev_kit(serial_number="Zürich")
+    for errnos in ((-1, 0, 0), (0, -13, 0), (0, 0, 4096)):
+        with pytest.raises(ValueError, match="errno is 0"):
+            kit.set_kernel_faults(*errnos, "")
 
 
 def test_flash_is_seen_from_both_sides(vorna):

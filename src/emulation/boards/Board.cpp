@@ -81,6 +81,13 @@ std::optional<Board::Time> Board::pollAfter() const
     return readWaits ? std::optional(lastAnswer + tick) : std::nullopt;
 }
 
+void Board::cancelled(std::uint8_t endpoint)
+{
+    const std::lock_guard lock(mutex);
+    if ((endpoint & 0x80) != 0)
+        readWaits = false;
+}
+
 int Board::refuse(std::string problem, int code)
 {
     ++counted.refusedTransfers;

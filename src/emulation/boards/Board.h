@@ -48,6 +48,7 @@ public:
 
     std::string text(int index) const override;
     std::optional<Time> pollAfter() const override;
+    void cancelled(std::uint8_t endpoint) override;
 
 protected:
     Board(std::string productText, std::string serialNumber, bool configuredAtFirst, Clock boardClock);

@@ -130,7 +130,14 @@ int LoopbackDevice::bulkIn(std::uint8_t endpoint, std::span<std::uint8_t> data)
 std::optional<std::chrono::steady_clock::time_point> LoopbackDevice::pollAfter() const
 {
     const std::lock_guard lock(mutex);
-    return readDue;
+    return delay.end();
+}
+
+void LoopbackDevice::cancelled(std::uint8_t endpoint)
+{
+    const std::lock_guard lock(mutex);
+    if (endpoint == readEndpoint)
+        delay.cancel();
 }
 
 // A scripted answer, or `pending` of a muted endpoint.
@@ -148,19 +155,10 @@ std::optional<int> LoopbackDevice::answerOutOfTurn(std::uint8_t endpoint, std::s
 
 bool LoopbackDevice::mustWait(std::size_t length)
 {
-    const auto now = std::chrono::steady_clock::now();
-    if (readDelay.count() > 0) {
-        if (!readDue)
-            readDue = now + readDelay;
-        if (now < *readDue)
-            return true;
-    }
-    if (!freeRunning && loop.empty() && length > 0) {
-        readDue.reset();
+    if (readDelay.count() > 0 && !delay.isOver(std::chrono::steady_clock::now(), readDelay))
         return true;
-    }
-    readDue.reset();
-    return false;
+    delay.reset();
+    return !freeRunning && loop.empty() && length > 0;
 }
 
 int LoopbackDevice::accessMemory(const Setup& setup, std::span<std::uint8_t> data)

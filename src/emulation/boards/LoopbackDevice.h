@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "emulation/usb/Delay.h"
 #include "emulation/usb/Device.h"
 
 namespace emulation {
@@ -68,6 +69,7 @@ public:
     int bulkOut(std::uint8_t endpoint, std::span<const std::uint8_t> data) override;
     int bulkIn(std::uint8_t endpoint, std::span<std::uint8_t> data) override;
     std::optional<std::chrono::steady_clock::time_point> pollAfter() const override;
+    void cancelled(std::uint8_t endpoint) override;
 
 private:
     std::optional<int> answerOutOfTurn(std::uint8_t endpoint, std::size_t length);
@@ -88,7 +90,7 @@ private:
     std::map<std::uint8_t, Counters> counted;
     std::optional<Setup> latestSetup;
     std::chrono::microseconds readDelay{0};
-    std::optional<std::chrono::steady_clock::time_point> readDue; // of the read that waits out its delay
+    Delay delay; // of the read that waits
     bool freeRunning = false;
 };
 

@@ -146,16 +146,18 @@ std::uint64_t VirtualBoard::faultCount() const
     return wire()->appliedCount();
 }
 
-void VirtualBoard::setKernelFaults(int open, int claim, int submit, const std::string& kernelDriver)
+void VirtualBoard::setKernelFaults(std::int64_t open, std::int64_t claim, std::int64_t submit,
+                                   const std::string& kernelDriver)
 {
-    Port::Faults faults{open, claim, kernelDriver, {}};
-    if (submit != 0)
-        faults.submit = [submit](std::uint8_t) { return submit; };
-    setKernelFaults(std::move(faults));
-}
-
-void VirtualBoard::setKernelFaults(Port::Faults faults)
-{
+    const auto code = [](std::int64_t number) {
+        constexpr std::int64_t highest = 4095; // what the kernel takes for an errno
+        if (number < 0 || number > highest)
+            throw std::invalid_argument("an errno is 0 (none) to 4095, got " + std::to_string(number));
+        return static_cast<int>(number);
+    };
+    Port::Faults faults{code(open), code(claim), kernelDriver, {}};
+    if (const int submitCode = code(submit); submitCode != 0)
+        faults.submit = [submitCode](std::uint8_t) { return submitCode; };
     const std::lock_guard lock(mutex);
     plugged.setFaults(std::move(faults));
 }

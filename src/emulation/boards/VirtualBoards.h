@@ -85,8 +85,8 @@ public:
     std::uint64_t faultCount() const; ///< transfers that went wrong so
 
     /// The kernel's side, by errno numbers; 0 and "": all is well. Holds until the next unplug.
-    void setKernelFaults(int open, int claim, int submit, const std::string& kernelDriver);
-    void setKernelFaults(Port::Faults faults);
+    /// @throws std::invalid_argument for a number that no errno has
+    void setKernelFaults(std::int64_t open, std::int64_t claim, std::int64_t submit, const std::string& kernelDriver);
 
     // What its memory chip holds. @throws std::logic_error when the board has another chip
     std::uint32_t registerValue(std::uint8_t layer, std::uint8_t index) const
@@ -304,8 +304,7 @@ constexpr auto trovi::registerMemberFunctions<emulation::VirtualBoard>()
             "fault"),
         function("clearFaults", &VirtualBoard::clearFaults, "Takes back the faults that haven't come yet."),
         function("faultCount", &VirtualBoard::faultCount, "Transfers that went wrong by injected faults."),
-        function("setKernelFaults",
-                 static_cast<void (VirtualBoard::*)(int, int, int, const std::string&)>(&VirtualBoard::setKernelFaults),
+        function("setKernelFaults", &VirtualBoard::setKernelFaults,
                  "What the kernel refuses until the next unplug, by errno: opening the board (13: no permission), "
                  "claiming its interface (16: somebody has it), every transfer (12: no memory); 0 is well. A kernel "
                  "driver's name: it has the board until it is detached; empty is none.",

@@ -55,6 +55,8 @@ void FaultyWire::plugIn()
 {
     const std::lock_guard lock(mutex);
     gone = false;
+    for (auto& [endpoint, queue] : queues)
+        queue.delay.reset();
 }
 
 bool FaultyWire::isGone() const
@@ -76,11 +78,8 @@ void FaultyWire::goAway()
 bool FaultyWire::mustWait(const WireFault& fault)
 {
     const std::lock_guard lock(mutex);
-    auto& due = queues[fault.endpoint].due;
-    const Time now = std::chrono::steady_clock::now();
-    if (!due)
-        due = now + std::chrono::microseconds(fault.amount);
-    return now < *due;
+    return !queues[fault.endpoint].delay.isOver(std::chrono::steady_clock::now(),
+                                                std::chrono::microseconds(fault.amount));
 }
 
 // A transfer is over: the next fault comes closer, or the present one has had one of its times.
@@ -91,7 +90,7 @@ void FaultyWire::done(std::uint8_t endpoint, bool faulty)
     if (found == queues.end() || found->second.faults.empty())
         return;
     Queue& queue = found->second;
-    queue.due.reset();
+    queue.delay.reset();
     WireFault& fault = queue.faults.front();
     applied += faulty ? 1 : 0;
     if (!faulty && fault.after > 0)
@@ -185,9 +184,17 @@ std::optional<std::chrono::steady_clock::time_point> FaultyWire::pollAfter() con
     auto earliest = inner->pollAfter();
     const std::lock_guard lock(mutex);
     for (const auto& [endpoint, queue] : queues)
-        if (queue.due && (!earliest || *queue.due < *earliest))
-            earliest = queue.due;
+        if (const auto end = queue.delay.end(); end && (!earliest || *end < *earliest))
+            earliest = end;
     return earliest;
+}
+
+void FaultyWire::cancelled(std::uint8_t endpoint)
+{
+    inner->cancelled(endpoint);
+    const std::lock_guard lock(mutex);
+    if (const auto found = queues.find(endpoint); found != queues.end())
+        found->second.delay.cancel();
 }
 
 } // namespace emulation

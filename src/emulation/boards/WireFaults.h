@@ -11,6 +11,7 @@
 #include <optional>
 #include <vector>
 
+#include "emulation/usb/Delay.h"
 #include "emulation/usb/Device.h"
 #include "trovi/Reflect.h"
 
@@ -49,7 +50,7 @@ public:
 
     void add(const WireFault& fault);
     void clear();
-    /// Ends what an unplug has begun.
+    /// Ends what an unplug has begun; a delay that was under way begins anew.
     void plugIn();
     bool isGone() const;                ///< between an unplug and plugIn()
     std::uint64_t appliedCount() const; ///< transfers that went wrong
@@ -62,12 +63,12 @@ public:
     int bulkOut(std::uint8_t endpoint, std::span<const std::uint8_t> data) override;
     int bulkIn(std::uint8_t endpoint, std::span<std::uint8_t> data) override;
     std::optional<std::chrono::steady_clock::time_point> pollAfter() const override;
+    void cancelled(std::uint8_t endpoint) override;
 
 private:
-    using Time = std::chrono::steady_clock::time_point;
     struct Queue {
         std::deque<WireFault> faults;
-        std::optional<Time> due; // of the transfer that waits out its delay
+        Delay delay; // of the fault at the front
     };
 
     std::optional<WireFault> current(std::uint8_t endpoint) const;

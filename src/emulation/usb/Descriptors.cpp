@@ -71,9 +71,13 @@ Bytes textDescriptor(const std::string& text)
 
 std::vector<std::uint8_t> descriptors(const Device& device)
 {
-    for (int index = 1; index <= 3; ++index)
-        if (device.text(index).size() > longestText)
+    for (int index = 1; index <= 3; ++index) {
+        const std::string text = device.text(index);
+        if (text.size() > longestText)
             throw std::invalid_argument("a text of a USB device has at most 126 characters");
+        if (!std::ranges::all_of(text, [](char c) { return c >= ' ' && c <= '~'; }))
+            throw std::invalid_argument("a text of a USB device has printable characters of ASCII only");
+    }
     if (device.endpoints().size() > mostEndpoints)
         throw std::invalid_argument("a USB device has at most 30 bulk endpoints");
     Bytes bytes = deviceDescriptor(device);

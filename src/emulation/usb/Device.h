@@ -57,6 +57,10 @@ public:
     /// When to ask again a transfer that was answered `pending`, if time alone can finish it. Doesn't throw.
     virtual std::optional<std::chrono::steady_clock::time_point> pollAfter() const { return std::nullopt; }
 
+    /// The host has given up the transfer of this endpoint (0: control requests) that was answered `pending`: nothing
+    /// waits for its pollAfter() any more. Doesn't throw.
+    virtual void cancelled(std::uint8_t /*endpoint*/) {}
+
     /// Called by whoever carries the device's transfers, to be told of wake(). Empty: nobody is told any more.
     void setWaker(std::function<void()> newWaker);
 

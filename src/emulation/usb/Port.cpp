@@ -102,7 +102,7 @@ void Port::close(int descriptor)
     const auto found = files.find(descriptor);
     if (found == files.end())
         return;
-    std::erase_if(requests, [&](const Request& request) { return request.file == descriptor; });
+    takeOut([&](const Request& request) { return request.file == descriptor; });
     std::erase_if(claims, [&](const auto& entry) { return entry.second == descriptor; });
     if (found->second.readEnd >= 0)
         ::close(found->second.readEnd);
@@ -115,9 +115,8 @@ void Port::unplug()
     const std::lock_guard lock(mutex);
     if (!std::exchange(plugged, false))
         return;
-    for (const Request& request : requests)
+    for (const Request& request : takeOut([](const Request&) { return true; }))
         finish(request, -ESHUTDOWN);
-    requests.clear();
     for (auto& [descriptor, file] : files) {
         ::close(file.readEnd);
         file.readEnd = -1;
@@ -241,14 +240,34 @@ int Port::submit(int descriptor, usbdevfs_urb* urb)
 
 int Port::discard(const void* urb)
 {
-    const auto found =
-        std::find_if(requests.begin(), requests.end(), [&](const Request& request) { return request.urb == urb; });
-    if (found == requests.end())
+    const auto taken = takeOut([&](const Request& request) { return request.urb == urb; });
+    if (taken.empty())
         return -EINVAL;
-    const Request request = *found;
-    requests.erase(found);
-    finish(request, -ENOENT);
+    finish(taken.front(), -ENOENT);
     return 0;
+}
+
+// Requests that end unanswered. The device hears of each that it has been asked, the first of its queue; the worker asks
+// the one behind it.
+std::vector<Port::Request> Port::takeOut(const std::function<bool(const Request&)>& which)
+{
+    std::vector<Request> taken;
+    std::set<std::uint8_t> queues; // whose first request has been passed
+    for (auto i = requests.begin(); i != requests.end();) {
+        const std::uint8_t queue = queueOf(*i->urb);
+        const bool asked = queues.insert(queue).second;
+        if (!which(*i)) {
+            ++i;
+            continue;
+        }
+        if (asked)
+            device->cancelled(queue);
+        taken.push_back(*i);
+        i = requests.erase(i);
+    }
+    if (!taken.empty() && !requests.empty())
+        wakeWorker();
+    return taken;
 }
 
 void Port::tryPending()

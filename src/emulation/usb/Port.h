@@ -74,6 +74,7 @@ private:
     int submit(int file, usbdevfs_urb* urb);
     int checkSubmission(int file, const usbdevfs_urb& urb) const;
     int discard(const void* urb);
+    std::vector<Request> takeOut(const std::function<bool(const Request&)>& which);
     int reap(int descriptor, File& file, void* argument);
     int claim(int file, unsigned interfaceNumber);
     int driverName(void* argument) const;
