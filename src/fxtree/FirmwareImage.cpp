@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 
+#include "util/LittleEndian.h"
 #include "util/ReadFile.h"
 
 namespace {
@@ -18,14 +19,6 @@ constexpr std::uint8_t firmwareType = 0xB0;
                                 ", expected " + expected);
 }
 
-std::uint32_t wordAt(std::span<const std::uint8_t> bytes, std::size_t at)
-{
-    std::uint32_t word = 0;
-    for (std::size_t i = 0; i < wordSize; ++i)
-        word |= std::uint32_t{bytes[at + i]} << (8 * i);
-    return word;
-}
-
 // Walks over the words of an image; asks for each that it be there.
 class Reader {
 public:
@@ -35,7 +28,7 @@ public:
 
     std::uint32_t word(const char* what)
     {
-        return wordAt(take(wordSize, [&] { return std::string(what); }), 0);
+        return util::readLittleEndian<std::uint32_t>(take(wordSize, [&] { return std::string(what); }), 0);
     }
 
     std::span<const std::uint8_t> words(std::uint32_t count)
@@ -93,7 +86,7 @@ std::uint32_t FirmwareRecords::sum() const
     std::uint32_t sum = 0;
     for (const FirmwareRecord& record : data)
         for (std::size_t at = 0; at < record.content.size(); at += wordSize)
-            sum += wordAt(record.content, at);
+            sum += util::readLittleEndian<std::uint32_t>(record.content, at);
     return sum;
 }
 

@@ -6,6 +6,8 @@
 #include <string>
 #include <utility>
 
+#include "util/LittleEndian.h"
+
 namespace fxtree {
 namespace {
 
@@ -41,10 +43,8 @@ std::size_t checkedSize(const char* function, int size)
 std::array<std::uint8_t, announcementSize> twoNumbers(std::uint32_t first, std::uint32_t second)
 {
     std::array<std::uint8_t, announcementSize> bytes{};
-    for (std::size_t i = 0; i < 4; ++i) {
-        bytes[i] = static_cast<std::uint8_t>(first >> (8 * i));
-        bytes[4 + i] = static_cast<std::uint8_t>(second >> (8 * i));
-    }
+    util::writeLittleEndian(bytes, 0, first);
+    util::writeLittleEndian(bytes, 4, second);
     return bytes;
 }
 

@@ -2,8 +2,6 @@
 // What the FX3 controller of a dev kit understands over USB, in its boot state and with its firmware. All numbers in
 // the data of these requests are 32 bits, little-endian.
 
-#include <algorithm>
-#include <array>
 #include <cstddef>
 #include <cstdint>
 
@@ -55,10 +53,6 @@ inline constexpr usb::Request readConfigurationStatus{.use = "follows configureF
                                                       .maxBytes = 8};
 inline constexpr usb::Request resetFpga{.use = "reset the FPGA", .code = 0xC3, .wValue = usb::constant(1)};
 
-inline constexpr auto firmwareRequests = std::to_array<usb::Request>(
-    {eraseFlashSector, announceFlashWrite, writeFlash, announceFlashRead, readFlash, announceFpgaProgram, writeFpga,
-     configureFpgaFromFlash, readConfigurationStatus, resetFpga});
-
 // The second number of configureFpgaFromFlash is the caller's plus this, whatever it is.
 inline constexpr std::uint32_t configurationBias = 5;
 
@@ -66,16 +60,5 @@ inline constexpr std::uint32_t configurationBias = 5;
 inline constexpr std::uint8_t gpifWriteEndpoint = 0x01;
 inline constexpr std::uint8_t gpifReadEndpoint = 0x81;
 inline constexpr int gpifTimeoutMs = 2000;
-
-/// The flash.
-inline constexpr std::size_t flashSectorSize = 65536;
-
-static_assert(std::ranges::all_of(firmwareRequests,
-                                  [](const usb::Request& row) {
-                                      return std::ranges::count_if(firmwareRequests, [&](const usb::Request& other) {
-                                                 return other.matches(row.setup());
-                                             }) == 1;
-                                  }),
-              "a board must be able to tell the requests apart");
 
 } // namespace fxtree

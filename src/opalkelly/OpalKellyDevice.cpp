@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "device/Log.h"
+#include "util/LittleEndian.h"
 #include "util/ReadFile.h"
 
 namespace opalkelly {
@@ -13,13 +14,6 @@ namespace {
 
 constexpr int failed = -1;
 constexpr std::size_t maxBitFile = std::size_t{256} << 20;
-
-template <class Number>
-void store(std::vector<std::uint8_t>& block, std::size_t at, Number value)
-{
-    for (std::size_t i = 0; i < sizeof(Number); ++i)
-        block[at + i] = static_cast<std::uint8_t>(value >> (8 * i));
-}
 
 void logError(const std::string& path, const std::string& reason)
 {
@@ -45,7 +39,7 @@ int OpalKellyDevice::configure(const std::string& bitFile)
 void OpalKellyDevice::wireInWrite(int address, std::uint32_t value)
 {
     if (address >= 0 && address < wireCount) // below 0 there is no buffer either
-        store(wireIns, static_cast<std::size_t>(address) * wireBytes, value);
+        util::writeLittleEndian(wireIns, static_cast<std::size_t>(address) * wireBytes, value);
 }
 
 std::uint32_t OpalKellyDevice::wireOutRead(int address) const
@@ -53,10 +47,7 @@ std::uint32_t OpalKellyDevice::wireOutRead(int address) const
     if (address < firstWireOut || address >= firstWireOut + wireCount)
         return 0;
     const std::size_t at = static_cast<std::size_t>(address - firstWireOut) * wireBytes;
-    std::uint32_t value = 0;
-    for (std::size_t i = 0; i < wireBytes; ++i)
-        value |= std::uint32_t{wireOuts[at + i]} << (8 * i);
-    return value;
+    return util::readLittleEndian<std::uint32_t>(wireOuts, at);
 }
 
 int OpalKellyDevice::controlWrite(const usb::Request& request, std::span<const std::uint8_t> data) const
@@ -74,9 +65,9 @@ bool OpalKellyDevice::updateWireOuts()
 bool OpalKellyDevice::setUpPipe(const usb::Request& request, int pipe, int blockSize, std::size_t length) const
 {
     std::vector<std::uint8_t> block = pipeSetupTemplate;
-    store(block, pipeSetupLengthAt, static_cast<std::uint16_t>(length));
-    store(block, pipeSetupBlockSizeAt, static_cast<std::uint16_t>(blockSize));
-    store(block, pipeSetupPipeAt, static_cast<std::uint8_t>(pipe));
+    util::writeLittleEndian(block, pipeSetupLengthAt, static_cast<std::uint16_t>(length));
+    util::writeLittleEndian(block, pipeSetupBlockSizeAt, static_cast<std::uint16_t>(blockSize));
+    util::writeLittleEndian(block, pipeSetupPipeAt, static_cast<std::uint8_t>(pipe));
     return controlWrite(request, block) == static_cast<int>(block.size());
 }
 
@@ -122,8 +113,8 @@ std::vector<std::uint8_t> OpalKellyDevice::readFromBlockPipeOut(int pipe, int bl
 std::vector<std::uint8_t> generateFlashSetupBytes(std::size_t size)
 {
     std::vector<std::uint8_t> block(flashSetupSize);
-    store(block, flashSetupMarkAt, flashSetupMark);
-    store(block, flashSetupSizeAt, static_cast<std::uint32_t>(size));
+    util::writeLittleEndian(block, flashSetupMarkAt, flashSetupMark);
+    util::writeLittleEndian(block, flashSetupSizeAt, static_cast<std::uint32_t>(size));
     return block;
 }
 

@@ -29,9 +29,6 @@ inline constexpr usb::Request setUpPipeRead{
 inline constexpr usb::Request setUpConfiguration{
     .use = "announce an FPGA configuration", .code = 0xC0, .wValue = usb::constant(1), .maxBytes = flashSetupSize};
 
-inline constexpr auto requests =
-    std::to_array<usb::Request>({writeWireIns, readWireOuts, setUpPipeWrite, setUpPipeRead, setUpConfiguration});
-
 inline constexpr usb::USBSetupPacket wireWriteSetupPacket = writeWireIns.setup();
 inline constexpr usb::USBSetupPacket wireReadSetupPacket = readWireOuts.setup();
 

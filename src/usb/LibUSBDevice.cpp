@@ -2,11 +2,9 @@
 
 #include <algorithm>
 #include <climits>
-#include <condition_variable>
 #include <cstdio>
 #include <future>
 #include <list>
-#include <mutex>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -16,6 +14,8 @@
 
 #include "usb/DeviceList.h"
 #include "usb/Ids.h"
+#include "util/LittleEndian.h"
+#include "util/Mutex.h"
 
 namespace usb {
 namespace {
@@ -64,7 +64,7 @@ public:
     /// Hands the call to libusb. On failure it stays in `single`, without its transfer.
     int submit(std::list<Call>& single)
     {
-        const std::lock_guard lock(mutex);
+        const util::Lock lock(mutex);
         if (closing)
             return failed;
         // in the list before libusb has it: the callback may run before the submission returns
@@ -81,34 +81,35 @@ public:
     /// Submits a timed-out transfer once more.
     bool renew(Call& call)
     {
-        const std::lock_guard lock(mutex);
+        const util::Lock lock(mutex);
         return !closing && libusb_submit_transfer(call.transfer.get()) == 0;
     }
 
     /// Frees a call that has ended.
     void remove(Call& call)
     {
-        const std::lock_guard lock(mutex);
+        const util::Lock lock(mutex);
         underWay.erase(call.position);
         if (closing && underWay.empty())
-            idle.notify_all(); // with the lock held, since the closing thread destroys all this next
+            idle.notifyAll(); // with the lock held, since the closing thread destroys all this next
     }
 
     /// Ends every call with -1 and returns when no thread waits in one. The event thread must still run.
     void endAll()
     {
-        std::unique_lock lock(mutex);
+        const util::Lock lock(mutex);
         closing = true;
         for (Call& call : underWay)
             libusb_cancel_transfer(call.transfer.get()); // not found: its callback is about to run, and won't renew it
-        idle.wait(lock, [this] { return underWay.empty(); });
+        while (!underWay.empty())
+            idle.wait(mutex);
     }
 
 private:
-    std::mutex mutex;
-    std::condition_variable idle;
-    std::list<Call> underWay;
-    bool closing = false;
+    util::Mutex mutex; // libusb's event lock is outer to it: the event thread holds that in a callback
+    util::ConditionVariable idle;
+    std::list<Call> underWay VORNA_GUARDED_BY(mutex);
+    bool closing VORNA_GUARDED_BY(mutex) = false;
 };
 
 namespace {
@@ -136,11 +137,12 @@ unsigned toTimeout(int timeoutMs) { return static_cast<unsigned>(std::max(timeou
 
 std::vector<std::uint8_t> controlBuffer(const USBSetupPacket& setup, std::size_t length)
 {
-    const auto low = [](std::size_t value) { return static_cast<std::uint8_t>(value & 0xFF); };
-    const auto high = [](std::size_t value) { return static_cast<std::uint8_t>(value >> 8); };
-    std::vector<std::uint8_t> buffer{setup.bmRequestType, setup.bRequest,     low(setup.wValue), high(setup.wValue),
-                                     low(setup.wIndex),   high(setup.wIndex), low(length),       high(length)};
-    buffer.resize(setupSize + length);
+    std::vector<std::uint8_t> buffer(setupSize + length);
+    buffer[0] = setup.bmRequestType;
+    buffer[1] = setup.bRequest;
+    util::writeLittleEndian(buffer, 2, setup.wValue);
+    util::writeLittleEndian(buffer, 4, setup.wIndex);
+    util::writeLittleEndian(buffer, 6, static_cast<std::uint16_t>(length));
     return buffer;
 }
 

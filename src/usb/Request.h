@@ -1,5 +1,5 @@
 #pragma once
-// The vendor requests of a board as rows of a constant table: what the driver sends and an emulated board recognises.
+// The vendor requests of a board as constants, from which its driver makes what it sends.
 //
 //   inline constexpr usb::Request eraseSector{.use = "erase a flash sector", .code = 0xB0, .direction = ...,
 //                                             .wValue = usb::constant(1), .wIndex = usb::lowHalf, ...};
@@ -37,7 +37,6 @@ struct RequestField {
         }
         return value;
     }
-    constexpr bool accepts(std::uint16_t seen) const { return carries != Carries::constant || seen == value; }
 };
 
 constexpr RequestField constant(std::uint16_t value) { return {RequestField::Carries::constant, value}; }
@@ -57,13 +56,6 @@ struct Request {
     constexpr USBSetupPacket setup(std::uint32_t argument = 0) const
     {
         return {static_cast<std::uint8_t>(direction), code, wValue.of(argument), wIndex.of(argument), 0};
-    }
-
-    /// True when a request that a board received is one of this row.
-    constexpr bool matches(const USBSetupPacket& seen) const
-    {
-        return seen.bmRequestType == static_cast<std::uint8_t>(direction) && seen.bRequest == code &&
-               wValue.accepts(seen.wValue) && wIndex.accepts(seen.wIndex);
     }
 };
 

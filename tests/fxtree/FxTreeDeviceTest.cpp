@@ -8,6 +8,7 @@
 
 #include <gmock/gmock.h>
 
+#include "Interposed.h"
 #include "ScriptedBoard.h"
 
 namespace {
@@ -17,26 +18,11 @@ using fxtree::FxTreeDevice;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::ThrowsMessage;
-using Bytes = std::vector<std::uint8_t>;
 
 struct Board : Scripted {
-    Board() : Scripted(0x04B4, 0x5BC1, {0x01, 0x81}) {}
+    Board() : Scripted(0x04B4, 0x5BC1, Bytes{0x01, 0x81}) {}
     FxTreeDevice driver() const { return FxTreeDevice(open()); }
 };
-
-Bytes pattern(std::size_t size)
-{
-    Bytes bytes(size);
-    for (std::size_t i = 0; i < size; ++i)
-        bytes[i] = static_cast<std::uint8_t>(i * 5 + i / 250);
-    return bytes;
-}
-
-Bytes slice(const Bytes& bytes, std::size_t from, std::size_t size)
-{
-    const auto begin = bytes.begin() + static_cast<std::ptrdiff_t>(from);
-    return {begin, begin + static_cast<std::ptrdiff_t>(size)};
-}
 
 TEST(FxTree, EachCallIsTheseRequests)
 {
@@ -90,34 +76,24 @@ TEST(FxTree, EachCallIsTheseRequests)
     for (const auto& row : rows) {
         const Board board;
         auto kit = board.driver();
+        interposed::takeTimeouts();
         row.run(kit);
+        EXPECT_THAT(interposed::takeTimeouts(), ElementsAre(2000U)) << row.description;
         EXPECT_EQ(board.board->transfers(), row.transfers) << row.description;
     }
 }
 
-TEST(FxTree, AFlashReadGivesWhatWasAskedFor)
+TEST(FxTree, AFlashReadGivesWhatWasAskedForAndZerosForWhatFallsShort)
 {
     for (const int size : {1, 2047, 2048, 2049, 6000}) {
         const Board board;
         Bytes expected;
         for (std::size_t i = 0; i < static_cast<std::size_t>(size); ++i)
             expected.push_back(ScriptedBoard::readByte(1 + i / 2048, i % 2048));
+        std::fill(expected.begin() + std::min(size, 3), expected.begin() + std::min(size, 2048), std::uint8_t{0});
+        board.board->answer(1, 3); // the first chunk
         EXPECT_EQ(board.driver().readSpiFlash(size, 0), expected) << size;
     }
-}
-
-TEST(FxTree, WhatAShortReadLeavesOutIsZero)
-{
-    const Board board;
-    board.board->answer(1, 3);
-    board.board->answer(3, 2);
-    auto kit = board.driver();
-    const Bytes flash = kit.readSpiFlash(2050, 0);
-    ASSERT_EQ(flash.size(), 2050U);
-    EXPECT_EQ(slice(flash, 0, 4),
-              (Bytes{ScriptedBoard::readByte(1, 0), ScriptedBoard::readByte(1, 1), ScriptedBoard::readByte(1, 2), 0}));
-    EXPECT_EQ(flash[2048], ScriptedBoard::readByte(2, 0)); // in its place
-    EXPECT_EQ(kit.readGpif(4), (Bytes{ScriptedBoard::readByte(3, 0), ScriptedBoard::readByte(3, 1), 0, 0}));
 }
 
 // The transfers that may fail, with the text that this raises.
@@ -182,6 +158,13 @@ TEST(FxTree, AnUnplugIsRaisedByTheCallThatWaitsAndByNoneAfterIt)
 
 TEST(FxTree, OnlyMinusOneIsAFailure)
 {
+    for (const int answer : {-EPIPE, 0, 3}) { // to the status behind a configuration from flash, which is ignored
+        const Board board;
+        board.board->answer(1, answer);
+        auto kit = board.driver();
+        EXPECT_NO_THROW(kit.configFpgaFromFlash(1, 2));
+        EXPECT_EQ(board.board->transfers().size(), 2U);
+    }
     for (const auto& step : steps()) {
         Board board;
         auto kit = board.driver();
@@ -189,17 +172,6 @@ TEST(FxTree, OnlyMinusOneIsAFailure)
         EXPECT_NO_THROW(step.run(kit)) << step.description;
         board.failSubmissions(ENODEV); // -4
         EXPECT_NO_THROW(step.run(kit)) << step.description;
-    }
-}
-
-TEST(FxTree, TheStatusBehindAConfigurationFromFlashIsIgnored)
-{
-    for (const int answer : {-EPIPE, 0, 3}) {
-        const Board board;
-        board.board->answer(1, answer);
-        auto kit = board.driver();
-        EXPECT_NO_THROW(kit.configFpgaFromFlash(1, 2));
-        EXPECT_EQ(board.board->transfers().size(), 2U);
     }
 }
 
@@ -218,16 +190,18 @@ TEST(FxTree, ThePipeTellsNothingOfFailures)
     auto kit = board.driver();
     board.board->answer(0, -EPIPE);
     EXPECT_EQ(kit.readGpif(4), Bytes(4));
-    board.board->hold(1);
+    board.board->answer(1, 2);
+    EXPECT_EQ(kit.readGpif(4), (Bytes{ScriptedBoard::readByte(1, 0), ScriptedBoard::readByte(1, 1), 0, 0}));
+    board.board->hold(2);
     auto read = std::async(std::launch::async, [&] { return kit.readGpif(4); });
-    board.board->waitFor(2);
+    board.board->waitFor(3);
     board.handle.unplug();
     EXPECT_EQ(read.get(), Bytes(4));
     EXPECT_EQ(kit.readGpif(4), Bytes(4));
     EXPECT_TRUE(kit.writeGpif(Bytes(4)));
 }
 
-TEST(FxTree, NegativeSizesAreRefusedBeforeAnythingIsSent)
+TEST(FxTree, NegativeSizesSendNothingAndWithoutADeviceEveryTransferFails)
 {
     const Board board;
     auto kit = board.driver();
@@ -237,15 +211,11 @@ TEST(FxTree, NegativeSizesAreRefusedBeforeAnythingIsSent)
         EXPECT_THAT([&] { kit.readGpif(size); }, ThrowsMessage<std::length_error>("readGpif" + text));
     }
     EXPECT_THAT(board.board->transfers(), IsEmpty());
-}
-
-TEST(FxTree, WithoutADeviceEveryTransferFails)
-{
-    FxTreeDevice kit(nullptr);
+    FxTreeDevice none(nullptr);
     for (const auto& step : steps())
-        EXPECT_THROW(step.run(kit), std::runtime_error) << step.description;
-    EXPECT_EQ(kit.readGpif(4), Bytes(4));
-    EXPECT_TRUE(kit.writeGpif(Bytes(4)));
+        EXPECT_THROW(step.run(none), std::runtime_error) << step.description;
+    EXPECT_EQ(none.readGpif(4), Bytes(4));
+    EXPECT_TRUE(none.writeGpif(Bytes(4)));
 }
 
 } // namespace

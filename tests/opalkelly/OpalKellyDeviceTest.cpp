@@ -7,6 +7,7 @@
 
 #include <gmock/gmock.h>
 
+#include "Interposed.h"
 #include "LogCapture.h"
 #include "ScriptedBoard.h"
 #include "TemporaryFile.h"
@@ -18,78 +19,26 @@ using namespace std::chrono_literals;
 using opalkelly::OpalKellyDevice;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using Bytes = std::vector<std::uint8_t>;
 
 struct Board : Scripted {
-    Board() : Scripted(0x151F, 0x012B, {0x01, 0x02, 0x82}) {}
+    Board() : Scripted(0x151F, 0x012B, Bytes{0x01, 0x02, 0x82}) {}
     OpalKellyDevice driver() const { return {open(), ""}; }
 };
-
-Bytes pattern(std::size_t size)
-{
-    Bytes bytes(size);
-    for (std::size_t i = 0; i < size; ++i)
-        bytes[i] = static_cast<std::uint8_t>(i * 11 + i / 200);
-    return bytes;
-}
 
 // The 32 bytes that precede each chunk, written out.
 Bytes pipeSetup(int length, int blockSize, int pipe)
 {
     const auto byte = [](int value) { return static_cast<std::uint8_t>(value & 0xFF); };
-    return {byte(length),
-            byte(length >> 8),
-            0,
-            0,
-            byte(blockSize),
-            byte(blockSize >> 8),
-            12,
-            0,
-            0,
-            0,
-            1,
-            0,
-            0,
-            0,
-            byte(pipe),
-            0,
-            0,
-            0,
-            0,
-            1,
-            0,
-            0,
-            0,
-            0,
-            1,
-            0,
-            0,
-            0,
-            0,
-            0,
-            0,
-            0};
-}
-
-Bytes slice(const Bytes& bytes, std::size_t from, std::size_t size)
-{
-    const auto begin = bytes.begin() + static_cast<std::ptrdiff_t>(from);
-    return {begin, begin + static_cast<std::ptrdiff_t>(size)};
+    // clang-format off
+    return {byte(length), byte(length >> 8), 0, 0, byte(blockSize), byte(blockSize >> 8), 12, 0,
+            0, 0, 1, 0, 0, 0, byte(pipe), 0,
+            0, 0, 0, 1, 0, 0, 0, 0,
+            1, 0, 0, 0, 0, 0, 0, 0};
+    // clang-format on
 }
 
 const std::string writeSetup = "40 c6 0000 0000 32";
 const std::string readSetup = "40 c6 0001 0000 32";
-
-TEST(OpalKelly, ANewDriverSendsNothing)
-{
-    const Board board;
-    const auto driver = board.driver();
-    EXPECT_THAT(board.board->transfers(), IsEmpty());
-    for (const int address : {32, 63})
-        EXPECT_EQ(driver.wireOutRead(address), 0U);
-}
-
-TEST(OpalKelly, ThePipeSetupTemplateHasItsFixedBytes) { EXPECT_EQ(opalkelly::pipeSetupTemplate, pipeSetup(0, 0, 0)); }
 
 TEST(OpalKelly, WireInsTravelTogetherWhenUpdated)
 {
@@ -112,7 +61,10 @@ TEST(OpalKelly, WireOutsAreFetchedTogether)
 {
     const Board board;
     auto driver = board.driver();
+    EXPECT_EQ(driver.wireOutRead(32) | driver.wireOutRead(63), 0U);
+    interposed::takeTimeouts();
     EXPECT_TRUE(driver.updateWireOuts());
+    EXPECT_THAT(interposed::takeTimeouts(), ElementsAre(2000U));
     EXPECT_THAT(board.board->heads(), ElementsAre("c0 c3 0000 0000 128"));
     const auto word = [](std::size_t at) {
         std::uint32_t value = 0;
@@ -154,7 +106,10 @@ TEST(OpalKelly, APipeWriteGoesInChunksOf1024)
     for (const auto& row : rows) {
         const Board board;
         const Bytes data = pattern(row.size);
-        EXPECT_TRUE(board.driver().writeToBlockPipeIn(0x9F, row.blockSize, data));
+        auto driver = board.driver();
+        interposed::takeTimeouts();
+        EXPECT_TRUE(driver.writeToBlockPipeIn(0x9F, row.blockSize, data));
+        EXPECT_THAT(interposed::takeTimeouts(), ElementsAre(2000U));
         std::vector<Transfer> expected;
         for (std::size_t at = 0; at < data.size(); at += 1024) {
             const std::size_t size = std::min<std::size_t>(1024, data.size() - at);
@@ -176,7 +131,10 @@ TEST(OpalKelly, APipeReadGoesInChunksOf16384)
     };
     for (const auto& row : rows) {
         const Board board;
-        const Bytes data = board.driver().readFromBlockPipeOut(0xA0, row.blockSize, row.length);
+        auto driver = board.driver();
+        interposed::takeTimeouts();
+        const Bytes data = driver.readFromBlockPipeOut(0xA0, row.blockSize, row.length);
+        EXPECT_THAT(interposed::takeTimeouts(), ElementsAre(2000U));
         std::vector<Transfer> expected;
         Bytes expectedData;
         for (int at = 0; at < row.length; at += 16384) {
@@ -309,7 +267,10 @@ TEST(OpalKelly, AConfigurationIsAnnouncedAndWrittenInChunksBetweenWaits)
         transfersAtWaits.clear();
         waitingFor = board.board.get();
         const Bytes bytes = pattern(size);
-        EXPECT_NE(opalkelly::opkFlashDevice(*board.open(), bytes, &noteWait), 0);
+        const auto device = board.open();
+        interposed::takeTimeouts();
+        EXPECT_NE(opalkelly::opkFlashDevice(*device, bytes, &noteWait), 0);
+        EXPECT_THAT(interposed::takeTimeouts(), ElementsAre(2000U));
         std::vector<Transfer> expected{{"40 c0 0001 0000 4096", flashSetup(static_cast<std::uint32_t>(size))}};
         for (std::size_t at = 0; at < size; at += 16384) {
             const std::size_t chunk = std::min<std::size_t>(16384, size - at);
@@ -321,7 +282,7 @@ TEST(OpalKelly, AConfigurationIsAnnouncedAndWrittenInChunksBetweenWaits)
     }
 }
 
-TEST(OpalKelly, AConfigurationFailsWhenAWriteMovesNothing)
+TEST(OpalKelly, AConfigurationFailsOnlyWhenAWriteMovesNothing)
 {
     const struct {
         const char* description;
@@ -357,24 +318,18 @@ TEST(OpalKelly, BlocksThatNeverEndAreNotWritten)
 }
 
 // With the real waits: a second each.
-TEST(OpalKelly, TheConstructorConfiguresFromAFileOnlyWhenNamed)
+TEST(OpalKelly, TheConstructorConfiguresFromAFileThatIsNamed)
 {
+    LogCapture log;
     const TemporaryFile file({0x00, 0x09, 0xFF, 0x77});
-    const Board board;
+    const Board board, unread;
     const auto begin = std::chrono::steady_clock::now();
     const OpalKellyDevice driver(board.open(), file.path());
     EXPECT_GE(std::chrono::steady_clock::now() - begin, 1s);
     EXPECT_THAT(board.board->transfers(), ElementsAre(Transfer{"40 c0 0001 0000 4096", flashSetup(8)},
                                                       Transfer{"out 01 8", {0, 0xFF, 0, 0, 0, 0x77, 0, 0}}));
-}
-
-TEST(OpalKelly, AnUnreadableBitFileAnnouncesNothingLogsAndSucceeds)
-{
-    LogCapture log;
-    const Board board;
-    auto driver = board.driver();
-    EXPECT_NE(driver.configure("/nonexistent/logic.bit"), 0);
-    EXPECT_THAT(board.board->transfers(), ElementsAre(Transfer{"40 c0 0001 0000 4096", flashSetup(0)}));
+    EXPECT_NE(unread.driver().configure("/nonexistent/logic.bit"), 0) << "announces nothing, and logs it";
+    EXPECT_THAT(unread.board->transfers(), ElementsAre(Transfer{"40 c0 0001 0000 4096", flashSetup(0)}));
     EXPECT_EQ(log.lines().size(), 1U);
 }
 

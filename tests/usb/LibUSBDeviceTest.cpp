@@ -1,23 +1,22 @@
 #include "usb/LibUSBDevice.h"
 
-#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <future>
-#include <thread>
+#include <malloc.h>
 
 #include <gmock/gmock.h>
 #include <libusb-1.0/libusb.h>
 
 #include "Interposed.h"
 #include "Plugged.h"
-#include "Process.h"
 
 namespace {
 
 using namespace usb_tests;
 using namespace std::chrono_literals;
 using testing::HasSubstr;
+using testing::ThrowsMessage;
 
 constexpr int timeoutMs = 2000;
 
@@ -30,15 +29,15 @@ auto inThread(Function function)
 
 TEST(LibUSBDevice, WhatFailsWhileOpeningIsSaidAndReleased)
 {
-    Plugged plugged;
+    PluggedLoop plugged;
     const auto bus = static_cast<std::uint16_t>(plugged.handle.bus());
-    const auto address = static_cast<std::uint16_t>(plugged.handle.address());
+    const auto address = static_cast<std::uint16_t>(plugged.address());
     const struct {
         const char* description;
         std::optional<int> init, list;
         emulation::Port::Faults faults;
         std::uint16_t bus, address;
-        const char* text;
+        testing::Matcher<std::string> text;
     } rows[] = {
         {"no context", LIBUSB_ERROR_OTHER, {}, {}, bus, address, "Failed to initialize LibUSB context"},
         {"no list", {}, LIBUSB_ERROR_NO_MEM, {}, bus, address, "No devices"},
@@ -46,221 +45,163 @@ TEST(LibUSBDevice, WhatFailsWhileOpeningIsSaidAndReleased)
         {"numbers are compared whole", {}, {}, {}, bus, static_cast<std::uint16_t>(address + 256), "Device not found"},
         {"gone meanwhile", {}, {}, {.open = ENOENT}, bus, address, "libusb_open returned error -4 opening device"},
         {"interface taken", {}, {}, {.claim = EBUSY}, bus, address, "Error claiming interface"},
+        {"no permission: the rule that grants it is named",
+         {},
+         {},
+         {.open = EACCES},
+         bus,
+         address,
+         testing::AllOf(
+             testing::StartsWith("libusb_open returned error -3 opening device: "),
+             HasSubstr("no permission for the USB device 1209:0001 at bus 250, address " + std::to_string(address)),
+             HasSubstr("60-vorna.rules"), HasSubstr("sudo make install-udev"),
+             HasSubstr(R"(SUBSYSTEM=="usb", ATTR{idVendor}=="1209", ATTR{idProduct}=="0001")"))},
     };
     for (const auto& row : rows) {
         interposed::initFails = row.init;
         interposed::listFails = row.list;
         plugged.handle.setFaults(row.faults);
-        EXPECT_THAT([&] { usb::LibUSBDevice(row.bus, row.address); },
-                    testing::ThrowsMessage<std::runtime_error>(row.text))
+        EXPECT_THAT([&] { usb::LibUSBDevice(row.bus, row.address); }, ThrowsMessage<std::runtime_error>(row.text))
             << row.description;
         EXPECT_EQ(interposed::openContexts(), 0) << row.description;
     }
     interposed::initFails.reset();
     interposed::listFails.reset();
     plugged.handle.setFaults({});
-    EXPECT_NO_THROW(plugged.open());
-    EXPECT_EQ(interposed::openContexts(), 0);
-}
-
-TEST(LibUSBDevice, RefusedPermissionNamesTheDeviceAndTheRuleThatGrantsIt)
-{
-    Plugged plugged;
-    plugged.handle.setFaults({.open = EACCES});
-    EXPECT_THAT([&] { plugged.open(); },
-                testing::ThrowsMessage<std::runtime_error>(
-                    testing::AllOf(testing::StartsWith("libusb_open returned error -3 opening device: "),
-                                   HasSubstr("no permission for the USB device 1209:0001 at bus 250, address " +
-                                             std::to_string(plugged.handle.address())),
-                                   HasSubstr("60-vorna.rules"), HasSubstr("sudo make install-udev"),
-                                   HasSubstr(R"(SUBSYSTEM=="usb", ATTR{idVendor}=="1209", ATTR{idProduct}=="0001")"))));
-    EXPECT_EQ(interposed::openContexts(), 0);
-}
-
-TEST(LibUSBDevice, TheSecondDoorToADeviceIsRefusedUntilTheFirstIsClosed)
-{
-    const Plugged plugged;
     auto first = plugged.open();
-    EXPECT_THAT([&] { plugged.open(); }, testing::ThrowsMessage<std::runtime_error>("Error claiming interface"));
+    EXPECT_THAT([&] { plugged.open(); }, ThrowsMessage<std::runtime_error>("Error claiming interface"));
     first.reset();
-    EXPECT_NO_THROW(plugged.open());
-}
-
-TEST(LibUSBDevice, AKernelDriverGivesWay)
-{
-    Plugged plugged;
-    plugged.handle.setFaults({.kernelDriver = "cdc_acm"});
-    const auto door = plugged.open();
+    plugged.handle.setFaults({.kernelDriver = "cdc_acm"}); // gives way
     Bytes bytes(4);
-    EXPECT_EQ(door->controlRead(memoryRead(0), bytes, timeoutMs), 4);
+    EXPECT_EQ(plugged.open()->controlRead(memoryRead(0), bytes, timeoutMs), 4);
+    EXPECT_EQ(interposed::openContexts(), 0);
 }
 
-TEST(LibUSBDevice, ControlTransfersCarryTheirSetupAndData)
+TEST(LibUSBDevice, TransfersCarryEveryByteBothWays)
 {
-    const Plugged plugged;
+    const PluggedLoop plugged;
     const auto door = plugged.open();
-    for (const std::size_t size : {0U, 1U, 8U, 64U, 2048U, 4096U}) {
-        const Bytes written = pattern(size);
-        auto setup = memoryWrite(0x1234);
-        setup.wIndex = 0xABCD;
-        setup.wLength = 7; // not looked at
-        EXPECT_EQ(door->controlWrite(setup, written.begin(), written.end(), timeoutMs), static_cast<int>(size));
-        const auto seen = plugged.device->lastSetup().value();
-        EXPECT_EQ(seen.bmRequestType, 0x40);
-        EXPECT_EQ(seen.bRequest, LoopbackDevice::memoryRequest);
-        EXPECT_EQ(seen.wValue, 0x1234);
-        EXPECT_EQ(seen.wIndex, 0xABCD);
-        EXPECT_EQ(seen.wLength, size);
-
-        Bytes read(size + 2, 0xEE); // the range lies inside a longer vector
-        EXPECT_EQ(door->controlRead(memoryRead(0x1234), read.begin() + 1, read.end() - 1, timeoutMs),
-                  static_cast<int>(size));
-        Bytes expected = written;
-        expected.insert(expected.begin(), 0xEE);
-        expected.push_back(0xEE);
-        EXPECT_EQ(read, expected) << size;
-    }
-}
-
-TEST(LibUSBDevice, ARangeThatNoRequestCanCarryIsRefused)
-{
-    const Plugged plugged;
-    const auto door = plugged.open();
-    for (const std::size_t size : {4097U, 65535U, 65536U, 100'000U}) {
+    for (const std::size_t size : {4097U, 65535U, 65536U, 100'000U}) { // no request can carry them
         Bytes bytes(size);
         EXPECT_EQ(door->controlRead(memoryRead(0), bytes, timeoutMs), LIBUSB_ERROR_INVALID_PARAM) << size;
         EXPECT_EQ(door->controlWrite(memoryWrite(0), bytes, timeoutMs), LIBUSB_ERROR_INVALID_PARAM) << size;
     }
-    EXPECT_EQ(plugged.device->lastSetup(), std::nullopt);
-}
-
-TEST(LibUSBDevice, BulkTransfersCarryEveryByteBothWays)
-{
-    const Plugged plugged;
-    const auto door = plugged.open();
+    EXPECT_EQ(plugged.device.lastSetup(), std::nullopt);
+    const auto framed = [](Bytes bytes) {
+        bytes.insert(bytes.begin(), 0xEE);
+        bytes.push_back(0xEE);
+        return bytes;
+    };
+    for (const std::size_t size : {0U, 1U, 8U, 64U, 2048U, 4096U}) {
+        const Bytes written = pattern(size);
+        auto setup = memoryWrite(0x1234);
+        setup.wIndex = 0xABCD;
+        setup.wLength = 7; // ignored
+        EXPECT_EQ(door->controlWrite(setup, written.begin(), written.end(), timeoutMs), static_cast<int>(size));
+        EXPECT_EQ(plugged.device.lastSetup(), (emulation::Setup{0x40, LoopbackDevice::memoryRequest, 0x1234, 0xABCD,
+                                                                static_cast<std::uint16_t>(size)}));
+        Bytes read(size + 2, 0xEE); // the range lies inside a longer vector
+        EXPECT_EQ(door->controlRead(memoryRead(0x1234), read.begin() + 1, read.end() - 1, timeoutMs),
+                  static_cast<int>(size));
+        EXPECT_EQ(read, framed(written)) << size;
+    }
     for (const std::size_t size : {0U, 1U, 512U, 8192U, 16384U, 16385U, 1'000'000U}) {
         const Bytes written = pattern(size, 3);
         ASSERT_EQ(door->bulkWrite(out, written.begin(), written.end(), timeoutMs), static_cast<int>(size));
         Bytes read(size + 2, 0xEE);
         ASSERT_EQ(door->bulkRead(in, read.begin() + 1, read.end() - 1, timeoutMs), static_cast<int>(size));
-        EXPECT_TRUE(std::equal(written.begin(), written.end(), read.begin() + 1)) << size;
-        EXPECT_EQ(read.front(), 0xEE);
-        EXPECT_EQ(read.back(), 0xEE);
+        EXPECT_TRUE(read == framed(written)) << size;
     }
 }
 
 TEST(LibUSBDevice, WhatTheDeviceAnswersIsWhatTheCallReturns)
 {
-    const Plugged plugged;
+    const PluggedLoop plugged;
     const auto door = plugged.open();
     const struct {
         int answer, result;
-    } rows[] = {
-        {-EPIPE, -1}, {-EPROTO, -1}, {-EOVERFLOW, -1}, {0, 0}, {5, 5}, {64, 64},
-    };
-    for (const auto& call : allCalls()) {
+    } rows[] = {{-EPIPE, -1}, {-EPROTO, -1}, {-EOVERFLOW, -1}, {0, 0}, {5, 5}, {64, 64}};
+    for (const auto& call : allCalls) {
         for (const auto& row : rows) {
-            plugged.device->answerNext(call.endpoint, row.answer);
+            plugged.device.answerNext(call.endpoint, row.answer);
             Bytes bytes(64);
             EXPECT_EQ(call.run(*door, bytes, timeoutMs), row.result) << call.name << ' ' << row.answer;
         }
-        // and the door is as good as before
-        plugged.device->answerNext(call.endpoint, 64);
-        Bytes bytes(64);
-        EXPECT_EQ(call.run(*door, bytes, timeoutMs), 64) << call.name;
     }
-}
-
-// A reader's loop turns as fast as it can on a board that only stalls, for as long as the door is open.
-TEST(LibUSBDevice, FailedTransfersLeaveNothingBehind)
-{
-    const Plugged plugged;
-    const auto door = plugged.open();
+    // A reader's loop turns as fast as it can on a board that only stalls, for as long as the door is open.
     const auto failMany = [&](int times) {
-        for (const auto& call : allCalls()) {
-            plugged.device->answerNext(call.endpoint, -EPIPE, times);
+        for (const auto& call : allCalls) {
+            plugged.device.answerNext(call.endpoint, -EPIPE, times);
             Bytes bytes(512);
             for (int i = 0; i < times; ++i)
                 ASSERT_EQ(call.run(*door, bytes, timeoutMs), -1) << call.name;
         }
     };
+    const auto heapInUse = [] { // 0 under a sanitizer, which looks for leaks itself
+        const struct mallinfo2 info = mallinfo2();
+        return info.uordblks + info.hblkhd;
+    };
     failMany(50);
     const std::size_t before = heapInUse();
     failMany(2000);
-    EXPECT_LT(heapInUse(), before + 32 * 1024); // less than 5 bytes a transfer
+    EXPECT_LT(heapInUse(), before + 32 * 1024) << "5 bytes a transfer";
 }
 
 TEST(LibUSBDevice, ATimeOutRenewsTheTransferAndStaysUnseen)
 {
-    for (const auto& call : allCalls()) {
-        Plugged plugged;
+    for (const auto& call : allCalls) {
+        PluggedLoop plugged;
         const auto door = plugged.open();
-        plugged.device->mute(call.endpoint);
+        plugged.device.mute(call.endpoint);
         Bytes bytes(16);
         auto result = inThread([&] { return call.run(*door, bytes, 10); });
         plugged.submissions.waitFor(call.endpoint, 4); // the first and three renewals
         EXPECT_EQ(result.wait_for(0s), std::future_status::timeout) << call.name;
-        plugged.device->send(pattern(16));
-        plugged.device->unmute(call.endpoint);
+        plugged.device.send(pattern(16));
+        plugged.device.unmute(call.endpoint);
         EXPECT_EQ(result.get(), 16) << call.name;
     }
-}
-
-TEST(LibUSBDevice, ALateAnswerEndsARenewedRead)
-{
-    const Plugged plugged;
-    const auto door = plugged.open();
-    plugged.device->setReadDelay(60ms);
-    const Bytes written = pattern(32);
-    ASSERT_EQ(door->bulkWrite(out, written, timeoutMs), 32);
+    const PluggedLoop late;
+    late.device.setReadDelay(60ms);
+    late.device.send(pattern(32));
     Bytes read(32);
-    EXPECT_EQ(door->bulkRead(in, read, 25), 32);
-    EXPECT_EQ(read, written);
+    EXPECT_EQ(late.open()->bulkRead(in, read, 25), 32) << "renewed twice before its answer";
+    EXPECT_EQ(read, pattern(32));
 }
 
-TEST(LibUSBDevice, ARenewalThatFailsEndsTheCall)
-{
-    for (const auto& call : allCalls()) {
-        Plugged plugged;
-        const auto door = plugged.open();
-        plugged.device->mute(call.endpoint);
-        plugged.handle.setFaults(
-            {.submit = plugged.submissions.asFault([](int before) { return before < 2 ? 0 : ENOMEM; })});
-        Bytes bytes(16);
-        EXPECT_EQ(call.run(*door, bytes, 10), -1) << call.name;
-        EXPECT_EQ(plugged.submissions.count(call.endpoint), 3) << call.name;
-    }
-}
-
-TEST(LibUSBDevice, ASubmissionThatFailsReturnsItsCode)
+TEST(LibUSBDevice, ASubmissionThatFailsReturnsItsCodeAndARenewalThatFailsMinusOne)
 {
     const struct {
-        int error, code, controlCode; // libusb tells lack of memory for bulk transfers only
+        int error, code, controlCode; // libusb reports lack of memory for bulk transfers only
     } rows[] = {{ENOMEM, LIBUSB_ERROR_NO_MEM, LIBUSB_ERROR_IO},
                 {ENODEV, LIBUSB_ERROR_NO_DEVICE, LIBUSB_ERROR_NO_DEVICE},
                 {EIO, LIBUSB_ERROR_IO, LIBUSB_ERROR_IO}};
-    for (const auto& call : allCalls()) {
-        Plugged plugged;
+    for (const auto& call : allCalls) {
+        PluggedLoop plugged;
         const auto door = plugged.open();
+        Bytes bytes(16);
         for (const auto& row : rows) {
             plugged.handle.setFaults({.submit = [&](std::uint8_t) { return row.error; }});
-            Bytes bytes(16);
             EXPECT_EQ(call.run(*door, bytes, timeoutMs), call.endpoint == control ? row.controlCode : row.code)
                 << call.name;
         }
-        plugged.handle.setFaults({});
-        plugged.device->send(pattern(16));
-        Bytes bytes(16);
-        EXPECT_EQ(call.run(*door, bytes, timeoutMs), 16) << call.name;
+        plugged.handle.setFaults(
+            {.submit = plugged.submissions.asFault([](int before) { return before == 2 ? ENOMEM : 0; })});
+        plugged.device.mute(call.endpoint);
+        EXPECT_EQ(call.run(*door, bytes, 10), -1) << call.name;
+        EXPECT_EQ(plugged.submissions.count(call.endpoint), 3) << call.name;
+        plugged.device.unmute(call.endpoint);
+        plugged.device.send(pattern(16));
+        EXPECT_EQ(call.run(*door, bytes, timeoutMs), 16) << call.name << ", and goes on working";
     }
 }
 
 TEST(LibUSBDevice, AnUnplugEndsTheWait)
 {
-    for (const auto& call : allCalls()) {
-        Plugged plugged;
+    for (const auto& call : allCalls) {
+        PluggedLoop plugged;
         auto door = plugged.open();
-        plugged.device->mute(call.endpoint);
+        plugged.device.mute(call.endpoint);
         Bytes bytes(16, 0xEE);
         auto result = inThread([&] { return call.run(*door, bytes, timeoutMs); });
         plugged.submissions.waitFor(call.endpoint, 1);
@@ -268,8 +209,8 @@ TEST(LibUSBDevice, AnUnplugEndsTheWait)
         EXPECT_EQ(result.get(), -1) << call.name;
 
         // the range is its owner's again, and later calls fail at once
-        plugged.device->send(pattern(16));
-        plugged.device->unmute(call.endpoint);
+        plugged.device.send(pattern(16));
+        plugged.device.unmute(call.endpoint);
         EXPECT_EQ(bytes, Bytes(16, 0xEE)) << call.name;
         EXPECT_EQ(call.run(*door, bytes, timeoutMs), LIBUSB_ERROR_NO_DEVICE) << call.name;
         door.reset();
@@ -282,17 +223,17 @@ TEST(LibUSBDevice, ClosingEndsTheWaitsOfOtherThreads)
     interposed::freeingIsSlow = true;
     for (int round = 0; round < 50; ++round) {
         const bool renewing = round % 2 == 1; // else the transfers lie still
-        Plugged plugged;
+        PluggedLoop plugged;
         auto door = plugged.open();
         usb::LibUSBDevice* const shared = door.get();
-        std::vector<Bytes> bytes(allCalls().size(), Bytes(16));
+        std::vector<Bytes> bytes(std::size(allCalls), Bytes(16));
         std::vector<std::future<int>> results;
-        for (std::size_t i = 0; i < allCalls().size(); ++i) {
-            const Call& call = allCalls()[i];
+        for (std::size_t i = 0; i < std::size(allCalls); ++i) {
+            const Call& call = allCalls[i];
             const int before = plugged.submissions.count(call.endpoint);
             if (renewing && before > 0)
                 continue; // its submission couldn't be told from a renewal of the other control transfer
-            plugged.device->mute(call.endpoint);
+            plugged.device.mute(call.endpoint);
             results.push_back(inThread([&, i] { return call.run(*shared, bytes[i], renewing ? 1 : 0); }));
             plugged.submissions.waitFor(call.endpoint, before + 1);
         }
@@ -306,11 +247,11 @@ TEST(LibUSBDevice, ClosingEndsTheWaitsOfOtherThreads)
 
 TEST(LibUSBDevice, ATransferThatTimesOutWhileTheDoorClosesIsNotRenewed)
 {
-    for (const auto& call : allCalls()) {
-        Plugged plugged;
+    for (const auto& call : allCalls) {
+        PluggedLoop plugged;
         auto door = plugged.open();
         usb::LibUSBDevice* const shared = door.get();
-        plugged.device->mute(call.endpoint);
+        plugged.device.mute(call.endpoint);
         Bytes bytes(16);
         auto result = inThread([&] { return call.run(*shared, bytes, 10); });
         plugged.submissions.waitFor(call.endpoint, 1);
@@ -321,36 +262,26 @@ TEST(LibUSBDevice, ATransferThatTimesOutWhileTheDoorClosesIsNotRenewed)
     }
 }
 
-// The event thread stands between its look at the flag and libusb while the device is closed. libusb's close then uses
-// up its own wake-up, and without another one the thread would sleep for 60 seconds.
+// The event thread has read the flag but isn't in libusb yet when the device is closed. libusb's close then uses up its
+// own wake-up, and without another one the thread would sleep for 60 seconds.
 TEST(LibUSBDevice, ClosingWakesAnEventThreadThatIsNotInLibusbYet)
 {
-    const Plugged plugged;
-    interposed::EventThreadGate gate;
+    const PluggedLoop plugged;
+    interposed::holdEventThread();
     auto door = plugged.open();
-    gate.waitUntilReached();
+    interposed::waitForHeldThread();
     const auto begin = std::chrono::steady_clock::now();
     door.reset();
     EXPECT_LT(std::chrono::steady_clock::now() - begin, 20s);
 }
 
-TEST(LibUSBDevice, AThousandDoorsOpenAndClose)
+TEST(LibUSBDevice, DoorsOpenAndCloseWhetherOrNotTheDeviceVanishes)
 {
-    const Plugged plugged;
-    for (int i = 0; i < 1000; ++i) {
-        const auto door = plugged.open();
-        if (i % 10 == 0) {
-            Bytes bytes(8);
-            ASSERT_EQ(door->controlRead(memoryRead(0), bytes, timeoutMs), 8) << i;
-        }
-    }
-    EXPECT_EQ(interposed::openContexts(), 0);
-}
-
-TEST(LibUSBDevice, AVanishedDeviceClosesEveryTime)
-{
+    const PluggedLoop stays;
+    for (int i = 0; i < 300; ++i)
+        stays.open();
     for (int i = 0; i < 50; ++i) {
-        Plugged plugged;
+        PluggedLoop plugged;
         const auto door = plugged.open();
         auto unplugging = inThread([&] { plugged.handle.unplug(); }); // at any moment of the traffic and the close
         Bytes bytes(8);
@@ -358,54 +289,6 @@ TEST(LibUSBDevice, AVanishedDeviceClosesEveryTime)
         }
     }
     EXPECT_EQ(interposed::openContexts(), 0);
-}
-
-TEST(LibUSBDevice, TwoDevicesCarryTrafficBothWaysAtOnce)
-{
-    constexpr int blocks = 200;
-    constexpr std::size_t blockSize = 1024;
-    const Plugged one("one"), two("two");
-    std::vector<std::thread> threads;
-    std::atomic<int> faults = 0;
-    std::vector<std::unique_ptr<usb::LibUSBDevice>> doors;
-    for (const Plugged* plugged : {&one, &two})
-        doors.push_back(plugged->open());
-    for (std::size_t k = 0; k < doors.size(); ++k) {
-        usb::LibUSBDevice& door = *doors[k];
-        const int seed = static_cast<int>(k) * 100;
-        threads.emplace_back([&, seed] {
-            for (int i = 0; i < blocks; ++i)
-                faults += door.bulkWrite(out, pattern(blockSize, seed + i), 5) != static_cast<int>(blockSize);
-        });
-        threads.emplace_back([&, seed] {
-            Bytes all(blocks * blockSize);
-            for (std::size_t at = 0; at < all.size();) {
-                const int moved = door.bulkRead(in, all.begin() + static_cast<std::ptrdiff_t>(at), all.end(), 5);
-                if (moved < 0) {
-                    ++faults;
-                    return;
-                }
-                at += static_cast<std::size_t>(moved);
-            }
-            Bytes expected;
-            for (int i = 0; i < blocks; ++i) {
-                const Bytes block = pattern(blockSize, seed + i);
-                expected.insert(expected.end(), block.begin(), block.end());
-            }
-            faults += all != expected;
-        });
-        threads.emplace_back([&, seed] {
-            for (int i = 0; i < blocks; ++i) {
-                const Bytes written = pattern(64, seed + i);
-                Bytes read(64);
-                faults += door.controlWrite(memoryWrite(0), written, 5) != 64;
-                faults += door.controlRead(memoryRead(0), read, 5) != 64 || read != written;
-            }
-        });
-    }
-    for (auto& thread : threads)
-        thread.join();
-    EXPECT_EQ(faults, 0);
 }
 
 } // namespace

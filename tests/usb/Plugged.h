@@ -1,13 +1,13 @@
 #pragma once
-// What the tests of the USB door share: an emulated device that is plugged in, and the submissions that reach it.
+// Emulated devices that are plugged in, for all tests that open one.
 
 #include <condition_variable>
 #include <cstdint>
 #include <map>
 #include <memory>
 #include <mutex>
-#include <numeric>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "emulation/attach/Attach.h"
@@ -31,8 +31,29 @@ inline Bytes pattern(std::size_t size, int seed = 1)
     return bytes;
 }
 
-inline usb::USBSetupPacket memoryWrite(std::uint16_t at) { return {0x40, LoopbackDevice::memoryRequest, at, 0, 0}; }
-inline usb::USBSetupPacket memoryRead(std::uint16_t at) { return {0xC0, LoopbackDevice::memoryRequest, at, 0, 0}; }
+inline Bytes slice(const Bytes& bytes, std::size_t from, std::size_t size)
+{
+    const auto begin = bytes.begin() + static_cast<std::ptrdiff_t>(from);
+    return {begin, begin + static_cast<std::ptrdiff_t>(size)};
+}
+
+inline std::unique_ptr<usb::LibUSBDevice> openAt(int bus, int address)
+{
+    return std::make_unique<usb::LibUSBDevice>(static_cast<std::uint16_t>(bus), static_cast<std::uint16_t>(address));
+}
+
+/// A device or board, plugged in for as long as this lives.
+template <class Board>
+struct Plugged {
+    template <class... Arguments>
+    explicit Plugged(Arguments&&... arguments)
+        : board(std::make_shared<Board>(std::forward<Arguments>(arguments)...)), handle(emulation::plug(board))
+    {}
+    std::unique_ptr<usb::LibUSBDevice> open() const { return openAt(handle.bus(), handle.address()); }
+
+    std::shared_ptr<Board> board;
+    emulation::PluggedDevice handle;
+};
 
 /// Counts submissions of each endpoint and lets tests wait for them; may also refuse them.
 class Submissions {
@@ -64,22 +85,23 @@ private:
     std::map<std::uint8_t, int> counts;
 };
 
-struct Plugged {
-    explicit Plugged(const std::string& serial = "A1")
-        : device(std::make_shared<LoopbackDevice>(serial)), handle(emulation::plug(device))
+/// A loop-back device that counts its submissions.
+struct PluggedLoop {
+    explicit PluggedLoop(const std::string& serial = "A1") : plugged(serial)
     {
-        handle.setFaults({.submit = submissions.asFault()});
+        plugged.handle.setFaults({.submit = submissions.asFault()});
     }
-    std::unique_ptr<usb::LibUSBDevice> open() const
-    {
-        return std::make_unique<usb::LibUSBDevice>(static_cast<std::uint16_t>(handle.bus()),
-                                                   static_cast<std::uint16_t>(handle.address()));
-    }
+    std::unique_ptr<usb::LibUSBDevice> open() const { return plugged.open(); }
+    int address() const { return plugged.handle.address(); }
 
     Submissions submissions; // outlives the handle, which refers to it
-    std::shared_ptr<LoopbackDevice> device;
-    emulation::PluggedDevice handle;
+    Plugged<LoopbackDevice> plugged;
+    LoopbackDevice& device = *plugged.board;
+    emulation::PluggedDevice& handle = plugged.handle;
 };
+
+inline usb::USBSetupPacket memoryWrite(std::uint16_t at) { return {0x40, LoopbackDevice::memoryRequest, at, 0, 0}; }
+inline usb::USBSetupPacket memoryRead(std::uint16_t at) { return {0xC0, LoopbackDevice::memoryRequest, at, 0, 0}; }
 
 /// One of the door's four calls, so that a test can be made of all.
 struct Call {
@@ -88,27 +110,17 @@ struct Call {
     int (*run)(usb::LibUSBDevice& door, Bytes& bytes, int timeoutMs);
 };
 
-inline const std::vector<Call>& allCalls()
-{
-    static const std::vector<Call> calls{
-        {"controlRead", control,
-         [](usb::LibUSBDevice& door, Bytes& bytes, int timeoutMs) {
-             return door.controlRead(memoryRead(0), bytes.begin(), bytes.end(), timeoutMs);
-         }},
-        {"controlWrite", control,
-         [](usb::LibUSBDevice& door, Bytes& bytes, int timeoutMs) {
-             return door.controlWrite(memoryWrite(0), bytes.cbegin(), bytes.cend(), timeoutMs);
-         }},
-        {"bulkRead", in,
-         [](usb::LibUSBDevice& door, Bytes& bytes, int timeoutMs) {
-             return door.bulkRead(in, bytes.begin(), bytes.end(), timeoutMs);
-         }},
-        {"bulkWrite", out,
-         [](usb::LibUSBDevice& door, Bytes& bytes, int timeoutMs) {
-             return door.bulkWrite(out, bytes.cbegin(), bytes.cend(), timeoutMs);
-         }},
-    };
-    return calls;
-}
+inline constexpr Call allCalls[] = {
+    {"controlRead", control,
+     [](auto& door, Bytes& bytes, int ms) { return door.controlRead(memoryRead(0), bytes.begin(), bytes.end(), ms); }},
+    {"controlWrite", control,
+     [](auto& door, Bytes& bytes, int ms) {
+         return door.controlWrite(memoryWrite(0), bytes.cbegin(), bytes.cend(), ms);
+     }},
+    {"bulkRead", in,
+     [](auto& door, Bytes& bytes, int ms) { return door.bulkRead(in, bytes.begin(), bytes.end(), ms); }},
+    {"bulkWrite", out,
+     [](auto& door, Bytes& bytes, int ms) { return door.bulkWrite(out, bytes.cbegin(), bytes.cend(), ms); }},
+};
 
 } // namespace usb_tests

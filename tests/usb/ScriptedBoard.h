@@ -11,8 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "emulation/attach/Attach.h"
-#include "usb/LibUSBDevice.h"
+#include "Plugged.h"
 
 namespace usb_tests {
 
@@ -24,12 +23,10 @@ struct Transfer {
     friend bool operator==(const Transfer&, const Transfer&) = default;
     friend void PrintTo(const Transfer& transfer, std::ostream* stream)
     {
-        *stream << transfer.head << ':';
-        for (std::size_t i = 0; i < std::min<std::size_t>(transfer.data.size(), 64); ++i) {
-            char text[8];
-            std::snprintf(text, sizeof text, " %02x", unsigned{transfer.data[i]});
-            *stream << text;
-        }
+        *stream << transfer.head << ':' << std::hex;
+        for (std::size_t i = 0; i < std::min<std::size_t>(transfer.data.size(), 64); ++i)
+            *stream << ' ' << unsigned{transfer.data[i]};
+        *stream << std::dec;
     }
 };
 
@@ -133,24 +130,13 @@ private:
 };
 
 /// A scripted board that is plugged in.
-struct Scripted {
-    Scripted(std::uint16_t vendor, std::uint16_t product, std::vector<std::uint8_t> bulkEndpoints)
-        : board(std::make_shared<ScriptedBoard>(vendor, product, std::move(bulkEndpoints))),
-          handle(emulation::plug(board))
-    {}
-    std::unique_ptr<usb::LibUSBDevice> open() const
-    {
-        return std::make_unique<usb::LibUSBDevice>(static_cast<std::uint16_t>(handle.bus()),
-                                                   static_cast<std::uint16_t>(handle.address()));
-    }
+struct Scripted : Plugged<ScriptedBoard> {
+    using Plugged::Plugged;
     /// From now on submissions fail with this errno, before the board sees them.
     void failSubmissions(int error)
     {
         handle.setFaults({.submit = [error](std::uint8_t) { return error; }});
     }
-
-    std::shared_ptr<ScriptedBoard> board;
-    emulation::PluggedDevice handle;
 };
 
 } // namespace usb_tests

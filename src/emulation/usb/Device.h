@@ -20,6 +20,8 @@ struct Setup {
     std::uint16_t wValue = 0;
     std::uint16_t wIndex = 0;
     std::uint16_t wLength = 0; ///< bytes of data
+
+    friend bool operator==(const Setup&, const Setup&) = default;
 };
 
 /// The answer of a device that has none yet. The port asks again at pollAfter() and after each wake().

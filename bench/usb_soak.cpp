@@ -12,20 +12,22 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <functional>
+#include <filesystem>
 #include <future>
+#include <malloc.h>
 #include <optional>
 #include <random>
 #include <string>
 #include <thread>
 
 #include "Plugged.h"
-#include "Process.h"
 #include "emulation/boards/DevKit.h"
-#include "emulation/boards/LittleEndian.h"
 #include "emulation/boards/LoopbackChip.h"
 #include "emulation/boards/OpalKellyBoard.h"
 #include "fxtree/FxTreeDevice.h"
+#include "keplin/Keplin.h"
+#include "keplin/io/KeplinReaderWriter.h"
+#include "keplin/io/OkReaderWriter.h"
 #include "opalkelly/OpalKellyDevice.h"
 
 namespace {
@@ -68,7 +70,7 @@ public:
             thread.join();
         threads.clear();
         total = unknown;
-        const auto sent = plugged.device->counters(out).bytes, received = plugged.device->counters(in).bytes;
+        const auto sent = plugged.device.counters(out).bytes, received = plugged.device.counters(in).bytes;
         if (sent != written || received != written)
             fault("the host wrote %llu bytes, the board took %llu and gave %llu",
                   static_cast<unsigned long long>(written), static_cast<unsigned long long>(sent),
@@ -134,7 +136,7 @@ private:
         }
     }
 
-    Plugged plugged;
+    PluggedLoop plugged;
     std::unique_ptr<usb::LibUSBDevice> door;
     std::vector<std::thread> threads;
     std::uint64_t written = 0;
@@ -144,12 +146,12 @@ private:
 };
 
 /// Transfers that stall between others that don't.
-void stall(const Plugged& plugged, usb::LibUSBDevice& door, Clock::time_point end)
+void stall(const PluggedLoop& plugged, usb::LibUSBDevice& door, Clock::time_point end)
 {
     while (Clock::now() < end) {
-        for (const auto& call : allCalls()) {
-            plugged.device->answerNext(call.endpoint, -EPIPE);
-            plugged.device->answerNext(call.endpoint, 64);
+        for (const auto& call : allCalls) {
+            plugged.device.answerNext(call.endpoint, -EPIPE);
+            plugged.device.answerNext(call.endpoint, 64);
             Bytes bytes(64);
             const int first = call.run(door, bytes, 2000), second = call.run(door, bytes, 2000);
             if (first != -1 || second != 64)
@@ -162,12 +164,12 @@ void stall(const Plugged& plugged, usb::LibUSBDevice& door, Clock::time_point en
 void unplugAndReplug(Clock::time_point end, std::uint64_t& rounds)
 {
     while (Clock::now() < end) {
-        for (const auto& interrupted : allCalls()) {
-            Plugged plugged("pulled");
+        for (const auto& interrupted : allCalls) {
+            PluggedLoop plugged("pulled");
             const auto door = plugged.open();
-            plugged.device->mute(interrupted.endpoint);
+            plugged.device.mute(interrupted.endpoint);
             std::vector<std::future<int>> results;
-            for (const auto& call : allCalls())
+            for (const auto& call : allCalls)
                 results.push_back(std::async(std::launch::async, [&] {
                     Bytes bytes(256);
                     int moved = 0;
@@ -185,166 +187,142 @@ void unplugAndReplug(Clock::time_point end, std::uint64_t& rounds)
     }
 }
 
-/// The host's end of a block stream with a loop behind it.
+/// Numbered packets to a module that sends them back, through the loop that a driver runs.
 class PacketLoop {
 public:
-    static constexpr int module = 2;
+    static constexpr std::uint8_t module = 2;
 
-    std::function<Bytes()> read;
-    std::function<bool(const Bytes&)> write;
-    std::size_t mostWords = 0; ///< in one write
+    explicit PacketLoop(keplin::PacketQueue& transmitQueue) : queue(transmitQueue) {}
 
-    /// Turns until the end, and on until all is back.
-    void run(Clock::time_point end)
+    /// For the dispatcher: compares a packet with what was sent.
+    void take(keplin::PacketPtr packet)
     {
+        const auto expected = numbered(received++);
+        if (packet->header != expected->header ||
+            !std::equal(packet->data.begin(), packet->data.begin() + packet->size, expected->data.begin()))
+            fault("packet %llu came back changed", static_cast<unsigned long long>(received - 1));
+        keplin::Keplin::putPacketBuffer(std::move(packet));
+    }
+    /// Turns until the end, and on until all is back.
+    template <class ReaderWriter>
+    void run(ReaderWriter& readerWriter, Clock::time_point end)
+    {
+        constexpr std::uint64_t mostUnderWay = 2000;
         while (Clock::now() < end || received != sent) {
-            const Bytes blocks = read();
-            if (blocks.empty()) {
-                fault("a pipe gave no blocks");
-                return;
-            }
-            take(blocks);
-            if (const Bytes data = next(Clock::now() < end ? mostWords : 0); !data.empty() && !write(data))
-                fault("a pipe took no blocks");
+            while (Clock::now() < end && sent - received < mostUnderWay)
+                queue.enqueue(numbered(sent++));
+            readerWriter.singleShotReadWrite();
         }
     }
     std::uint64_t packets() const { return received; }
 
 private:
-    static emulation::Packet numbered(std::uint64_t number)
+    static keplin::PacketPtr numbered(std::uint64_t number)
     {
-        emulation::Packet packet;
-        packet.module = module;
-        const std::size_t size = 1 + number * 7919 % emulation::Packet::capacity;
+        auto packet = keplin::Keplin::getRawPacketBuffer(module, keplin::HdrExtFmt{1}, keplin::PktFmt::Raw);
+        const std::size_t size = 1 + number * 7919 % 256;
         for (std::size_t i = 0; i < size; ++i)
-            packet.push(streamByte(number * 256 + i), 1);
+            packet->push_back(streamByte(number * 256 + i), 1);
+        packet->prepToSend();
         return packet;
     }
-    Bytes next(std::size_t limit)
-    {
-        Bytes data;
-        for (std::size_t words = 0;; ++sent) {
-            const emulation::Packet packet = numbered(sent);
-            words += packet.words();
-            if (words > std::min<std::size_t>(limit, credit))
-                break;
-            const std::size_t at = data.size();
-            data.resize(words * 4);
-            emulation::writeLittleEndian(std::span(data), at, packet.header());
-            std::ranges::copy(packet.payload(), data.begin() + static_cast<std::ptrdiff_t>(at + 4));
-        }
-        data.resize((data.size() + 1023) / 1024 * 1024);
-        return data;
-    }
-    void take(const Bytes& blocks)
-    {
-        for (std::size_t at = 0; at < blocks.size(); at += 4) {
-            const auto word = emulation::readLittleEndian<std::uint32_t>(blocks, at);
-            if (at % 1024 == 0)
-                credit = word;
-            else if (!words.empty() || word != 0)
-                takeWord(word);
-            else
-                at += 1024 - 4 - at % 1024; // a zero where a packet might begin: the block ends
-        }
-    }
-    void takeWord(std::uint32_t word)
-    {
-        words.push_back(word);
-        const emulation::Packet expected = numbered(received);
-        if (words.size() < expected.words())
-            return;
-        Bytes payload(4 * (words.size() - 1));
-        for (std::size_t i = 1; i < words.size(); ++i)
-            emulation::writeLittleEndian(std::span(payload), 4 * (i - 1), words[i]);
-        if (words[0] != expected.header() ||
-            !std::ranges::equal(expected.payload(), std::span(payload).first(expected.size)))
-            fault("packet %llu came back changed", static_cast<unsigned long long>(received));
-        ++received;
-        words.clear();
-    }
 
+    keplin::PacketQueue& queue;
     std::uint64_t sent = 0, received = 0;
-    std::size_t credit = 0;
-    std::vector<std::uint32_t> words; // of the packet that is coming
 };
 
-template <class Board, class Driver>
-struct PluggedBoard {
-    template <class MakeDriver>
-    PluggedBoard(const char* serial, MakeDriver makeDriver)
-        : board(std::make_shared<Board>(serial, true)), handle(emulation::plug(board)),
-          driver(makeDriver(std::make_unique<usb::LibUSBDevice>(static_cast<std::uint16_t>(handle.bus()),
-                                                                static_cast<std::uint16_t>(handle.address()))))
-    {
-        board->setModule(PacketLoop::module, std::make_shared<emulation::LoopbackChip>());
-    }
-    std::shared_ptr<Board> board;
-    emulation::PluggedDevice handle;
-    Driver driver;
-    PacketLoop loop;
+/// A board in a loop of packets, while `also` is called on a second thread again and again.
+template <class Board, class Driver, class ReaderWriter>
+class LoopingBoard {
+public:
+    std::uint64_t packets() const { return loop.packets(); }
 
-    void complain() const
+protected:
+    template <class MakeDriver, class MakeReaderWriter>
+    LoopingBoard(const char* serial, MakeDriver makeDriver, MakeReaderWriter makeReaderWriter)
+        : plugged(serial, true), driver(makeDriver(plugged.open())), readerWriter(makeReaderWriter(driver, core))
     {
-        for (const std::string& problem : board->problems())
+        plugged.board->setModule(PacketLoop::module, std::make_shared<emulation::LoopbackChip>());
+        auto dispatcher = std::make_shared<keplin::PacketDispatcher>();
+        dispatcher->setDispatchEntryRaw(PacketLoop::module,
+                                        [this](keplin::PacketPtr packet) { loop.take(std::move(packet)); });
+        readerWriter->setPacketDispatcher(std::move(dispatcher));
+    }
+    template <class Also>
+    void run(Clock::time_point end, Also also)
+    {
+        std::thread second([&] {
+            while (Clock::now() < end)
+                also();
+        });
+        loop.run(*readerWriter, end);
+        second.join();
+        for (const std::string& problem : plugged.board->problems())
             fault("the board complains of %s", problem.c_str());
     }
+
+    Plugged<Board> plugged;
+    Driver driver;
+    keplin::Keplin core;
+    std::unique_ptr<ReaderWriter> readerWriter;
+    PacketLoop loop{core.transmitQueue()};
 };
 
-class BusyDevKit : PluggedBoard<emulation::DevKit, fxtree::FxTreeDevice> {
+struct KitDriver final : fxtree::FxTreeDevice, keplin::KeplinEndpoint {
+    using FxTreeDevice::FxTreeDevice;
+    Bytes readKeplinEndpoint(int blocks) override { return readGpif(blocks << 10); }
+    bool writeKeplinEndpoint(const Bytes& data) override { return writeGpif(data); }
+};
+
+class BusyDevKit : public LoopingBoard<emulation::DevKit, KitDriver, keplin::KeplinReaderWriter> {
 public:
-    BusyDevKit() : PluggedBoard("kit", [](auto door) { return fxtree::FxTreeDevice(std::move(door)); })
+    BusyDevKit()
+        : LoopingBoard(
+              "kit", [](auto door) { return KitDriver(std::move(door)); },
+              [](auto& endpoint, auto& core) {
+                  return std::make_unique<keplin::KeplinReaderWriter>(endpoint, core.transmitQueue(),
+                                                                      core.receiveQueue());
+              })
+    {}
+    void run(Clock::time_point end)
     {
-        loop.read = [this] { return driver.readGpif(8192); };
-        loop.write = [this](const Bytes& data) { return driver.writeGpif(data); };
-        loop.mostWords = 4096;
+        std::minstd_rand random(static_cast<unsigned>(packets()));
+        LoopingBoard::run(end, [&] {
+            const int sector = static_cast<int>(random() % 256);
+            const Bytes bytes = pattern(1 + random() % 65536, sector);
+            driver.eraseSpiFlash(sector);
+            driver.writeSpiFlash(bytes, sector << 16);
+            if (driver.readSpiFlash(static_cast<int>(bytes.size()), sector << 16) != bytes)
+                fault("sector %d of the flash reads otherwise than written", sector);
+        });
+    }
+};
+
+using OkLoop = keplin::OkReaderWriter<opalkelly::OpalKellyDevice>;
+
+class BusyOpalKelly : public LoopingBoard<emulation::OpalKellyBoard, opalkelly::OpalKellyDevice, OkLoop> {
+public:
+    BusyOpalKelly()
+        : LoopingBoard(
+              "opal", [](auto door) { return opalkelly::OpalKellyDevice(std::move(door), ""); },
+              [](auto& device, auto& core) {
+                  return std::make_unique<OkLoop>(&device, core.transmitQueue(), core.receiveQueue());
+              })
+    {
+        driver.wireInWrite(0, 1); // runs the logic
     }
     void run(Clock::time_point end)
     {
-        std::thread flash([&] {
-            std::minstd_rand random(static_cast<unsigned>(loop.packets()));
-            while (Clock::now() < end) {
-                const int sector = static_cast<int>(random() % 256);
-                const Bytes bytes = pattern(1 + random() % 65536, sector);
-                driver.eraseSpiFlash(sector);
-                driver.writeSpiFlash(bytes, sector << 16);
-                if (driver.readSpiFlash(static_cast<int>(bytes.size()), sector << 16) != bytes)
-                    fault("sector %d of the flash reads otherwise than written", sector);
-            }
+        std::uint32_t value = 0;
+        LoopingBoard::run(end, [&] {
+            const int wire = 1 + static_cast<int>(++value % 31);
+            driver.wireInWrite(wire, value);
+            plugged.board->setWireOut(32 + wire, ~value);
+            if (!driver.updateWireIns() || !driver.updateWireOuts() || plugged.board->wireIn(wire) != value ||
+                driver.wireOutRead(32 + wire) != ~value)
+                fault("wire %d is wrong", wire);
         });
-        loop.run(end);
-        flash.join();
-        complain();
     }
-    std::uint64_t packets() const { return loop.packets(); }
-};
-
-class BusyOpalKelly : PluggedBoard<emulation::OpalKellyBoard, opalkelly::OpalKellyDevice> {
-public:
-    BusyOpalKelly() : PluggedBoard("opal", [](auto door) { return opalkelly::OpalKellyDevice(std::move(door), ""); })
-    {
-        loop.read = [this] { return driver.readFromBlockPipeOut(0xA0, 1024, 16384); };
-        loop.write = [this](const Bytes& data) { return driver.writeToBlockPipeIn(0x80, 1024, data); };
-        loop.mostWords = 16384;
-    }
-    void run(Clock::time_point end)
-    {
-        std::thread wires([&] {
-            driver.wireInWrite(0, 1); // runs the logic
-            for (std::uint32_t value = 0; Clock::now() < end; ++value) {
-                const int wire = 1 + static_cast<int>(value % 31);
-                driver.wireInWrite(wire, value);
-                board->setWireOut(32 + wire, ~value);
-                if (!driver.updateWireIns() || !driver.updateWireOuts() || board->wireIn(wire) != value ||
-                    driver.wireOutRead(32 + wire) != ~value)
-                    fault("wire %d is wrong", wire);
-            }
-        });
-        loop.run(end);
-        wires.join();
-        complain();
-    }
-    std::uint64_t packets() const { return loop.packets(); }
 };
 
 struct Holdings {
@@ -352,11 +330,20 @@ struct Holdings {
     std::ptrdiff_t files, threads;
 };
 
+Holdings holdings()
+{
+    const auto entries = [](const char* folder) {
+        return std::distance(std::filesystem::directory_iterator(folder), std::filesystem::directory_iterator());
+    };
+    const struct mallinfo2 info = mallinfo2();
+    return {info.uordblks + info.hblkhd, entries("/proc/self/fd"), entries("/proc/self/task")};
+}
+
 int run(std::chrono::duration<double> time)
 {
     constexpr int rounds = 6;
     Busy boards[] = {Busy("one"), Busy("two")};
-    const Plugged stalling("stalling");
+    const PluggedLoop stalling("stalling");
     const auto stallingDoor = stalling.open();
     BusyDevKit kit;
     BusyOpalKelly opalKelly;
@@ -376,7 +363,7 @@ int run(std::chrono::duration<double> time)
         pulls.join();
         for (Busy& board : boards)
             board.finish();
-        const Holdings now{heapInUse(), openFiles(), threads()};
+        const Holdings now = holdings();
         std::printf("round %d: %llu and %llu bytes each way, %llu requests, %llu unplugs, %llu and %llu packets; %zu "
                     "bytes in use, %td files, "
                     "%td threads\n",
