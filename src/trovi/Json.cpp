@@ -3,19 +3,13 @@
 #include "trovi/Json.h"
 
 #include <algorithm>
-#include <atomic>
-#include <cerrno>
-#include <cstdlib>
-#include <fcntl.h>
-#include <fstream>
-#include <iterator>
 #include <sstream>
 #include <stdexcept>
-#include <sys/stat.h>
-#include <system_error>
-#include <unistd.h>
+#include <utility>
 
 #include <cereal/archives/json.hpp>
+
+#include "util/ReadFile.h"
 
 namespace trovi {
 namespace {
@@ -65,9 +59,11 @@ std::size_t longZero(std::string_view text)
 
 // What the parser must not be given: it calls itself for each level of nesting, and its conversion of numbers counts
 // the leading zero bits of a zero, which is undefined, when the zero has a long fraction or a large exponent. So deep
-// documents are refused, and such zeros are handed on in a short form.
+// documents are refused, and such zeros are handed on in a short form. Large ones are refused for the memory they take.
 std::string checked(const std::string& document)
 {
+    if (document.size() > jsonMaxSize)
+        throw cereal::Exception("JSON document has more than " + std::to_string(jsonMaxSize) + " bytes");
     std::string result;
     result.reserve(document.size());
     std::size_t depth = 0;
@@ -150,21 +146,37 @@ std::string JsonWriter::finish()
 // ---- reading -----------------------------------------------------------------------------------------------------
 
 struct JsonReader::Archive {
-    explicit Archive(const std::string& document) : stream(document), json(stream) {}
+    explicit Archive(std::string&& document) : stream(std::move(document)), json(stream) {}
 
     std::istringstream stream;
     cereal::JSONInputArchive json;
+    const char* nextKey = "value0";    // of the value that comes next; null for an element of an array
+    std::vector<const char*> nodeKeys; // of the nodes that are open; an element of an array has its array's
 };
 
 JsonReader::JsonReader(const std::string& document) : archive_(std::make_unique<Archive>(checked(document))) {}
 
 JsonReader::~JsonReader() = default;
 
-void JsonReader::key(const char* text) { archive_->json.setNextName(text); }
+void JsonReader::key(const char* text)
+{
+    archive_->json.setNextName(text);
+    archive_->nextKey = text;
+}
 
 void JsonReader::beginNode()
 {
     withExhaustedText([&] { archive_->json.startNode(); });
+    const char* const key = std::exchange(archive_->nextKey, nullptr);
+    archive_->nodeKeys.push_back(key != nullptr ? key : archive_->nodeKeys.back());
+}
+
+void JsonReader::beginArray(std::size_t most)
+{
+    beginNode();
+    if (const std::size_t count = size(); count > most)
+        throw cereal::Exception("JSON array '" + std::string(archive_->nodeKeys.back()) + "' has " +
+                                std::to_string(count) + " elements, but " + std::to_string(most) + " at most");
 }
 
 std::size_t JsonReader::size()
@@ -174,11 +186,16 @@ std::size_t JsonReader::size()
     return static_cast<std::size_t>(count);
 }
 
-void JsonReader::end() { archive_->json.finishNode(); }
+void JsonReader::end()
+{
+    archive_->json.finishNode();
+    archive_->nodeKeys.pop_back();
+}
 
 template <class T>
 void JsonReader::number(T& value)
 {
+    archive_->nextKey = nullptr;
     withExhaustedText([&] {
         if constexpr (std::is_same_v<T, bool> || std::is_floating_point_v<T>) {
             archive_->json.loadValue(value);
@@ -197,6 +214,7 @@ void JsonReader::number(T& value)
 
 void JsonReader::text(std::string& value)
 {
+    archive_->nextKey = nullptr;
     withExhaustedText([&] { archive_->json.loadValue(value); });
 }
 
@@ -219,113 +237,13 @@ VORNA_JSON_NUMBER(float)
 VORNA_JSON_NUMBER(double)
 #undef VORNA_JSON_NUMBER
 
-// ---- files -------------------------------------------------------------------------------------------------------
-
 namespace detail {
-namespace {
 
-class File {
-public:
-    explicit File(int descriptor) : descriptor_(descriptor) {}
-    File(const File&) = delete;
-    File& operator=(const File&) = delete;
-    ~File() { close(); }
-
-    bool isOpen() const { return descriptor_ >= 0; }
-    int descriptor() const { return descriptor_; }
-
-    bool write(std::string_view content)
-    {
-        while (!content.empty()) {
-            const ssize_t written = ::write(descriptor_, content.data(), content.size());
-            if (written < 0 && errno != EINTR)
-                return false;
-            if (written > 0)
-                content.remove_prefix(static_cast<std::size_t>(written));
-        }
-        return true;
-    }
-
-    // Some disks tell of a failed write only here.
-    bool close()
-    {
-        if (descriptor_ < 0)
-            return true;
-        return ::close(std::exchange(descriptor_, -1)) == 0;
-    }
-
-private:
-    int descriptor_;
-};
-
-[[noreturn]] void throwWriteFailure(const std::string& path, int error)
+std::string documentIn(const std::string& path)
 {
-    throw std::runtime_error("Cannot write the state file " + path + ": " + std::generic_category().message(error));
-}
-
-// A link is followed: what it points to is replaced, not the link.
-std::string resolved(const std::string& path)
-{
-    char* real = ::realpath(path.c_str(), nullptr);
-    if (real == nullptr)
-        return path;
-    std::string result = real;
-    std::free(real);
-    return result;
-}
-
-void writeInPlace(const std::string& path, const std::string& content)
-{
-    File file(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
-    if (file.isOpen() && !(file.write(content) && file.close()))
-        throwWriteFailure(path, errno);
-}
-
-// So that the new name survives a power cut too. Some file systems cannot do it, which is no reason to fail.
-void syncFolderOf(const std::string& path)
-{
-    const std::size_t slash = path.rfind('/');
-    const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash + 1);
-    File file(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (file.isOpen())
-        ::fsync(file.descriptor());
-}
-
-} // namespace
-
-std::string readFile(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(file), {});
-}
-
-void replaceFile(const std::string& givenPath, const std::string& content)
-{
-    const std::string path = resolved(givenPath);
-    struct stat old {};
-    const bool exists = ::stat(path.c_str(), &old) == 0;
-    if (exists && !S_ISREG(old.st_mode)) {
-        if (!S_ISDIR(old.st_mode))
-            writeInPlace(path, content); // a device or a pipe cannot be replaced
-        return;
-    }
-    if (exists && ::access(path.c_str(), W_OK) != 0)
-        return;
-
-    static std::atomic<unsigned> counter = 0; // two threads may save to one path
-    const std::string beside = path + "." + std::to_string(::getpid()) + "-" + std::to_string(counter++) + ".tmp";
-    File file(::open(beside.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0666));
-    if (!file.isOpen())
-        return writeInPlace(path, content); // a folder that takes no new file may still hold one that can be written
-    const bool modeKept = !exists || ::fchmod(file.descriptor(), old.st_mode & 07777) == 0;
-    const bool written = modeKept && file.write(content) && ::fsync(file.descriptor()) == 0 && file.close() &&
-                         ::rename(beside.c_str(), path.c_str()) == 0;
-    if (!written) {
-        const int error = errno;
-        ::unlink(beside.c_str());
-        throwWriteFailure(path, error);
-    }
-    syncFolderOf(path);
+    // a byte beyond the limit, so that a longer file is refused and not cut off
+    const std::vector<std::uint8_t> bytes = util::readFile(path, jsonMaxSize + 1).bytes;
+    return {bytes.begin(), bytes.end()};
 }
 
 void throwValueOutOfRange(const std::string& value, std::string_view type)

@@ -13,12 +13,17 @@
 #include <string>
 
 #include "trovi/Serial.h"
+#include "util/ReplaceFile.h"
 
 namespace trovi {
 
 /// Deepest nesting of arrays and objects that is read. The parser calls itself for each level, so that a hostile
 /// document could otherwise exhaust the stack. The deepest configuration has about 12.
 inline constexpr std::size_t jsonMaxDepth = 512;
+
+/// Longest document that is read, in bytes. A parsed document takes up to 18 times its size, so that a huge one could
+/// otherwise exhaust the memory. The configuration of a chip whose memories are full has 38 MB.
+inline constexpr std::size_t jsonMaxSize = std::size_t{64} << 20;
 
 /// Writes one document, value by value.
 class JsonWriter {
@@ -54,8 +59,11 @@ public:
     JsonReader(const JsonReader&) = delete;
     JsonReader& operator=(const JsonReader&) = delete;
 
+    /// Key of the value that comes next. `text` must live until that value was read.
     void key(const char* text);
     void beginNode();
+    /// Begins an array; one of more than `most` elements is refused, with its key.
+    void beginArray(std::size_t most);
     /// Number of elements of the array that was begun.
     std::size_t size();
     void end();
@@ -68,14 +76,155 @@ private:
     std::unique_ptr<Archive> archive_;
 };
 
+template <class T>
+void saveJson(JsonWriter& writer, const T& value);
+template <class T>
+void loadJson(JsonReader& reader, T& value);
+
 namespace detail {
 
-/// The whole file; empty when it cannot be opened.
-std::string readFile(const std::string& path);
-/// Replaces the file whole or not at all. A path that cannot be opened for writing is left alone, without an error.
-/// @throws std::runtime_error when writing fails later on, as on a full disk; the old file stays
-void replaceFile(const std::string& path, const std::string& content);
+/// The document in the file at `path`; an empty one when it can't be read. Of a file beyond the limit: its beginning, up
+/// to a size that is refused.
+std::string documentIn(const std::string& path);
 [[noreturn]] void throwValueOutOfRange(const std::string& value, std::string_view type);
+
+/// Values that are objects with the same keys whatever they hold.
+template <class T>
+inline constexpr bool hasParts = isA<T, std::pair> || isA<T, std::tuple> || isReflected<T>;
+
+/// Calls `visit(key, part)` for each of them, in order.
+template <class T, class Visit>
+void visitParts(T& value, Visit visit)
+{
+    using Value = std::remove_const_t<T>;
+    if constexpr (isA<Value, std::pair>) {
+        visit("first", value.first);
+        visit("second", value.second);
+    } else if constexpr (isA<Value, std::tuple>) {
+        staticFor<std::tuple_size_v<Value>>([&](auto i) {
+            const std::string key = "tuple_element" + std::to_string(i());
+            visit(key.c_str(), std::get<i()>(value));
+        });
+    } else {
+        forEach(MetaHolder<Value>::members, [&](const auto& member) { visit(member.name, value.*(member.field)); });
+    }
+}
+
+template <class Range>
+void saveElements(JsonWriter& writer, const Range& range)
+{
+    writer.beginArray();
+    for (const auto& element : range) {
+        if constexpr (MapLike<Range>) {
+            writer.beginObject();
+            writer.key("key");
+            saveJson(writer, element.first);
+            writer.key("value");
+            saveJson(writer, element.second);
+            writer.end();
+        } else {
+            saveJson<typename Range::value_type>(writer, element);
+        }
+    }
+    writer.end();
+}
+
+template <class Variant>
+void saveVariant(JsonWriter& writer, const Variant& value)
+{
+    writer.beginObject();
+    writer.key("index");
+    writer.number(value.valueless_by_exception() ? -1 : static_cast<std::int32_t>(value.index()));
+    if (!value.valueless_by_exception()) {
+        writer.key("data");
+        std::visit([&](const auto& alternative) { saveJson(writer, alternative); }, value);
+    }
+    writer.end();
+}
+
+template <class Vector>
+void loadVector(JsonReader& reader, Vector& values)
+{
+    values.resize(reader.size());
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        if constexpr (std::is_same_v<typename Vector::value_type, bool>) {
+            bool element = false;
+            loadJson(reader, element);
+            values[i] = element;
+        } else {
+            loadJson(reader, values[i]);
+        }
+    }
+}
+
+template <class Set>
+void loadSet(JsonReader& reader, Set& set)
+{
+    set.clear();
+    for (std::size_t count = reader.size(); count > 0; --count) {
+        typename Set::key_type element{};
+        loadJson(reader, element);
+        set.insert(std::move(element));
+    }
+}
+
+template <class Map>
+void loadMap(JsonReader& reader, Map& map)
+{
+    map.clear();
+    for (std::size_t count = reader.size(); count > 0; --count) {
+        typename Map::key_type key{};
+        typename Map::mapped_type mapped{};
+        reader.beginNode();
+        reader.key("key");
+        loadJson(reader, key);
+        reader.key("value");
+        loadJson(reader, mapped);
+        reader.end();
+        map.emplace(std::move(key), std::move(mapped));
+    }
+}
+
+template <class... Ts>
+void loadVariant(JsonReader& reader, std::variant<Ts...>& value)
+{
+    std::int32_t index = 0;
+    reader.key("index");
+    reader.number(index);
+    if (index >= static_cast<std::int32_t>(sizeof...(Ts)))
+        throwSerialError("Invalid 'index' selector when deserializing std::variant");
+    if (index < 0)
+        throwSerialError("Error traversing variant during load");
+    reader.key("data");
+    staticFor<sizeof...(Ts)>([&](auto i) {
+        if (static_cast<std::int32_t>(i()) == index)
+            loadJson(reader, value.template emplace<i()>());
+    });
+}
+
+/// The content of a node that was begun: an array or an object.
+template <class T>
+void loadNode(JsonReader& reader, T& value)
+{
+    const auto loadPart = [&reader](const char* key, auto& part) {
+        reader.key(key);
+        loadJson(reader, part);
+    };
+    if constexpr (isA<T, std::vector>)
+        loadVector(reader, value);
+    else if constexpr (SetLike<T>)
+        loadSet(reader, value);
+    else if constexpr (MapLike<T>)
+        loadMap(reader, value);
+    else if constexpr (isA<T, std::variant>)
+        loadVariant(reader, value);
+    else if constexpr (HasOwnForm<T>)
+        RegisterForm<T>::load(value, loadPart);
+    else if constexpr (hasParts<T>)
+        visitParts(value, loadPart);
+    else
+        static_assert(alwaysFalse<T>, "this type has no JSON form: describe the class with trovi::registerMembers");
+}
 
 } // namespace detail
 
@@ -83,65 +232,27 @@ template <class T>
 void saveJson(JsonWriter& writer, const T& value)
 {
     using namespace detail;
+    const auto savePart = [&writer](const char* key, const auto& part) {
+        writer.key(key);
+        saveJson(writer, part);
+    };
     if constexpr (std::is_enum_v<T>) {
         writer.number(static_cast<std::underlying_type_t<T>>(value));
     } else if constexpr (std::is_arithmetic_v<T>) {
         writer.number(value);
     } else if constexpr (std::is_same_v<T, std::string>) {
         writer.text(value);
-    } else if constexpr (isA<T, std::vector> || isStdArray<T> || SetLike<T>) {
-        writer.beginArray();
-        for (const auto& element : value)
-            saveJson<typename T::value_type>(writer, element);
-        writer.end();
-    } else if constexpr (MapLike<T>) {
-        writer.beginArray();
-        for (const auto& [key, mapped] : value) {
-            writer.beginObject();
-            writer.key("key");
-            saveJson(writer, key);
-            writer.key("value");
-            saveJson(writer, mapped);
-            writer.end();
-        }
-        writer.end();
-    } else if constexpr (isA<T, std::pair>) {
-        writer.beginObject();
-        writer.key("first");
-        saveJson(writer, value.first);
-        writer.key("second");
-        saveJson(writer, value.second);
-        writer.end();
-    } else if constexpr (isA<T, std::tuple>) {
-        writer.beginObject();
-        staticFor<std::tuple_size_v<T>>([&](auto i) {
-            const std::string key = "tuple_element" + std::to_string(i());
-            writer.key(key.c_str());
-            saveJson(writer, std::get<i()>(value));
-        });
-        writer.end();
+    } else if constexpr (isA<T, std::vector> || isStdArray<T> || SetLike<T> || MapLike<T>) {
+        saveElements(writer, value);
     } else if constexpr (isA<T, std::variant>) {
-        writer.beginObject();
-        writer.key("index");
-        saveJson(writer, value.valueless_by_exception() ? -1 : static_cast<std::int32_t>(value.index()));
-        if (!value.valueless_by_exception()) {
-            writer.key("data");
-            std::visit([&](const auto& alternative) { saveJson(writer, alternative); }, value);
-        }
-        writer.end();
+        saveVariant(writer, value);
     } else if constexpr (HasOwnForm<T>) {
         writer.beginObject();
-        RegisterForm<T>::save(value, [&](const char* name, const auto& part) {
-            writer.key(name);
-            saveJson(writer, part);
-        });
+        RegisterForm<T>::save(value, savePart);
         writer.end();
-    } else if constexpr (isReflected<T>) {
+    } else if constexpr (hasParts<T>) {
         writer.beginObject();
-        forEach(MetaHolder<T>::members, [&](const auto& member) {
-            writer.key(member.name);
-            saveJson(writer, value.*(member.field));
-        });
+        visitParts(value, savePart);
         writer.end();
     } else {
         static_assert(alwaysFalse<T>, "this type has no JSON form: describe the class with trovi::registerMembers");
@@ -151,7 +262,6 @@ void saveJson(JsonWriter& writer, const T& value)
 template <class T>
 void loadJson(JsonReader& reader, T& value)
 {
-    using namespace detail;
     if constexpr (std::is_enum_v<T>) {
         std::underlying_type_t<T> number{};
         reader.number(number);
@@ -160,94 +270,15 @@ void loadJson(JsonReader& reader, T& value)
         reader.number(value);
     } else if constexpr (std::is_same_v<T, std::string>) {
         reader.text(value);
-    } else if constexpr (isA<T, std::vector>) {
-        reader.beginNode();
-        value.resize(reader.size());
-        for (std::size_t i = 0; i < value.size(); ++i) {
-            if constexpr (std::is_same_v<typename T::value_type, bool>) {
-                bool element = false;
-                loadJson(reader, element);
-                value[i] = element;
-            } else {
-                loadJson(reader, value[i]);
-            }
-        }
-        reader.end();
-    } else if constexpr (isStdArray<T>) {
-        reader.beginNode();
+    } else if constexpr (detail::isStdArray<T>) {
+        reader.beginArray(value.size());
         for (auto& element : value)
             loadJson(reader, element);
         reader.end();
-    } else if constexpr (SetLike<T>) {
-        reader.beginNode();
-        value.clear();
-        for (std::size_t count = reader.size(); count > 0; --count) {
-            typename T::key_type element{};
-            loadJson(reader, element);
-            value.insert(std::move(element));
-        }
-        reader.end();
-    } else if constexpr (MapLike<T>) {
-        reader.beginNode();
-        value.clear();
-        for (std::size_t count = reader.size(); count > 0; --count) {
-            typename T::key_type key{};
-            typename T::mapped_type mapped{};
-            reader.beginNode();
-            reader.key("key");
-            loadJson(reader, key);
-            reader.key("value");
-            loadJson(reader, mapped);
-            reader.end();
-            value.emplace(std::move(key), std::move(mapped));
-        }
-        reader.end();
-    } else if constexpr (isA<T, std::pair>) {
-        reader.beginNode();
-        reader.key("first");
-        loadJson(reader, value.first);
-        reader.key("second");
-        loadJson(reader, value.second);
-        reader.end();
-    } else if constexpr (isA<T, std::tuple>) {
-        reader.beginNode();
-        staticFor<std::tuple_size_v<T>>([&](auto i) {
-            const std::string key = "tuple_element" + std::to_string(i());
-            reader.key(key.c_str());
-            loadJson(reader, std::get<i()>(value));
-        });
-        reader.end();
-    } else if constexpr (isA<T, std::variant>) {
-        reader.beginNode();
-        std::int32_t index = 0;
-        reader.key("index");
-        reader.number(index);
-        if (index >= static_cast<std::int32_t>(std::variant_size_v<T>))
-            throwSerialError("Invalid 'index' selector when deserializing std::variant");
-        if (index < 0)
-            throwSerialError("Error traversing variant during load");
-        reader.key("data");
-        staticFor<std::variant_size_v<T>>([&](auto i) {
-            if (static_cast<std::int32_t>(i()) == index)
-                loadJson(reader, value.template emplace<i()>());
-        });
-        reader.end();
-    } else if constexpr (HasOwnForm<T>) {
-        reader.beginNode();
-        RegisterForm<T>::load(value, [&](const char* name, auto& part) {
-            reader.key(name);
-            loadJson(reader, part);
-        });
-        reader.end();
-    } else if constexpr (isReflected<T>) {
-        reader.beginNode();
-        forEach(MetaHolder<T>::members, [&](const auto& member) {
-            reader.key(member.name);
-            loadJson(reader, value.*(member.field));
-        });
-        reader.end();
     } else {
-        static_assert(alwaysFalse<T>, "this type has no JSON form: describe the class with trovi::registerMembers");
+        reader.beginNode();
+        detail::loadNode(reader, value);
+        reader.end();
     }
 }
 
@@ -260,9 +291,9 @@ std::string toJson(const T& object)
     return writer.finish();
 }
 
-/// Reads a document into `object`.
-/// @throws std::runtime_error (cereal's exceptions are ones) saying what is missing or of the wrong kind; the members
-///         before it keep their new values
+/// Reads a document of up to jsonMaxSize bytes and jsonMaxDepth levels into `object`.
+/// @throws std::runtime_error (cereal's exceptions are ones) saying what is missing, of the wrong kind or too large; the
+///         members before it keep their new values
 template <class T>
 void fromJson(T& object, const std::string& document)
 {
@@ -270,21 +301,22 @@ void fromJson(T& object, const std::string& document)
     loadJson(reader, object);
 }
 
-/// Writes the document of `object` to the file at `path`: beside it first, then renamed over it, so that a good file
-/// is never half replaced. A path that cannot be opened is no error; nothing is written then.
+/// Writes the document of `object` to the file at `path`, as util::replaceFile: a good file is never half replaced, and
+/// a path that can't be opened is no error; nothing is written then.
 /// @throws std::runtime_error when the disk refuses the content; the old file stays
 template <class T>
 void saveStateToJSON(const T& object, const std::string& path)
 {
-    detail::replaceFile(path, toJson(object));
+    util::replaceFile(path, toJson(object));
 }
 
-/// Reads the file at `path` into `object`. A file that is missing is read as an empty one, which is no document.
+/// Reads the file at `path` into `object`. A file that is missing, and a folder, is read as an empty one, which is no
+/// document.
 /// @throws as fromJson
 template <class T>
 void loadStateFromJSON(T& object, const std::string& path)
 {
-    fromJson(object, detail::readFile(path));
+    fromJson(object, detail::documentIn(path));
 }
 
 } // namespace trovi
