@@ -1,6 +1,6 @@
 #pragma once
-// A described class with every kind of value that has one form: a hash map is left out, since its
-// order is its own.
+// A described class with every kind of value that has one form: a hash map is left out, since its order is its own.
+// Fuzzers and tests share it.
 
 #include <array>
 #include <cstdint>
@@ -33,7 +33,30 @@ struct Everything {
     std::pair<char, std::string> pair;
     std::tuple<std::int16_t, std::string> tuple;
     std::vector<std::variant<std::uint8_t, std::string, trovi::StoreRef>> variants;
+    friend bool operator==(const Everything&, const Everything&) = default;
 };
+
+/// With a value other than the default in every member.
+inline Everything filledEverything()
+{
+    return {true,
+            -1,
+            2,
+            -3,
+            4,
+            0.1F,
+            "a \"name\"\n",
+            {true, false},
+            {5, 6},
+            {{1, 2, true, 3}, {4, 5, false, -6}},
+            {"", "x"},
+            {{{7, 8}, {9, 10}}},
+            {{"high", {}}, {"low", {-1, 1}}},
+            {11, 12},
+            {'c', "y"},
+            {-13, "z"},
+            {std::uint8_t{14}, "v", trovi::StoreRef{15, 16}}};
+}
 
 template <>
 constexpr auto trovi::registerMembers<Everything>()

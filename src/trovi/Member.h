@@ -124,31 +124,29 @@ constexpr std::tuple<Functions...> functions(Functions... list)
 }
 
 /// Parts of a pointer-to-member-function type: Class, Return, Params (FunctionParams of the decayed arguments),
-/// Arguments (FunctionParams as declared), isConst.
+/// Arguments (FunctionParams as declared).
 template <class Signature>
 struct SignatureTraits;
 
 namespace detail {
 
-template <class C, class R, bool Const, class... Args>
+template <class C, class R, class... Args>
 struct SignatureParts {
     using Class = C;
     using Return = R;
     using Params = FunctionParams<std::decay_t<Args>...>;
     using Arguments = FunctionParams<Args...>;
-    static constexpr bool isConst = Const;
-    static constexpr std::size_t arity = sizeof...(Args);
 };
 
 } // namespace detail
 
 template <class C, class R, class... Args>
-struct SignatureTraits<R (C::*)(Args...)> : detail::SignatureParts<C, R, false, Args...> {};
+struct SignatureTraits<R (C::*)(Args...)> : detail::SignatureParts<C, R, Args...> {};
 template <class C, class R, class... Args>
-struct SignatureTraits<R (C::*)(Args...) const> : detail::SignatureParts<C, R, true, Args...> {};
+struct SignatureTraits<R (C::*)(Args...) const> : detail::SignatureParts<C, R, Args...> {};
 template <class C, class R, class... Args>
-struct SignatureTraits<R (C::*)(Args...) noexcept> : detail::SignatureParts<C, R, false, Args...> {};
+struct SignatureTraits<R (C::*)(Args...) noexcept> : detail::SignatureParts<C, R, Args...> {};
 template <class C, class R, class... Args>
-struct SignatureTraits<R (C::*)(Args...) const noexcept> : detail::SignatureParts<C, R, true, Args...> {};
+struct SignatureTraits<R (C::*)(Args...) const noexcept> : detail::SignatureParts<C, R, Args...> {};
 
 } // namespace trovi

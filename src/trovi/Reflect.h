@@ -110,9 +110,6 @@ inline constexpr bool isReflected = [] {
 }();
 
 template <class T>
-concept Reflected = isReflected<T>;
-
-template <class T>
 concept HasOwnForm = requires(const T& object)
 {
     RegisterForm<T>::save(object, [](const char*, const auto&) {});

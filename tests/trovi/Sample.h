@@ -4,12 +4,7 @@
 #include <array>
 #include <charconv>
 #include <cstdint>
-#include <map>
-#include <string>
 #include <string_view>
-#include <unordered_map>
-#include <variant>
-#include <vector>
 
 #include "trovi/Serial.h"
 
@@ -57,33 +52,6 @@ struct Nested {
     friend bool operator==(const Nested&, const Nested&) = default;
 };
 
-struct Config {
-    std::string name;
-    std::vector<Pixel> pixels;
-    std::array<Nested, 2> layers;
-    std::vector<std::string> labels;
-    std::vector<bool> mask;
-    std::map<std::string, std::int32_t> limits;
-    std::variant<std::uint8_t, std::string, Pixel> choice;
-    double gain = 0.1;
-    Empty empty;
-    friend bool operator==(const Config&, const Config&) = default;
-};
-
-inline Config filledConfig()
-{
-    const Pixel pixel{7, true, -5, Colour::blue, 0.1F};
-    return {"a \"name\"\n",
-            {pixel, {}},
-            {Nested{pixel, {1, 2, 3}}, {}},
-            {"", "x"},
-            {true, false, true},
-            {{"low", -1}, {"high", 1}},
-            pixel,
-            1.0 / 3,
-            {}};
-}
-
 } // namespace sample
 
 namespace trovi {
@@ -119,14 +87,6 @@ constexpr auto registerMembers<sample::Nested>()
 {
     return members(member("pixel", &sample::Nested::pixel), member("levels", &sample::Nested::levels));
 }
-template <>
-constexpr auto registerMembers<sample::Config>()
-{
-    using sample::Config;
-    return members(member("name", &Config::name), member("pixels", &Config::pixels), member("layers", &Config::layers),
-                   member("labels", &Config::labels), member("mask", &Config::mask), member("limits", &Config::limits),
-                   member("choice", &Config::choice), member("gain", &Config::gain), member("empty", &Config::empty));
-}
 
 } // namespace trovi
 
@@ -151,6 +111,16 @@ inline trovi::Bytes bytes(std::string_view text)
         }
     }
     return result;
+}
+
+/// The other way: " 01 FF".
+inline std::string hex(std::span<const std::uint8_t> bytes)
+{
+    constexpr const char* digits = "0123456789ABCDEF";
+    std::string text;
+    for (const std::uint8_t byte : bytes)
+        text += {' ', digits[byte >> 4], digits[byte & 15]};
+    return text;
 }
 
 } // namespace test

@@ -1,7 +1,7 @@
 #include "trovi/Serial.h"
 
+#include <limits>
 #include <random>
-#include <set>
 #include <sstream>
 
 #include <cereal/types/array.hpp>
@@ -15,105 +15,77 @@
 #include <cereal/types/vector.hpp>
 #include <gmock/gmock.h>
 
+#include "../../fuzz/Everything.h"
+#include "../ErrorOf.h"
+#include "../Golden.h"
 #include "Sample.h"
-#include "davis/event/DvsEvent.h"
 #include "trovi/BinaryArchive.h"
-#include "trovi/StoreRef.h"
+#include "trovi/Json.h"
 
 namespace {
 
 using namespace trovi;
 using davis::event::DvsEvent;
-using sample::Colour;
 using sample::Pixel;
-using sample::Shuffled;
 using test::bytes;
 
 using Variant = std::variant<std::uint8_t, std::string>;
 
-template <class Action>
-std::string errorOf(Action action)
+template <class T>
+T fromStream(std::istream&& stream)
 {
-    try {
-        action();
-    } catch (const cereal::Exception& error) {
-        return error.what();
-    }
-    return "no error";
+    return deserializeElement<T>(stream);
 }
 
-/// Checks a value against bytes written by hand: both ways, by functions and by archives, whole and cut at every byte.
+/// The line of the golden file for `value`: its JSON form without blanks, and its bytes. Checks the ways back from them,
+/// by functions and by archives, and that bytes cut anywhere are refused.
 template <class T>
-void checkForm(const char* what, const T& value, std::string_view text)
+std::string lineOf(const char* what, const T& value)
 {
     SCOPED_TRACE(what);
-    const Bytes expected = bytes(text);
-    EXPECT_EQ(serializeToBuffer(value), expected);
-
-    ByteStream stream(expected);
-    EXPECT_EQ(deserializeElement<T>(stream), value);
-    EXPECT_EQ(stream.peek(), std::char_traits<char>::eof());
-    std::stringstream foreign(std::string(expected.begin(), expected.end()));
-    EXPECT_EQ(deserializeElement<T>(foreign), value);
-
+    const Bytes form = serializeToBuffer(value);
+    const std::string text(form.begin(), form.end());
+    EXPECT_EQ(fromStream<T>(ByteStream(form)), value);
+    EXPECT_EQ(fromStream<T>(std::istringstream(text)), value);
     std::stringstream archived;
     cereal::ComposablePortableBinaryOutputArchive output(archived);
     output(value);
-    const std::string content = archived.str();
-    EXPECT_EQ(Bytes(content.begin(), content.end()), expected);
+    EXPECT_EQ(archived.str(), text);
     T back{};
     cereal::ComposablePortableBinaryInputArchive input(archived);
     input(back);
     EXPECT_EQ(back, value);
+    for (std::size_t size = 0; size < form.size(); ++size)
+        EXPECT_THROW(deserializeBytes<T>({form.data(), size}), cereal::Exception) << size;
 
-    for (std::size_t size = 0; size < expected.size(); ++size)
-        EXPECT_THROW(deserializeBytes<T>({expected.data(), size}), cereal::Exception) << size;
+    std::string json = toJson(value);
+    T read{};
+    fromJson(read, json);
+    EXPECT_EQ(read, value);
+    std::erase_if(json, [](char c) { return c == ' ' || c == '\n'; });
+    constexpr std::string_view head = "{\"value0\":";
+    return what + (": " + json.substr(head.size(), json.size() - head.size() - 1)) + " =" + test::hex(form) + "\n";
 }
 
-TEST(Serial, FormsByHand)
+TEST(Serial, Forms)
 {
-    checkForm("bool", true, "01");
-    checkForm("u8", std::uint8_t{0xAB}, "AB");
-    checkForm("i16", std::int16_t{-2}, "FE FF");
-    checkForm("u32", std::uint32_t{0x01020304}, "04 03 02 01");
-    checkForm("i64", std::int64_t{-1}, "FF FF FF FF FF FF FF FF");
-    checkForm("float", 1.0F, "00 00 80 3F");
-    checkForm("double", -2.0, "00 00 00 00 00 00 00 C0");
-    checkForm("enumeration", Colour::blue, "02");
-    checkForm("text", std::string("ab"), "02 00 00 00 00 00 00 00 'ab'");
-    checkForm("text with a zero", std::string("\0", 1), "01 00 00 00 00 00 00 00 00");
-    checkForm("vector of numbers", std::vector<std::uint16_t>{1, 0x203}, "02 00 00 00 00 00 00 00 01 00 03 02");
-    checkForm("vector of bytes", Bytes{9, 8}, "02 00 00 00 00 00 00 00 09 08");
-    checkForm("vector of bool", std::vector<bool>{true, false}, "02 00 00 00 00 00 00 00 01 00");
-    checkForm("vector of text", std::vector<std::string>{"", "x"},
-              "02 00 00 00 00 00 00 00  00 00 00 00 00 00 00 00  01 00 00 00 00 00 00 00 'x'");
-    checkForm("array", std::array<std::uint16_t, 2>{1, 2}, "01 00 02 00");
-    checkForm("array of text", std::array<std::string, 1>{"x"}, "01 00 00 00 00 00 00 00 'x'");
-    checkForm("pair", std::pair<std::uint8_t, bool>{3, true}, "03 01");
-    checkForm("tuple", std::tuple<std::uint8_t, std::uint16_t, bool>{1, 2, true}, "01 02 00 01");
-    checkForm("map", std::map<std::uint8_t, std::uint16_t>{{1, 2}, {3, 4}},
-              "02 00 00 00 00 00 00 00 01 02 00 03 04 00");
-    checkForm("hash map", std::unordered_map<std::string, std::uint8_t>{{"k", 5}},
-              "01 00 00 00 00 00 00 00 01 00 00 00 00 00 00 00 'k' 05");
-    checkForm("set", std::set<std::uint8_t>{2, 1}, "02 00 00 00 00 00 00 00 01 02");
-    checkForm("variant, first", Variant(std::uint8_t{7}), "00 00 00 00 07");
-    checkForm("variant, second", Variant("x"), "01 00 00 00 01 00 00 00 00 00 00 00 'x'");
-    checkForm("reflected", StoreRef{1, 2}, "01 00 00 00 00 00 00 00 02 00 00 00 00 00 00 00");
-    checkForm("without members", sample::Empty{}, "");
-    checkForm("a field that is not registered", sample::Stamped{1, 7, 0x0203, true, 9}, "01 03 02 01");
-    checkForm("numbers and padding", Pixel{0x0102, true, 3, Colour::green, 1.0F},
-              "02 01 01 03 00 00 00 00 00 00 00 01 00 00 80 3F");
-    checkForm("event", DvsEvent{1, 2, true, 3}, "01 00 02 00 01 03 00 00 00 00 00 00 00");
-    checkForm("other order than in memory", Shuffled{1, 2, true, 4}, "04 00 02 00 00 00 01 01");
-    checkForm("vector of events", std::vector<DvsEvent>{{1, 2, true, 3}, {4, 5, false, -1}},
-              "02 00 00 00 00 00 00 00  01 00 02 00 01 03 00 00 00 00 00 00 00"
-              "04 00 05 00 00 FF FF FF FF FF FF FF FF");
-}
-
-TEST(Serial, WholeConfigurationsComeBack)
-{
-    const sample::Config config = sample::filledConfig();
-    EXPECT_EQ(deserializeBytes<sample::Config>(serializeToBuffer(config)), config);
+    std::string text;
+    const Everything everything = filledEverything();
+    forEach(MetaHolder<Everything>::members, [&](const auto& m) { text += lineOf(m.name, everything.*(m.field)); });
+    lineOf("all of it", everything);
+    text += lineOf("smallest i64", std::numeric_limits<std::int64_t>::min());
+    text += lineOf("largest u64", std::numeric_limits<std::uint64_t>::max());
+    text += lineOf("smallest double", 4.9406564584124654e-324);
+    text += lineOf("double of many digits", 1.0 / 3);
+    text += lineOf("enumeration", sample::Colour::blue);
+    text += lineOf("empty vector", std::vector<int>());
+    text += lineOf("array of arrays", std::array<std::array<std::uint16_t, 2>, 2>{{{1, 2}, {3, 4}}});
+    text += lineOf("hash map", std::unordered_map<std::string, std::uint8_t>{{"k", 5}});
+    text += lineOf("class without members", sample::Empty{});
+    text += lineOf("class with a field that is no member", sample::Stamped{1, 7, 0x0203, true, 9});
+    text += lineOf("class with padding", Pixel{0x0102, true, -3, sample::Colour::green, 1.0F});
+    text += lineOf("class in another order than in memory", sample::Shuffled{1, 2, true, 4});
+    EXPECT_GOLDEN("forms.txt", text);
 }
 
 TEST(Serial, ValuesFollowEachOtherWithoutAGap)
@@ -121,18 +93,12 @@ TEST(Serial, ValuesFollowEachOtherWithoutAGap)
     EXPECT_EQ(serializeToBuffer(std::uint64_t{1}, "ab"),
               bytes("01 00 00 00 00 00 00 00 02 00 00 00 00 00 00 00 61 62"));
     EXPECT_EQ(serializeToBuffer(), Bytes());
-    EXPECT_EQ(serializeToBuffer(std::vector<int>()), Bytes(8, 0));
+    EXPECT_EQ(serializeToBuffer(std::string("\0", 1)), bytes("01 00 00 00 00 00 00 00 00"));
 
     ByteStream stream = sstreamFromBuffer(serializeToBuffer(std::uint16_t{1}, "ab", std::uint8_t{3}));
     EXPECT_EQ(deserializeElement<std::uint16_t>(stream), 1);
     EXPECT_EQ(deserializeElement<std::string>(stream), "ab");
     EXPECT_EQ(stream.get(), 3); // the stream itself stands behind what was read
-}
-
-TEST(Serial, StreamsAreReadAndAppendedTo)
-{
-    ByteStream stream(bytes("01"));
-    EXPECT_EQ(deserializeElement<std::uint8_t>(stream), 1);
     stream << "ab" << 'c';
     EXPECT_EQ(deserializeElement<std::uint8_t>(stream), 'a');
     std::string rest;
@@ -172,7 +138,7 @@ TEST(Serial, BlocksEqualSingleValues)
 {
     checkBlocks<DvsEvent>();
     checkBlocks<Pixel>();
-    checkBlocks<Shuffled>();
+    checkBlocks<sample::Shuffled>();
     checkBlocks<StoreRef>();
     checkBlocks<sample::Stamped>();
     checkBlocks<sample::Nested>();
@@ -184,13 +150,9 @@ TEST(Serial, AnyByteButZeroIsReadAsTrue)
     for (int byte = 0; byte < 256; ++byte) {
         const Bytes single{static_cast<std::uint8_t>(byte)};
         EXPECT_EQ(serializeToBuffer(deserializeBytes<bool>(single)), Bytes{byte != 0}) << byte;
-        Bytes many = bytes("02 00 00 00 00 00 00 00");
-        for (int i = 0; i < 2; ++i) {
-            many.resize(many.size() + 13);
-            many[many.size() - 9] = static_cast<std::uint8_t>(byte);
-        }
-        for (const DvsEvent& event : deserializeBytes<std::vector<DvsEvent>>(many))
-            EXPECT_EQ(event, (DvsEvent{0, 0, byte != 0, 0})) << byte;
+        Bytes event(13);
+        event[4] = static_cast<std::uint8_t>(byte);
+        EXPECT_EQ(deserializeBytes<DvsEvent>(event), (DvsEvent{0, 0, byte != 0, 0})) << byte;
         std::stringstream stream(std::string(1, static_cast<char>(byte)));
         cereal::ComposablePortableBinaryInputArchive archive(stream);
         bool value = false;
@@ -201,58 +163,49 @@ TEST(Serial, AnyByteButZeroIsReadAsTrue)
 
 TEST(Serial, ShortReadsSayHowMuchWasThere)
 {
-    const Bytes three(3);
-    EXPECT_EQ(errorOf([&] { deserializeBytes<std::uint64_t>(three); }),
-              "Failed to read 8 bytes from input stream! Read 3");
-    std::stringstream stream("abc");
-    EXPECT_EQ(errorOf([&] { deserializeElement<std::uint64_t>(stream); }),
-              "Failed to read 8 bytes from input stream! Read 3");
-    std::stringstream archived("abc");
+    const std::string text = "Failed to read 8 bytes from input stream! Read 3";
+    EXPECT_EQ(errorOf([&] { deserializeBytes<std::uint64_t>(Bytes(3)); }), text);
+    EXPECT_EQ(errorOf([&] { deserializeBytes<StoreRef>(Bytes(11)); }), text); // of the member at which the bytes end
+    std::stringstream stream("abc"), archived("abc");
+    EXPECT_EQ(errorOf([&] { deserializeElement<std::uint64_t>(stream); }), text);
     cereal::ComposablePortableBinaryInputArchive archive(archived);
     std::uint64_t value = 0;
-    EXPECT_EQ(errorOf([&] { archive(value); }), "Failed to read 8 bytes from input stream! Read 3");
-    // a class reports the member at which the bytes end
-    EXPECT_EQ(errorOf([&] { deserializeBytes<StoreRef>(Bytes(11)); }),
-              "Failed to read 8 bytes from input stream! Read 3");
+    EXPECT_EQ(errorOf([&] { archive(value); }), text);
+
+    struct Full : std::streambuf {};
+    Full full;
+    std::ostream fullStream(&full);
+    cereal::ComposablePortableBinaryOutputArchive output(fullStream);
+    EXPECT_EQ(errorOf([&] { output(std::uint32_t{1}); }), "Failed to write 4 bytes to output stream! Wrote 0");
 }
 
 TEST(Serial, AHugeCountTakesNoMemory)
 {
+    const auto failed = [](const char* wanted, int read) {
+        return std::string("Failed to read ") + wanted + " bytes from input stream! Read " + std::to_string(read);
+    };
     const struct {
         const char* count;
         const char* events;
-        const char* texts;
     } rows[] = {
-        {"00 00 00 00 00 00 00 10", "14987979559889010688", "8"},
-        {"FF FF FF FF FF FF FF FF", "18446744073709551615", "8"},
-        {"02 00 00 00 00 00 00 00", "26", "8"},
+        {"00 00 00 00 00 00 00 10", "14987979559889010688"},
+        {"FF FF FF FF FF FF FF FF", "18446744073709551615"},
+        {"02 00 00 00 00 00 00 00", "26"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.count);
         Bytes form = bytes(row.count);
         form.resize(form.size() + 7);
-        const std::string tail = " bytes from input stream! Read 7";
-        const std::string events = std::string("Failed to read ") + row.events + tail;
-        EXPECT_EQ(errorOf([&] { deserializeBytes<std::vector<DvsEvent>>(form); }), events);
+        EXPECT_EQ(errorOf([&] { deserializeBytes<std::vector<DvsEvent>>(form); }), failed(row.events, 7));
         std::stringstream stream(std::string(form.begin(), form.end()));
-        EXPECT_EQ(errorOf([&] { deserializeElement<std::vector<DvsEvent>>(stream); }), events);
-        EXPECT_EQ(errorOf([&] { deserializeBytes<std::vector<std::string>>(form); }),
-                  std::string("Failed to read ") + row.texts + tail);
-        const auto asMap = [&] { deserializeBytes<std::map<std::string, int>>(form); };
-        EXPECT_EQ(errorOf(asMap), std::string("Failed to read ") + row.texts + tail);
+        EXPECT_EQ(errorOf([&] { deserializeElement<std::vector<DvsEvent>>(stream); }), failed(row.events, 7));
+        EXPECT_EQ(errorOf([&] { deserializeBytes<std::vector<std::string>>(form); }), failed("8", 7));
+        using Map = std::map<std::string, int>;
+        EXPECT_EQ(errorOf([&] { deserializeBytes<Map>(form); }), failed("8", 7));
     }
-    Bytes form = bytes("00 00 00 00 00 00 00 10 'abc'");
-    for (const auto& action : {std::function<void()>([&] { deserializeBytes<std::string>(form); }),
-                               std::function<void()>([&] { deserializeBytes<Bytes>(form); })})
-        EXPECT_EQ(errorOf(action), "Failed to read 1152921504606846976 bytes from input stream! Read 3");
-}
-
-TEST(Serial, VariantsWithAWrongIndexAreRefused)
-{
-    EXPECT_EQ(errorOf([] { deserializeBytes<Variant>(bytes("02 00 00 00 00")); }),
-              "Invalid 'index' selector when deserializing std::variant");
-    EXPECT_EQ(errorOf([] { deserializeBytes<Variant>(bytes("FF FF FF FF 00")); }),
-              "Error traversing variant during load");
+    const Bytes form = bytes("00 00 00 00 00 00 00 10 'abc'");
+    EXPECT_EQ(errorOf([&] { deserializeBytes<std::string>(form); }), failed("1152921504606846976", 3));
+    EXPECT_EQ(errorOf([&] { deserializeBytes<Bytes>(form); }), failed("1152921504606846976", 3));
 }
 
 struct Thrower {
@@ -271,25 +224,17 @@ constexpr auto trovi::registerMembers<Thrower>()
 
 namespace {
 
-TEST(Serial, AValuelessVariantIsMinusOne)
+TEST(Serial, AValuelessVariantIsMinusOneAndWrongIndicesAreRefused)
 {
     std::variant<std::uint8_t, Thrower> value;
-    try {
-        const Thrower thrower;
-        value.emplace<1>(thrower);
-    } catch (int) {
-    }
+    const Thrower thrower;
+    EXPECT_ANY_THROW(value.emplace<1>(thrower));
     ASSERT_TRUE(value.valueless_by_exception());
     EXPECT_EQ(serializeToBuffer(value), bytes("FF FF FF FF"));
-}
-
-TEST(Serial, AFullStreamIsReported)
-{
-    struct Full : std::streambuf {};
-    Full full;
-    std::ostream stream(&full);
-    cereal::ComposablePortableBinaryOutputArchive archive(stream);
-    EXPECT_EQ(errorOf([&] { archive(std::uint32_t{1}); }), "Failed to write 4 bytes to output stream! Wrote 0");
+    EXPECT_EQ(errorOf([] { deserializeBytes<Variant>(bytes("02 00 00 00 00")); }),
+              "Invalid 'index' selector when deserializing std::variant");
+    EXPECT_EQ(errorOf([] { deserializeBytes<Variant>(bytes("FF FF FF FF 00")); }),
+              "Error traversing variant during load");
 }
 
 } // namespace
