@@ -1,8 +1,11 @@
 #include "trovi/Messages.h"
 
+#include <set>
+
 #include <gmock/gmock.h>
 #include <zmq.hpp>
 
+#include "../Golden.h"
 #include "Sample.h"
 #include "trovi/Store.h"
 
@@ -32,48 +35,53 @@ const Header header{1, {2, 3}, StoreCommand::set, 4};
 const char* const headerBytes = "01 00 00 00 00 00 00 00  02 00 00 00 00 00 00 00  03 00 00 00 00 00 00 00"
                                 "01 00 00 00  04 00 00 00 00 00 00 00";
 
-TEST(Messages, FramesByHand)
+// " 02000000 0100000000000000 ...": the frame's fields in hexadecimal, its buffer last.
+std::string fieldsOf(const Bytes& frame)
 {
-    const std::string content = std::string(headerBytes) + " 02 00 00 00 00 00 00 00 AA BB";
+    const bool isResponse = frame[0] == 4;
+    const std::set<std::size_t> begins =
+        isResponse ? std::set<std::size_t>{0, 4, 12, 16, 24} : std::set<std::size_t>{0, 4, 12, 20, 28, 32, 40, 48};
+    std::string text;
+    for (std::size_t i = 0; i < frame.size(); ++i)
+        text += (begins.contains(i) ? " " : "") + test::hex({&frame[i], 1}).substr(1);
+    return text;
+}
+
+TEST(Messages, Frames)
+{
+    const StoreRef object{1, 3}, store{1, StoreRef::invalidId};
+    const Bytes address = serializeToBuffer(std::uint64_t{2}, uuid{0, 2}.str());
+    const Call call{{1, object, StoreCommand::call, 2}, nullptr, serializeToBuffer(std::uint32_t{7})};
+    const Internal step{{1, object, StoreCommand::internal, 5}, nullptr, serializeToBuffer(InternalType::function)};
     const struct {
         const char* what;
         Message message;
-        std::string frame;
     } rows[] = {
-        {"set", Set{header, bytes("AA BB")}, "00 00 00 00" + content},
-        {"connect", Connect{header, bytes("AA BB")}, "01 00 00 00" + content},
-        {"call", Call{header, nullptr, bytes("AA BB")}, "02 00 00 00" + content},
-        {"internal", Internal{header, nullptr, bytes("AA BB")}, "03 00 00 00" + content},
-        {"response", Response{7, StoreCommand::response, bytes("AA")},
-         "04 00 00 00  07 00 00 00 00 00 00 00  03 00 00 00  01 00 00 00 00 00 00 00 AA"},
-        {"empty response", Response{7, StoreCommand::storeClosed, {}},
-         "04 00 00 00  07 00 00 00 00 00 00 00  0A 00 00 00  00 00 00 00 00 00 00 00"},
-        {"the third call of node 2, of function 2 with 7",
-         Call{{1, {1, 3}, StoreCommand::call, 2},
-              nullptr,
-              serializeToBuffer(std::uint32_t{7}, std::uint64_t{2}, uuid{0, 2}.str())},
-         "02 00 00 00  01 00 00 00 00 00 00 00  01 00 00 00 00 00 00 00  03 00 00 00 00 00 00 00  02 00 00 00"
-         "02 00 00 00 00 00 00 00  38 00 00 00 00 00 00 00"
-         "07 00 00 00  02 00 00 00 00 00 00 00  24 00 00 00 00 00 00 00 '00000000-0000-0000-0000-000000000002'"},
-        {"its answer", ResponseMessage(2, uuid{0, 2}.str(), std::uint32_t{9}),
-         "04 00 00 00  02 00 00 00 00 00 00 00  03 00 00 00  30 00 00 00 00 00 00 00"
-         "24 00 00 00 00 00 00 00 '00000000-0000-0000-0000-000000000002' 09 00 00 00"},
-        {"notification",
-         Response{5, StoreCommand::contentUpdate,
-                  serializeToBuffer("", std::vector<ElementDescription>{{{1, 0}, "T", "n", 1}})},
-         "04 00 00 00  05 00 00 00 00 00 00 00  09 00 00 00  36 00 00 00 00 00 00 00"
-         "00 00 00 00 00 00 00 00  01 00 00 00 00 00 00 00  01 00 00 00 00 00 00 00  00 00 00 00 00 00 00 00"
-         "01 00 00 00 00 00 00 00 'T'  01 00 00 00 00 00 00 00 'n'  01 00 00 00"},
+        {"set member 4", Set{header, bytes("AA BB")}},
+        {"connect", Connect{header, bytes("AA BB")}},
+        {"call function 2 with 7, from node 2",
+         Call{call.header, nullptr, serializeToBuffer(std::uint32_t{7}, std::uint64_t{2}, uuid{0, 2}.str())}},
+        {"its answer 9", ResponseMessage(2, uuid{0, 2}.str(), std::uint32_t{9})},
+        {"get member 4", Call{{1, object, StoreCommand::get, 4}, nullptr, address}},
+        {"report", Call{{1, store, StoreCommand::report, 0}, nullptr, address}},
+        {"call through function 5", step.append(call)},
+        {"call through functions 5 and 5", step.append(step.append(call))},
+        {"contentUpdate", Response{5, StoreCommand::contentUpdate,
+                                   serializeToBuffer("", std::vector<ElementDescription>{{{1, 0}, "T", "n", 1}})}},
+        {"storeClosed", Response{5, StoreCommand::storeClosed, serializeToBuffer("", std::uint64_t{1})}},
+        {"empty response", Response{7, StoreCommand::response, {}}},
     };
+    std::string text;
     for (const auto& row : rows) {
-        const Bytes frame = bytes(row.frame);
-        EXPECT_EQ(frameOf(row.message), frame) << row.what;
+        const Bytes frame = frameOf(row.message);
+        text += row.what + (":" + fieldsOf(frame)) + "\n";
         EXPECT_EQ(frameOf(deserializeZMQMessage(zmq::message_t(frame.data(), frame.size()))), frame) << row.what;
         for (std::size_t size = 0; size < frame.size(); ++size)
             EXPECT_THAT(errorOf({frame.begin(), frame.begin() + static_cast<std::ptrdiff_t>(size)}),
                         testing::StartsWith("Failed to read "))
                 << row.what << " cut at " << size;
     }
+    EXPECT_GOLDEN("wire_frames.txt", text);
 }
 
 TEST(Messages, UnknownAlternativesAreRefused)
