@@ -1,4 +1,5 @@
 """The protocol as a second, independent peer speaks it: plain pyzmq and struct, no code of ours on that side."""
+import itertools
 import struct
 import subprocess
 import sys
@@ -6,7 +7,7 @@ import sys
 import pytest
 import zmq
 
-from conftest import free_endpoints, wait_for
+from conftest import free_endpoints
 
 ALL_ONES = 2**64 - 1
 CALL, RESPONSE, REPORT, CONTENT_UPDATE, STORE_CLOSED, GET = 2, 3, 6, 9, 10, 8
@@ -17,13 +18,12 @@ def text(s):
 
 
 def uuid(n):
-    return "00000000-0000-0000-%04x-%012x" % (n >> 48, n & (2**48 - 1))
+    return text("00000000-0000-0000-%04x-%012x" % (n >> 48, n & (2**48 - 1)))
 
 
-def call_frame(store, obj, command, function, arguments, caller, number, destination=None):
-    buffer = arguments + struct.pack("<Q", caller) + text(uuid(number))
-    return struct.pack("<iQQQIQQ", 2, store if destination is None else destination, store, obj, command, function,
-                       len(buffer)) + buffer
+def call_frame(store, obj, command, function, caller, number):
+    buffer = struct.pack("<Q", caller) + uuid(number)
+    return struct.pack("<iQQQIQQ", 2, store, store, obj, command, function, len(buffer)) + buffer
 
 
 def response_frame(destination, command, buffer):
@@ -32,6 +32,17 @@ def response_frame(destination, command, buffer):
 
 def element(store, obj, type_name, name, change):
     return struct.pack("<QQ", store, obj) + text(type_name) + text(name) + struct.pack("<I", change)
+
+
+def answer(destination, number, *elements):
+    return response_frame(destination, RESPONSE, uuid(number) + struct.pack("<Q", len(elements)) + b"".join(elements))
+
+
+def update(destination, *elements):
+    return response_frame(destination, CONTENT_UPDATE, text("") + struct.pack("<Q", len(elements)) + b"".join(elements))
+
+
+CLOSED = response_frame(4, STORE_CLOSED, text("") + struct.pack("<Q", 1))
 
 
 class Peer:
@@ -45,13 +56,16 @@ class Peer:
             (socket.bind if bind else socket.connect)(endpoint)
         if in_type == zmq.SUB:
             self.incoming.setsockopt(zmq.SUBSCRIBE, topic)
-        self.incoming.rcvtimeo = 3000
+        self.incoming.rcvtimeo = 20000
 
     def send(self, topic, body):
         self.out.send_multipart([b"%d" % topic, body])
 
-    def close(self):
-        self.context.destroy()
+    def receive(self):
+        return self.incoming.recv_multipart()
+
+
+# ---- a server of ours, the peer as its client
 
 
 @pytest.fixture
@@ -59,187 +73,135 @@ def client(server):
     """A client of the server node, with id 2."""
     to_server, from_server = server.client_endpoints
     peer = Peer(zmq.PUSH, zmq.SUB, False, to_server, from_server, b"2")
-    peer.number = 0
+    numbers = itertools.count()
 
-    def ask(*, obj=0, command=CALL, function=0, arguments=b""):
-        peer.send(server.id, call_frame(server.id, obj, command, function, arguments, 2, peer.number))
-        peer.number += 1
-        return peer.number - 1
+    def ask(obj=0, command=CALL, function=0):
+        number = next(numbers)
+        peer.send(server.id, call_frame(server.id, obj, command, function, 2, number))
+        return number
 
     peer.ask = ask
-    # the subscription must have arrived before an answer is published: ask until one comes back
-    peer.incoming.rcvtimeo = 100
-    for _ in range(50):
-        peer.ask(obj=ALL_ONES, command=REPORT)
-        try:
-            peer.incoming.recv_multipart()
+    while True:  # the subscription must have arrived before an answer is published: ask until one comes back
+        number = peer.ask(ALL_ONES, REPORT)
+        if peer.incoming.poll(100):
             break
-        except zmq.Again:
-            pass
-    else:
-        pytest.fail("the server doesn't answer")
-    try:  # answers to earlier tries
-        while True:
-            peer.incoming.recv_multipart()
-    except zmq.Again:
+    while peer.receive() != [b"2", answer(2, number, element(server.id, 0, "device::DeviceController", "DeviceController", 2))]:
         pass
-    peer.incoming.rcvtimeo = 3000
     yield peer
-    peer.close()
+    peer.context.destroy()
 
 
-def test_a_report_is_answered_byte_for_byte(server, client):
-    number = client.ask(obj=ALL_ONES, command=REPORT)
-    buffer = text(uuid(number)) + struct.pack("<Q", 1) + element(server.id, 0, "device::DeviceController", "DeviceController", 2)
-    assert client.incoming.recv_multipart() == [b"2", response_frame(2, RESPONSE, buffer)]
-
-
-def test_a_call_is_answered_byte_for_byte(server, client):
+def test_calls_are_answered_byte_for_byte(server, client):
     server.node.expose_root_node()
-    update = struct.pack("<QQ", 0, 1) + element(server.id, 1, "VornaNode", "VornaNode", 0)
-    assert client.incoming.recv_multipart() == [b"2", response_frame(2, CONTENT_UPDATE, update)]
-    number = client.ask(obj=1)
-    assert client.incoming.recv_multipart() == \
-        [b"2", response_frame(2, RESPONSE, text(uuid(number)) + struct.pack("<HH", 0x151F, 0x012B))]
-
-
-@pytest.mark.parametrize("dropped", [
-    dict(function=6),              # one past the last function of the controller
-    dict(obj=99),                  # no such object
-    dict(command=GET),             # a store's class has no members
-    dict(command=77),              # no command
-], ids=str)
-def test_what_names_nothing_gets_no_answer_and_does_no_harm(server, client, dropped):
-    client.ask(**dropped)
+    assert client.receive() == [b"2", update(2, element(server.id, 1, "VornaNode", "VornaNode", 0))]
+    number = client.ask(1)
+    assert client.receive() == [b"2", response_frame(2, RESPONSE, uuid(number) + struct.pack("<HH", 0x151F, 0x012B))]
+    # what names nothing gets no answer, and does no harm to the one after it
+    client.ask(function=6)  # one past the last function of the controller
+    client.ask(obj=99)
+    client.ask(command=GET)  # a store's class has no members
+    client.ask(command=77)
+    client.out.send(b"alone")  # one frame instead of two
     number = client.ask(function=1)  # the controller's get_opened_devices
-    assert client.incoming.recv_multipart() == [b"2", response_frame(2, RESPONSE, text(uuid(number)) + bytes(8))]
-
-
-def test_a_single_frame_is_ignored(server, client):
-    client.out.send(b"alone")
-    number = client.ask(function=1)
-    assert client.incoming.recv_multipart()[1] == response_frame(2, RESPONSE, text(uuid(number)) + bytes(8))
-
-
-def test_an_answer_for_another_node_is_passed_on(server, client):
-    foreign = response_frame(2, RESPONSE, b"anything")
+    assert client.receive() == [b"2", answer(2, number)]
+    foreign = response_frame(2, RESPONSE, b"an answer for another node is passed on")
     client.send(server.id, foreign)
-    assert client.incoming.recv_multipart() == [b"2", foreign]
+    assert client.receive() == [b"2", foreign]
 
+
+# ---- a client of ours in a process of its own, the peer as its server
 
 CLIENT = """
-import sys, vorna
+import sys, threading, vorna
 print("ready", flush=True)
 vorna.setup_local_node(sys.argv[1], sys.argv[2], 4)
 vorna.open_remote_node(1, "far")
 print("open", sorted(n for n in dir(vorna.far) if not n.startswith("_")), flush=True)
-sys.stdin.read()
 """
+
+
+class Store(Peer):
+    """A store with id 1 and the given elements, and a client that opens it, runs a script and ends with its input."""
+
+    def __init__(self, script, *elements):
+        requests, answers = free_endpoints()
+        super().__init__(zmq.PUB, zmq.PULL, True, answers, requests)
+        self.process = subprocess.Popen([sys.executable, "-c", CLIENT + script, requests, answers], stdin=subprocess.PIPE,
+                                        stdout=subprocess.PIPE, stderr=subprocess.PIPE, universal_newlines=True)
+        self.read_until("ready")
+        said = self.process.stdout.fileno()
+        for number in itertools.count():  # until it hears an answer: its subscription takes a moment
+            assert self.receive() == [b"1", call_frame(1, ALL_ONES, REPORT, 0, 4, number)]
+            self.send(4, answer(4, number, *elements))
+            if self.incoming not in zmq.select([said, self.incoming], [], [said], 20)[0]:
+                break  # it says something, or has ended, and doesn't ask again
+
+    def read_until(self, word):
+        while self.process.stdout.readline() != word + "\n":
+            pass
+
+    def ended(self):
+        """Exit code, output and errors of the client, which ends by itself or with its input."""
+        output, errors = self.process.communicate(timeout=20)
+        return self.process.returncode, output, errors
 
 
 @pytest.fixture
 def store():
-    """A store with id 1 and one object, and a process of ours that has it open."""
-    requests, answers = free_endpoints()
-    peer = Peer(zmq.PUB, zmq.PULL, True, answers, requests)
-    peer.endpoints = requests, answers
-    peer.process = subprocess.Popen([sys.executable, "-c", CLIENT, requests, answers], stdin=subprocess.PIPE,
-                                    stdout=subprocess.PIPE, stderr=subprocess.PIPE, universal_newlines=True)
-    while peer.process.stdout.readline() != "ready\n":
-        pass
-    peer.requests = []
-    peer.incoming.rcvtimeo = 20000
+    made = []
 
-    def answer(elements):
-        """Answers reports until the client has heard one."""
-        while True:
-            topic, body = peer.incoming.recv_multipart()
-            number = len(peer.requests)
-            peer.requests.append(body)
-            assert (topic, body) == (b"1", call_frame(1, ALL_ONES, REPORT, 0, b"", 4, number))
-            peer.send(4, response_frame(4, RESPONSE, text(uuid(number)) + struct.pack("<Q", len(elements)) + b"".join(elements)))
-            if zmq.select([peer.process.stdout.fileno()], [], [], 0.3)[0]:
-                return
+    def start(*arguments):
+        made.append(Store(*arguments))
+        return made[-1]
 
-    peer.answer = answer
-    yield peer
-    if peer.process.poll() is None:
-        peer.process.kill()
-    peer.process.communicate()
-    peer.close()
-
-
-def ended(peer):
-    output, errors = peer.process.communicate(timeout=20)
-    return peer.process.returncode, output, errors
+    yield start
+    for peer in made:
+        if peer.process.poll() is None:
+            peer.process.kill()
+            peer.process.communicate()
+        peer.context.destroy()
 
 
 def test_our_client_asks_and_reads_byte_for_byte(store):
-    store.answer([element(1, 5, "device::DeviceController", "Controller", 2)])
-    code, output, errors = ended(store)
-    assert (code, output) == (0, "open ['Controller', 'is_open']\n"), errors
-
-
-def test_an_element_without_a_rule_fails_the_opening(store):
-    topic, body = store.incoming.recv_multipart()
-    for number in range(4):  # each of the client's questions, so that one is heard
-        store.send(4, response_frame(4, RESPONSE, text(uuid(number)) + struct.pack("<Q", 1) + element(1, 5, "no::Such", "Thing", 2)))
-        if store.incoming.poll(200):
-            store.incoming.recv_multipart()
-    code, _, errors = ended(store)
+    peer = store("sys.stdin.read()", element(1, 5, "device::DeviceController", "Controller", 2))
+    peer.send(4, update(4, element(1, 6, "device::DeviceController", "New", 0), element(1, 6, "x", "Listed", 2)))
+    peer.send(4, CLOSED)
+    assert peer.ended()[:2] == (0, "open ['Controller', 'is_open']\n")
+    code, _, errors = store("", element(1, 5, "no::Such", "Thing", 2)).ended()
     assert code == 1
     assert "RuntimeError: No remote binding rule has been provided for element type: no::Such" in errors
 
 
 @pytest.mark.parametrize("message, words", [
-    (response_frame(4, CONTENT_UPDATE, text("") + struct.pack("<Q", 1) + element(1, 6, "no::Such", "Thing", 0)),
-     "No remote binding rule has been provided for element type: no::Such"),
-    (response_frame(4, CONTENT_UPDATE, text("") + struct.pack("<Q", 1) + element(1, 6, "VornaNode", "", 0)),
-     "Trying to bind element with empty name!"),
+    (update(4, element(1, 6, "no::Such", "Thing", 0)), "No remote binding rule has been provided for element type: no::Such"),
+    (update(4, element(1, 6, "VornaNode", "", 0)), "Trying to bind element with empty name!"),
     (struct.pack("<i", 5), "Invalid 'index' selector when deserializing std::variant"),
     (response_frame(4, STORE_CLOSED, text("") + b"123"), "Failed to read 8 bytes from input stream! Read 3"),
 ], ids=["no rule", "no name", "no message", "cut short"])
 def test_what_a_client_cannot_take_ends_it_with_the_text(store, message, words):
-    store.answer([])
-    store.send(4, message)
-    store.process.wait(20)  # of itself: its input stays open
-    code, _, errors = ended(store)
+    peer = store("sys.stdin.read()")
+    peer.send(4, message)
+    peer.process.wait(20)  # of itself: its input stays open
+    code, _, errors = peer.ended()
     assert code == -6 and words in errors
 
 
-def test_updates_and_closing_reach_our_client(store):
-    store.answer([])
-    store.send(4, response_frame(4, CONTENT_UPDATE, text("") + struct.pack("<Q", 2) +
-                                 element(1, 6, "device::DeviceController", "New", 0) + element(1, 6, "x", "Listed", 2)))
-    store.send(4, response_frame(4, STORE_CLOSED, text("") + struct.pack("<Q", 1)))
-    code, _, errors = ended(store)
-    assert code == 0, errors
-
-
 def test_an_update_of_a_store_that_is_not_bound_takes_its_id(store):
-    store.process.kill()
-    store.process.communicate()
-    store.process = subprocess.Popen([sys.executable, "-c", CLIENT.replace("sys.stdin.read()", """
+    peer = store("""
+closed = threading.Event()
 while vorna.far.is_open():  # what came before has been taken by then
-    time.sleep(0.005)
+    closed.wait(0.005)
 vorna.open_remote_node(9, "other")
-""").replace("import sys", "import sys, time"), *store.endpoints], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
-                                     stderr=subprocess.PIPE, universal_newlines=True)
-    while store.process.stdout.readline() != "ready\n":
-        pass
-    store.requests.clear()
-    store.answer([])
-    store.send(4, response_frame(4, CONTENT_UPDATE, text("") + struct.pack("<Q", 1) + element(9, 0, "no::Such", "Thing", 0)))
-    store.send(4, response_frame(4, STORE_CLOSED, text("") + struct.pack("<Q", 1)))
-    code, _, errors = ended(store)
+""")
+    peer.send(4, update(4, element(9, 0, "no::Such", "Thing", 0)))
+    peer.send(4, CLOSED)
+    code, _, errors = peer.ended()
     assert code == 1 and "RuntimeError: Remote store id = 9 already bound!" in errors
 
 
 def test_a_finalizer_that_an_update_runs_may_replace_the_node(store):
     """It runs while the old node acts on the update, so that node can't be joined there."""
-    store.process.kill()
-    store.process.communicate()
-    store.process = subprocess.Popen([sys.executable, "-c", CLIENT.replace("sys.stdin.read()", """
+    peer = store("""
 replaced = threading.Event()
 class Finalizer:
     def __del__(self):
@@ -248,15 +210,8 @@ class Finalizer:
 vorna.far.Thing = Finalizer()
 print("set", flush=True)
 assert replaced.wait(10)
-""").replace("import sys", "import sys, threading"), *store.endpoints], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
-                                     stderr=subprocess.PIPE, universal_newlines=True)
-    while store.process.stdout.readline() != "ready\n":
-        pass
-    store.requests.clear()
-    store.answer([])
-    while store.process.stdout.readline() != "set\n":
-        pass
-    store.send(4, response_frame(4, CONTENT_UPDATE, text("") + struct.pack("<Q", 1) + element(1, 6, "x", "Thing", 1)))
-    store.process.wait(20)
-    code, _, errors = ended(store)
+""")
+    peer.read_until("set")
+    peer.send(4, update(4, element(1, 6, "x", "Thing", 1)))
+    code, _, errors = peer.ended()
     assert code == 0, errors
