@@ -1,58 +1,122 @@
-// The configurations of both families, by one text.
+#include "tessel/family/Family.h"
+#include VORNA_FAMILY_HEADER_IN(configuration, Configuration)
 
-#include "ravik/configuration/Configuration.h"
-
-#include <fstream>
+#include <map>
 #include <regex>
-#include <sstream>
+#include <set>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 #include <magic_enum/magic_enum.hpp>
 
+#include "../Golden.h"
 #include "Leaves.h"
-#include "tessel/configuration/Configuration.h"
 #include "trovi/Json.h"
 #include "trovi/Serial.h"
 
+namespace VORNA_FAMILY::configuration {
 namespace {
 
-std::string contentOf(const std::string& path)
+using Root = VORNA_FAMILY_NAME(Configuration);
+
+std::string withoutFamily(std::string_view name)
 {
-    std::ifstream file(path);
-    std::stringstream content;
-    content << file.rdbuf();
-    return content.str();
+    return std::regex_replace(std::string(name), std::regex(VORNA_FAMILY_TEXT "::"), "");
 }
 
-// The names of all links of the router: for each target the sources, in the chip's order.
-std::vector<std::string> routerLinks()
+// Lines that differ in an index alone are one, with their number.
+TEST(Configuration, NamesTypesAndDefaults)
 {
-    std::vector<std::string> links;
-    for (const char* target : {"C0", "C1", "C2", "C3", "C4", "C5", "C6", "C7", "Readout", "C8"})
-        for (const char* source : {"DVS", "C8", "C0", "C1", "C2", "C3", "C4", "C5", "C6", "C7"})
-            links.push_back(std::string(source) + "To" + target);
-    return links;
+    std::vector<std::string> order;
+    std::map<std::string, int> counts;
+    const Root configuration;
+    leaves::forEach(configuration, "", [&](const std::string& path, const auto& leaf) {
+        const auto type = trovi::typeName<std::remove_cvref_t<decltype(leaf)>>();
+        const std::string line = std::regex_replace(path, std::regex("\\[\\d+\\]"), "[]") + " | " +
+                                 withoutFamily(type) + " | " + leaves::text(leaf);
+        if (++counts[line] == 1)
+            order.push_back(line);
+    });
+    std::string lines;
+    for (const auto& line : order)
+        lines += line + (counts[line] == 1 ? "" : " | " + std::to_string(counts[line]) + " times") + "\n";
+    EXPECT_GOLDEN("chip_configuration_defaults.txt", lines);
+    EXPECT_EQ(trovi::registeredName<Root>(),
+              VORNA_FAMILY_TEXT "::configuration::" VORNA_FAMILY_TEXT_OF(VORNA_FAMILY_NAME(Configuration)));
+    EXPECT_EQ(trovi::registeredName<BIST>(), VORNA_FAMILY_TEXT "::configuration::BIST");
+    EXPECT_EQ(trovi::typeName<ProbePointRouter2>(), VORNA_FAMILY_TEXT "::configuration::ProbePointRouter2");
 }
 
-template <class E>
-std::vector<std::string> namesOf()
+TEST(Configuration, ProbePointsHaveTheChipsNumbers)
 {
-    const auto names = magic_enum::enum_names<E>();
-    return {names.begin(), names.end()};
+    std::string lines;
+    std::set<std::string_view> seen;
+    const Root configuration;
+    leaves::forEach(configuration, "", [&]<class Leaf>(const std::string&, const Leaf&) {
+        if constexpr (std::is_enum_v<Leaf>)
+            if (seen.insert(trovi::typeName<Leaf>()).second) {
+                EXPECT_EQ(sizeof(Leaf), 4U);
+                lines += withoutFamily(trovi::typeName<Leaf>()) + "\n";
+                for (const auto& [value, name] : magic_enum::enum_entries<Leaf>())
+                    lines += "  " + leaves::text(value) + " " + std::string(name) + "\n";
+            }
+    });
+    EXPECT_GOLDEN("chip_probe_points.txt", lines);
+}
+
+// Changes one leaf after the other and asks whether == sees it.
+template <class T>
+void expectEqualityToLeaveOut(const char* leftOut)
+{
+    std::size_t count = 0;
+    const T unchanged;
+    T changed;
+    leaves::forEach(changed, "", [&](const std::string& path, auto& leaf) {
+        const auto before = leaf;
+        leaves::change(leaf);
+        const bool equal = changed == unchanged;
+        EXPECT_EQ(equal, std::regex_search(path, std::regex(leftOut))) << path;
+        EXPECT_EQ(changed != unchanged, !equal) << path;
+        leaf = before;
+        ++count;
+    });
+    EXPECT_TRUE(changed == unchanged);
+    EXPECT_GT(count, 0U);
+}
+
+TEST(Configuration, EqualityLeavesOutWhatIsWatchedOrSetUpBeside)
+{
+    expectEqualityToLeaveOut<Root>("^readout|^factory_settings|^debug_config|^cnn_layers.*(monitor_enable|kill_bit)|"
+                                   "^dvs_layer.(pass_sensor_events|monitor_enable|monitor_sensor_enable)");
+    expectEqualityToLeaveOut<CNNLayerConfig>("^monitor_enable|kill_bit");
+    expectEqualityToLeaveOut<DVSLayerConfig>("^pass_sensor_events|^monitor_enable|^monitor_sensor_enable");
+    expectEqualityToLeaveOut<CNNLayerDestination>("^$");
+    expectEqualityToLeaveOut<CNNLayerDimensions>("^$");
+    expectEqualityToLeaveOut<DVSLayerDestination>("^$");
+    expectEqualityToLeaveOut<ReadoutConfig>("^$");
+    expectEqualityToLeaveOut<FactorySettings>("^$");
+    expectEqualityToLeaveOut<DebugConfig>("^$");
+
+    CNNLayerConfig wide, high;
+    leaves::reshape(wide.weights, {1, 1, 1, 2});
+    leaves::reshape(high.weights, {1, 1, 2, 1});
+    EXPECT_NE(wide, high);
+}
+
+TEST(Configuration, EveryMemberSurvivesBothForms)
+{
+    std::mt19937 random(7);
+    for (int round = 0; round < 5; ++round) {
+        Root configuration;
+        leaves::randomise(configuration, random, 1);
+        const std::string all = leaves::lines(configuration);
+        Root fromText;
+        trovi::fromJson(fromText, trovi::toJson(configuration));
+        EXPECT_EQ(leaves::lines(fromText), all);
+        EXPECT_EQ(leaves::lines(trovi::deserializeBytes<Root>(trovi::serializeToBuffer(configuration))), all);
+    }
 }
 
 } // namespace
-
-#define VORNA_FAMILY tessel
-#include "ConfigurationTest.inc"
-#undef VORNA_FAMILY
-
-#define VORNA_FAMILY ravik
-#include "ConfigurationTest.inc"
-#undef VORNA_FAMILY
-
-static_assert(
-    !std::is_convertible_v<ravik::configuration::RavikConfiguration&, tessel::configuration::TesselConfiguration&>);
-static_assert(!std::is_same_v<ravik::configuration::IOShape, tessel::configuration::IOShape>);
+} // namespace VORNA_FAMILY::configuration

@@ -3,8 +3,11 @@
 
 #include <array>
 #include <cstdint>
-#include <limits>
+#include <iterator>
+#include <map>
 #include <random>
+#include <sstream>
+#include <stdexcept>
 #include <string>
 #include <type_traits>
 
@@ -66,31 +69,80 @@ std::string lines(const T& value)
     return result;
 }
 
-/// Any value of the type; small numbers are as frequent as all others together, since they mean most.
+template <class Array>
+void reshape(Array& array, const typename Array::Dimensions& dimensions)
+{
+    array.dimensions = dimensions;
+    array.data.assign(util::tensor::elementCount(dimensions), {});
+}
+
+/// Sets leaves by their paths: "readout.threshold=5 cnn_layers[1].biases=4"; of an array, its shape.
+template <class T>
+void assign(T& value, const std::string& text)
+{
+    std::map<std::string, std::string> wanted;
+    std::istringstream words(text);
+    for (std::string word; words >> word;)
+        wanted[word.substr(0, word.find('='))] = word.substr(word.find('=') + 1);
+    forEach(value, "", [&]<class Leaf>(const std::string& path, Leaf& leaf) {
+        const auto found = wanted.find(path);
+        if (found == wanted.end())
+            return;
+        std::istringstream numbers(found->second);
+        if constexpr (isTensor<Leaf>) {
+            auto dimensions = leaf.dimensions;
+            for (auto& size : dimensions)
+                (numbers >> size).ignore();
+            reshape(leaf, dimensions);
+        } else {
+            int number = 0;
+            numbers >> number;
+            leaf = static_cast<Leaf>(number);
+        }
+        wanted.erase(found);
+    });
+    if (!wanted.empty())
+        throw std::invalid_argument(wanted.begin()->first);
+}
+
+/// An array of that shape with any values.
+template <class Array>
+void fill(Array& array, const typename Array::Dimensions& dimensions, std::mt19937& random)
+{
+    reshape(array, dimensions);
+    for (std::size_t i = 0; i < array.data.size(); ++i)
+        array.data[i] = static_cast<typename decltype(array.data)::value_type>(random() >> 16);
+}
+
+/// Any value of the type; those at which something begins or ends are as frequent as all others together.
 template <class T>
 void randomise(T& value, std::mt19937& random)
 {
+    static constexpr int edges[]{-32768, -1, 0,  1,   2,   3,   4,   5,   7,   8,    9,    14,    15,
+                                 16,     17, 31, 32,  63,  64,  65,  127, 128, 129,  255,  1023,  1024,
+                                 1025,   -2, 10, 100, 250, 254, 256, 512, 512, 1020, 4096, 32767, 65535};
     if constexpr (isTensor<T>) {
-        for (auto& size : value.dimensions)
-            size = random() % 4 + 1;
-        value.data.resize(util::tensor::elementCount(value.dimensions));
-        for (std::size_t i = 0; i < value.data.size(); ++i)
-            value.data[i] = static_cast<typename decltype(value.data)::value_type>(random() >> 16);
+        typename T::Dimensions dimensions;
+        for (auto& size : dimensions)
+            size = random() % 4;
+        fill(value, dimensions, random);
     } else if constexpr (std::is_same_v<T, bool>) {
         value = random() % 2 != 0;
     } else if constexpr (std::is_enum_v<T>) {
         value = static_cast<T>(random() % 32);
     } else {
-        value = static_cast<T>(random() % 2 == 0 ? random() % 10 : random());
+        value = static_cast<T>(random() % 2 == 0 ? edges[random() % std::size(edges)] : static_cast<int>(random()));
     }
 }
 
+/// Changes one leaf in `rarity` of them.
 template <class T>
-T randomised(std::mt19937& random)
+void randomise(T& value, std::mt19937& random, unsigned rarity)
 {
-    T value;
-    forEach(value, "", [&](const std::string&, auto& leaf) { randomise(leaf, random); });
-    return value;
+    forEach(value, "", [&](const std::string&, auto& leaf) {
+        if (random() % rarity == 0)
+            randomise(leaf, random);
+    });
 }
 
 /// Another value of the type.
