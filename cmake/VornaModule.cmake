@@ -54,11 +54,19 @@ function(vorna_bench)
   target_link_libraries(${B_NAME} PRIVATE ${B_DEPS} vorna_flags benchmark::benchmark benchmark::benchmark_main)
 endfunction()
 
-# vorna_fuzzer(NAME fuzz_message SOURCES ... DEPS ...): libFuzzer, only in the fuzz preset.
+# vorna_fuzzer(NAME fuzz_message SOURCES ... DEPS ...): libFuzzer in the fuzz preset. In others a program that replays the
+# seeds of fuzz/corpus/<name>, as a test.
 function(vorna_fuzzer)
   cmake_parse_arguments(F "" "NAME" "SOURCES;DEPS" ${ARGN})
   add_executable(${F_NAME} ${F_SOURCES})
   target_link_libraries(${F_NAME} PRIVATE ${F_DEPS} vorna_flags)
-  target_compile_options(${F_NAME} PRIVATE -fsanitize=fuzzer)
-  target_link_options(${F_NAME} PRIVATE -fsanitize=fuzzer)
+  if(VORNA_FUZZ)
+    target_compile_options(${F_NAME} PRIVATE -fsanitize=fuzzer)
+    target_link_options(${F_NAME} PRIVATE -fsanitize=fuzzer)
+  else()
+    target_sources(${F_NAME} PRIVATE Replay.cpp)
+    target_link_libraries(${F_NAME} PRIVATE util_base)
+    add_test(NAME ${F_NAME}.corpus COMMAND ${F_NAME} "${CMAKE_CURRENT_SOURCE_DIR}/corpus/${F_NAME}")
+    set_tests_properties(${F_NAME}.corpus PROPERTIES TIMEOUT 120 LABELS cpp)
+  endif()
 endfunction()
