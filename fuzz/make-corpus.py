@@ -50,9 +50,9 @@ write("fuzz_json", "everything", ("{\"value0\": {%s}}" % ", ".join('"%s": %s' % 
 for number, (name, json, _) in enumerate(members, 1):  # the first byte says in place of which member the rest stands
     write("fuzz_json", name, bytes([number]) + json.encode())
 
-# each kind of word, each bit
-write("fuzz_codec", "output kinds", struct.pack("<32Q", *(5 << 32 | kind << 24 for kind in range(32))))
-write("fuzz_codec", "bits", struct.pack("<64Q", *(1 << bit for bit in range(64))))
+for name in "decoded", "encoded":  # the words in hexadecimal
+    found = re.findall(r"\b[0-9A-F]{16}\b", (golden / f"chip_words_{name}.txt").read_text())
+    write("fuzz_codec", name, b"".join(struct.pack("<Q", int(word, 16)) for word in found))
 
 several = packet(0, 0, 3, bytes(range(8))) + packet(0, 1, 4, b"\1\2") + packet(7, 1, 5, bytes(256)) + packet(0, 0, 48, b"x")
 write("fuzz_blocks", "packets", b"\0" + blocks(several))
