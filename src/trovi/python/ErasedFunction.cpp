@@ -31,7 +31,9 @@ public:
         record.impl = d.implementation;
         std::copy(std::begin(d.data), std::end(d.data), std::begin(record.data));
         record.nargs = static_cast<std::uint16_t>(d.arity);
-        record.nargs_pos = record.nargs;
+        record.has_kwargs = d.hasKeywords;
+        record.nargs_pos = static_cast<std::uint16_t>(d.arity - (d.hasKeywords ? 1 : 0));
+        record.is_new_style_constructor = d.isConstructor;
         record.is_method = d.isMethod;
         record.is_operator = d.isOperator;
         record.scope = d.scope;

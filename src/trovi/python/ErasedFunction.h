@@ -42,8 +42,10 @@ struct FunctionDescription {
     FunctionImplementation implementation = nullptr;
     void* data[3] = {};
     bool isMethod = false;
-    bool isOperator = false; ///< gives NotImplemented instead of an error when no overload fits
-    py::handle scope = {};   ///< the class or module; an attribute of the same name is chained as an overload
+    bool isConstructor = false; ///< the first argument is the place for the object
+    bool hasKeywords = false;   ///< the last argument is the dict of keyword arguments
+    bool isOperator = false;    ///< gives NotImplemented instead of an error when no overload fits
+    py::handle scope = {};      ///< the class or module; an attribute of the same name is chained as an overload
 };
 
 /// Makes the function, chained to what the scope has under its name.

@@ -1,0 +1,127 @@
+#include "trovi/python/Members.h"
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+namespace trovi::python {
+namespace {
+
+// Runs undo steps, first to last, unless dismissed.
+class Rollback {
+public:
+    Rollback() = default;
+    Rollback(const Rollback&) = delete;
+    Rollback& operator=(const Rollback&) = delete;
+    ~Rollback()
+    {
+        for (const auto& step : steps)
+            step();
+    }
+    void add(std::function<void()> step) { steps.push_back(std::move(step)); }
+    void dismiss() { steps.clear(); }
+
+private:
+    std::vector<std::function<void()>> steps;
+};
+
+bool loadMember(void* object, const MemberOps& member, py::handle value)
+{
+    if (member.convertedSet != nullptr)
+        return member.convertedSet(object, value);
+    return member.value->load(member.address(object), value);
+}
+
+bool isDictLike(py::handle value) { return PyMapping_Check(value.ptr()) != 0 && py::hasattr(value, "keys"); }
+
+// A list of which some elements are dicts: those name members of the element that is there, the others stay as they
+// are. All or nothing. False when it is no such list.
+bool loadElements(void* list, const ValueOps& ops, py::handle source, const std::string& what)
+{
+    if (ops.elements == nullptr || !(PyList_Check(source.ptr()) || PyTuple_Check(source.ptr())))
+        return false;
+    const auto items = py::reinterpret_borrow<py::sequence>(source);
+    const std::size_t count = items.size();
+    bool anyDict = false;
+    for (const py::handle item : items)
+        anyDict = anyDict || isDictLike(item);
+    if (!anyDict)
+        return false;
+    const std::shared_ptr<void> changed = ops.clone(list);
+    auto* const first = static_cast<char*>(ops.elements->withCount(changed.get(), count));
+    if (first == nullptr)
+        return false;
+    const ValueOps& element = *ops.elements->element;
+    for (std::size_t i = 0; i < count; ++i) {
+        void* const target = first + i * ops.elements->size;
+        const py::object item = items[i];
+        if (element.load(target, item))
+            continue;
+        if (!isDictLike(item))
+            throwWrongValue(what + "[" + std::to_string(i) + "]", element.expectation(), item);
+        memberValueFromDictionary(target, element.reflected(), py::dict(item));
+    }
+    ops.assign(list, changed.get());
+    return true;
+}
+
+} // namespace
+
+void setMember(void* object, const ClassOps& owner, const MemberOps& member, py::handle value)
+{
+    if (loadMember(object, member, value))
+        return;
+    const std::string what = owner.registeredName() + "." + pythonName(member.name);
+    if (member.convertedSet == nullptr && loadElements(member.address(object), *member.value, value, what))
+        return;
+    if (member.value->reflected == nullptr || !isDictLike(value))
+        throwWrongValue(what, member.pythonForm->expectation(), value);
+    memberValueFromDictionary(member.address(object), member.value->reflected(),
+                              py::dict(py::reinterpret_borrow<py::object>(value)));
+}
+
+void memberValueFromDictionary(void* object, const ClassOps& owner, const py::dict& dict)
+{
+    Rollback rollback;
+    for (const MemberOps& member : owner.members) {
+        if (!dict.contains(member.name))
+            continue;
+        void* const field = member.address(object);
+        rollback.add(
+            [field, &member, saved = member.value->clone(field)] { member.value->assign(field, saved.get()); });
+        try {
+            setMember(object, owner, member, dict[member.name]);
+        } catch (...) {
+            py::print("Failed reading dictionary member '", member.name, "'",
+                      "Value could not be casted to the expected type", "(", std::string(member.value->typeName), ")",
+                      " nor to a sub-dictionary.");
+            throw;
+        }
+    }
+    rollback.dismiss();
+}
+
+void membersFromKeywords(void* object, const ClassOps& owner, const py::kwargs& keywords)
+{
+    for (const auto& [key, value] : keywords) {
+        const auto wanted = key.cast<std::string>();
+        const MemberOps* found = nullptr;
+        for (const MemberOps& member : owner.members)
+            if (member.writable && pythonName(member.name) == wanted)
+                found = &member;
+        if (found == nullptr) {
+            std::string known;
+            for (const MemberOps& member : owner.members)
+                if (member.writable)
+                    known.append(known.empty() ? "" : ", ").append(pythonName(member.name));
+            throw py::type_error(dotted(owner.registeredName())
+                                     .append(" has no member '")
+                                     .append(wanted)
+                                     .append("'; it has: ")
+                                     .append(known));
+        }
+        setMember(object, owner, *found, value);
+    }
+}
+
+} // namespace trovi::python

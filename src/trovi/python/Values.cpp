@@ -1,0 +1,46 @@
+#include "trovi/python/Values.h"
+
+#include "trovi/Names.h"
+
+namespace trovi::python {
+
+std::string shortRepr(py::handle value)
+{
+    constexpr std::size_t longest = 120;
+    std::string text;
+    try {
+        text = py::repr(value).cast<std::string>();
+    } catch (const py::error_already_set&) {
+        text = "an object without a printable form"; // its __repr__ raises
+    }
+    if (text.size() > longest) {
+        std::size_t end = longest; // not inside a character
+        while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80U)
+            --end;
+        text = text.substr(0, end) + "...";
+    }
+    return text;
+}
+
+std::string dotted(std::string name)
+{
+    for (std::size_t at; (at = name.find("::")) != std::string::npos;)
+        name.replace(at, 2, ".");
+    return name;
+}
+
+void throwWrongValue(const std::string& what, const std::string& expectation, py::handle value)
+{
+    throw py::type_error(dotted(what) + ": expected " + dotted(expectation) + ", got " + shortRepr(value) + " (" +
+                         Py_TYPE(value.ptr())->tp_name + bufferText(value) + ")");
+}
+
+std::string joinedEnumerators(const std::string& name, const std::vector<std::string>& enumerators)
+{
+    std::string text = name + " (";
+    for (const std::string& enumerator : enumerators)
+        text += (enumerator == enumerators.front() ? "" : ", ") + enumerator;
+    return text + ")";
+}
+
+} // namespace trovi::python
