@@ -134,7 +134,6 @@ void scene(benchmark::State& state)
 }
 BENCHMARK(scene)->UseManualTime();
 
-#ifndef VORNA_HAVE_LIBCAER
 class Sink : public ondra::SinkInterface<graph::nodes::Batch<DvsEvent>> {
 public:
     void take(std::vector<DvsEvent>& events)
@@ -169,6 +168,5 @@ void throughACamera(benchmark::State& state)
     std::filesystem::remove(path);
 }
 BENCHMARK(throughACamera)->UseManualTime();
-#endif
 
 } // namespace

@@ -7,7 +7,7 @@ find_package(cereal CONFIG REQUIRED)
 pkg_check_modules(ZMQ REQUIRED IMPORTED_TARGET libzmq)
 pkg_check_modules(USB REQUIRED IMPORTED_TARGET libusb-1.0)
 pkg_check_modules(LOG4CPP REQUIRED IMPORTED_TARGET log4cpp)
-pkg_check_modules(CAER IMPORTED_TARGET libcaer) # optional: without it src/davis/caer offers the same names
+pkg_check_modules(CAER IMPORTED_TARGET libcaer) # optional: without it no real camera is found
 find_path(CONCURRENTQUEUE_INCLUDE concurrentqueue/blockingconcurrentqueue.h REQUIRED)
 
 if(VORNA_PYTHON)
@@ -30,7 +30,7 @@ target_include_directories(vorna_flags INTERFACE "${PROJECT_SOURCE_DIR}/src")
 target_include_directories(vorna_flags SYSTEM INTERFACE "${CONCURRENTQUEUE_INCLUDE}")
 target_compile_definitions(vorna_flags INTERFACE
   MAGIC_ENUM_RANGE_MAX=128 # the stock limit is 127, and an enumerator of value 128 would go missing
-  $<$<BOOL:${CAER_FOUND}>:VORNA_HAVE_LIBCAER>)
+)
 target_compile_options(vorna_flags INTERFACE -Wall -Wextra -Wpedantic -Wconversion
   # g++ 12 sees an overlap in std::string's operator+ that isn't there (GCC bug 105651, mended in 13)
   $<$<AND:$<CXX_COMPILER_ID:GNU>,$<VERSION_LESS:$<CXX_COMPILER_VERSION>,13>>:-Wno-restrict>)

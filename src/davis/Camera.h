@@ -1,6 +1,5 @@
 #pragma once
-// What both kinds of camera share: a thread that reads polarity events through libcaer and sends them, one vector a
-// read, into the graph.
+// What both kinds of camera share: a thread that reads polarity events and sends them, one vector a read, into the graph.
 //
 //   davis::Davis240 camera;                        // the first one that is found; configured, not yet running
 //   camera.getSourceNode().addDestination(input);  // connect before starting, or events go nowhere
@@ -8,30 +7,31 @@
 //   ...
 //   camera.stop();                                 // before the camera is destroyed
 //
-// State: open -> start() -> running -> stop(), or the camera is unplugged -> open.
+// State: open -> start() -> running -> stop(), or the camera fails (unplugged, transfers failed) -> open.
 //
-// Threads: one reader a running camera, made by start() and joined by stop(), or, after an unplug, by libcaer's thread.
-// The reader waits inside libcaer for data. start(), stop() and isRunning() are thread-safe.
-// Lock: `life` guards `reader` and changes of `running`; whoever ends the reader holds it while joining. The reader
-// takes it never, and begins only when start() no longer holds it. The graph's side is the source node's affair.
+// Threads: one reader a running camera. start() makes it; it waits in the driver for data. It ends when `running` is
+// cleared, by stop() or by the shutdown callback, and stops the driver on its way out. The callback runs on the thread
+// on which the driver completes control transfers, and stopping the driver waits for one. So the callback only clears
+// `running`; the next start() or stop(), or the destructor, joins the reader. start(), stop() and isRunning() are
+// thread-safe.
 
 #include <atomic>
 #include <memory>
-#include <mutex>
 #include <thread>
 
 #include "davis/event/DvsEvent.h"
 #include "graph/nodes/BasicSourceNode.h"
 #include "trovi/Reflect.h"
-
-namespace libcaer::devices {
-class usb;
-}
+#include "util/Mutex.h"
 
 namespace davis {
 
-/// The shutdown callback that libcaer gets with a camera as `self`: ends the reader as stop() does. Does nothing when
-/// the reader is being ended already. Threads: libcaer's.
+namespace driver {
+class Driver;
+}
+
+/// The shutdown callback that the driver gets with a camera as `self`: tells the reader to end, and returns at once.
+/// Threads: the driver's; thread-safe.
 void usbShutdownHandler(void* self);
 
 namespace detail {
@@ -48,24 +48,26 @@ public:
     Camera(const Camera&) = delete;
     Camera& operator=(const Camera&) = delete;
 
-    /// Begins to read. A second start() without stop() ends the process, and so does a camera that was unplugged, from
-    /// its reader thread.
+    /// Begins to read. After a failure it first waits for the reader of that run, as stop() does. A second start()
+    /// without stop() ends the process, and so does a camera that can't be started (unplugged), from its reader thread.
     /// @throws std::system_error when the system has no thread left; the camera is then not running
-    void start();
-    /// Lets the reader finish what it is at (up to 10 ms) and joins it.
-    /// @throws std::system_error (invalid argument) when the camera is not running: never started, stopped or unplugged
-    void stop();
-    /// True from start() until stop() or an unplug.
+    void start() VORNA_EXCLUDES(life);
+    /// Waits until the reader has sent its last read and stopped the driver. A virtual camera takes up to 10 ms. A real
+    /// one that shows nothing takes about a second: libcaer's read returns no sooner.
+    /// @throws std::system_error (invalid argument) when the camera is not running: never started, stopped, or ended by a
+    ///         failure
+    void stop() VORNA_EXCLUDES(life);
+    /// True from start() until stop() or a failure.
     bool isRunning() const;
-    /// stop() for an owner that puts the camera away and cannot know whether it is unplugged meanwhile.
+    /// stop() for an owner that puts the camera away and cannot know whether it fails meanwhile.
     /// @return false when it was not running
-    bool stopIfRunning();
+    bool stopIfRunning() VORNA_EXCLUDES(life);
 
     /// The node that graphs connect to; lives as long as the camera.
     graph::nodes::BasicSourceNode<event::DvsEvent>& getSourceNode() { return source; }
 
 protected:
-    explicit Camera(std::unique_ptr<libcaer::devices::usb> device);
+    explicit Camera(std::unique_ptr<driver::Driver> opened);
     /// Ends the process when the camera still runs.
     ~Camera();
 
@@ -73,15 +75,14 @@ private:
     friend void davis::usbShutdownHandler(void* self);
 
     void readerLoop();
-    void endReader();
+    bool endReader() VORNA_REQUIRES(life);
 
-    // The order is that of construction: the device goes first and takes libcaer's threads along, which may be in
-    // usbShutdownHandler() until then.
-    std::mutex life;
-    std::thread reader;
+    util::Mutex life; // outermost; held while the reader is joined. Neither reader nor callback takes it.
+    std::thread reader VORNA_GUARDED_BY(life);
     std::atomic<bool> running = false;
     CameraSourceNode source;
-    std::unique_ptr<libcaer::devices::usb> device;
+    // Last, so that it is destroyed first: its threads may be in usbShutdownHandler() until then.
+    std::unique_ptr<driver::Driver> device;
 };
 
 /// The functions of both classes; the index is the function's number on the wire.
@@ -89,15 +90,16 @@ template <class Class>
 constexpr auto cameraFunctions()
 {
     return trovi::functions(
-        trovi::function("start", &Class::start,
-                        "Begins to read events and to send them to the source node's destinations.\n"
-                        "Starting a running camera ends the process."),
-        trovi::blockingFunction("stop", &Class::stop,
-                                "Ends reading; waits until the last batch is sent.\n"
-                                "Raises an error when the camera is not running."),
+        trovi::blockingFunction("start", &Class::start,
+                                "Begins to read events and to send them to the source node's destinations.\n"
+                                "Starting a running camera ends the process."),
+        trovi::blockingFunction(
+            "stop", &Class::stop,
+            "Ends reading; waits until the last batch is sent, for a real camera up to about a second.\n"
+            "Raises an error when the camera is not running."),
         trovi::function("getSourceNode", &Class::getSourceNode,
                         "The node from which graphs get this camera's events, one batch a read."),
-        trovi::function("isRunning", &Class::isRunning, "True from start() until stop() or an unplug."));
+        trovi::function("isRunning", &Class::isRunning, "True from start() until stop() or a failure."));
 }
 
 } // namespace detail

@@ -2,24 +2,24 @@
 
 #include <cstdio>
 
-#include "davis/caer/Caer.h"
+#include "davis/driver/Open.h"
 
 namespace davis {
 
 namespace {
 
-std::unique_ptr<libcaer::devices::usb> open()
+std::unique_ptr<driver::Driver> open()
 {
-    auto device = std::make_unique<libcaer::devices::dvXplorer>(std::uint16_t{1});
-    const caer_dvx_info info = device->infoGet();
-    std::printf("%s --- ID: %d, DVS X: %d, DVS Y: %d, Firmware: %d, Logic: %d.\n", info.deviceString, info.deviceID,
-                info.dvsSizeX, info.dvsSizeY, info.firmwareVersion, info.logicVersion);
-    device->sendDefaultConfig();
-    device->configSet(CAER_HOST_CONFIG_DATAEXCHANGE, CAER_HOST_CONFIG_DATAEXCHANGE_BLOCKING, 1);
-    std::printf("%s --- ID: %d, Master: %d, DVS X: %d, DVS Y: %d, Logic: %d.\n", info.deviceString, info.deviceID,
-                info.deviceIsMaster, info.dvsSizeX, info.dvsSizeY, info.logicVersion);
-    std::fflush(stdout); // the lines belong before whatever a script prints next
-    return device;
+    auto camera = driver::open(driver::CameraKind::dvXplorer);
+    const driver::DriverInfo info = camera->info();
+    std::printf("%s --- ID: %d, DVS X: %d, DVS Y: %d, Firmware: %d, Logic: %d.\n", info.name.c_str(), info.id,
+                info.width, info.height, info.firmwareVersion, info.logicVersion);
+    camera->sendDefaultConfig();
+    camera->configure(driver::blockingDataExchange, 1);
+    std::printf("%s --- ID: %d, Master: %d, DVS X: %d, DVS Y: %d, Logic: %d.\n", info.name.c_str(), info.id,
+                info.isMaster, info.width, info.height, info.logicVersion);
+    std::fflush(stdout); // the lines come before what a script prints next
+    return camera;
 }
 
 } // namespace

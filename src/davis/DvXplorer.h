@@ -1,5 +1,5 @@
 #pragma once
-// A DVXplorer camera: the first one that libcaer finds, or the first virtual one.
+// A DVXplorer camera: the first virtual one that is free, else the first one that libcaer finds.
 
 #include "davis/Camera.h"
 
@@ -8,7 +8,7 @@ namespace davis {
 class DvXplorer : public detail::Camera {
 public:
     /// Opens the camera, prints its description to standard output, and configures it.
-    /// @throws std::runtime_error with libcaer's text when there is none, or when it does not take its configuration
+    /// @throws std::runtime_error when there is none, saying what is missing, or when it does not take its configuration
     DvXplorer();
 };
 
@@ -23,5 +23,5 @@ constexpr auto trovi::registerMemberFunctions<davis::DvXplorer>()
 template <>
 constexpr const char* trovi::registerDoc<davis::DvXplorer>()
 {
-    return "A DVXplorer event camera. Connect its source node, then start it; stop it before it goes.";
+    return "A DVXplorer event camera. Connect its source node, then start it; stop it before it is destroyed.";
 }

@@ -1,9 +1,10 @@
-// The camera classes over virtual cameras.
+// The camera classes over virtual cameras, and over real ones as a stand-in for libcaer gives them.
 
-#include <atomic>
-#include <chrono>
+#include <filesystem>
+#include <functional>
 #include <system_error>
 #include <thread>
+#include <unistd.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -11,175 +12,210 @@
 #include "TestSink.h"
 #include "davis/Davis240.h"
 #include "davis/DvXplorer.h"
-#include "emulation/cameras/Scene.h"
+#include "davis/recording/Writer.h"
 
 namespace {
 
 using davis::event::DvsEvent;
-using emulation::plugVirtualDavis;
-using emulation::plugVirtualDavisRecording;
+using emulation::SceneOptions;
+using emulation::VirtualCamera;
 using test::fastScene;
 using test::longTimeMs;
 
-const std::string dataFolder = std::string(VORNA_SOURCE_DIR) + "/tests/data/";
+template <class CameraClass, bool libcaer>
+struct Case {
+    using Camera = CameraClass;
+    static constexpr bool isDavis = std::is_same_v<Camera, davis::Davis240>;
+    static constexpr std::uint16_t width = isDavis ? 346 : 640, height = isDavis ? 260 : 480;
 
-template <class T>
-struct Kind;
-template <>
-struct Kind<davis::Davis240> {
-    static auto plug(const emulation::SceneOptions& scene = {}) { return plugVirtualDavis(scene); }
+    static auto plug(const SceneOptions& scene = {})
+    {
+        return test::plugged((isDavis ? emulation::plugVirtualDavis : emulation::plugVirtualDvXplorer)(scene), libcaer);
+    }
+    static auto plug(const std::string& recording, const emulation::ReplayOptions& options)
+    {
+        return test::plugged((isDavis ? emulation::plugVirtualDavisRecording
+                                      : emulation::plugVirtualDvXplorerRecording)(recording, options),
+                             libcaer);
+    }
+    /// What opening prints.
     static std::string lines(const std::string& serial)
     {
-        return "DAVIS346 ID-1 SN-" + serial + " [0:0] --- ID: 1, Master: 1, DVS X: 346, DVS Y: 260, Logic: 0.\n" +
-               "New bias values --- PR-coarse: 2, PR-fine: 116, PRSF-coarse: 1, PRSF-fine: 33.\n";
+        const std::string logic = "Logic: " + std::to_string(libcaer ? standin::logicVersion : 0) + ".\n";
+        if (isDavis)
+            return "DAVIS346 ID-1 SN-" + serial + " [0:0] --- ID: 1, Master: 1, DVS X: 346, DVS Y: 260, " + logic +
+                   "New bias values --- PR-coarse: 2, PR-fine: 116, PRSF-coarse: 1, PRSF-fine: 33.\n";
+        const std::string firmware = std::to_string(libcaer ? standin::firmwareVersion : 0);
+        const std::string name = "DVXplorer ID-1 SN-" + serial + " [0:0] --- ID: 1, ";
+        return name + "DVS X: 640, DVS Y: 480, Firmware: " + firmware + ", " + logic + name +
+               "Master: 1, DVS X: 640, DVS Y: 480, " + logic;
     }
-    static constexpr std::uint16_t width = 346, height = 260;
-};
-template <>
-struct Kind<davis::DvXplorer> {
-    static auto plug(const emulation::SceneOptions& scene = {}) { return emulation::plugVirtualDvXplorer(scene); }
-    static std::string lines(const std::string& serial)
+    /// What the camera shows for these options, made without a camera.
+    static std::vector<DvsEvent> expectedOf(SceneOptions options)
     {
-        const std::string name = "DVXplorer ID-1 SN-" + serial + " [0:0]";
-        return name + " --- ID: 1, DVS X: 640, DVS Y: 480, Firmware: 0, Logic: 0.\n" + name +
-               " --- ID: 1, Master: 1, DVS X: 640, DVS Y: 480, Logic: 0.\n";
+        options.width = width;
+        options.height = height;
+        return test::sceneOf(options);
     }
-    static constexpr std::uint16_t width = 640, height = 480;
 };
 
-/// What the camera of the test's kind shows for these options, made without a camera.
-std::vector<DvsEvent> expectedOf(emulation::SceneOptions options, std::uint16_t width, std::uint16_t height)
-{
-    options.width = width;
-    options.height = height;
-    emulation::Scene scene(options);
-    std::vector<DvsEvent> all;
-    std::vector<DvsEvent> batch;
-    while (scene.next(batch))
-        all.insert(all.end(), batch.begin(), batch.end());
-    return all;
-}
-
-template <class Camera>
+template <class CaseType>
 class Cameras : public testing::Test {
 protected:
+    using Camera = typename CaseType::Camera;
+
+    static void waitForEnd(const Camera& camera)
+    {
+        while (camera.isRunning()) // ends by the test's time limit otherwise
+            std::this_thread::yield();
+    }
+
     test::EmptyBus bus;
     test::Sink sink; // before the cameras of the tests, so that it outlives them
 };
-using Kinds = testing::Types<davis::Davis240, davis::DvXplorer>;
-TYPED_TEST_SUITE(Cameras, Kinds);
+using Cases = testing::Types<Case<davis::Davis240, false>, Case<davis::DvXplorer, false>, Case<davis::Davis240, true>,
+                             Case<davis::DvXplorer, true>>;
+TYPED_TEST_SUITE(Cameras, Cases);
+
+/// How a running camera ends by itself. After the second one it can be started again.
+const std::function<void(VirtualCamera&)> failures[] = {[](VirtualCamera& camera) { camera.unplug(); },
+                                                        [](VirtualCamera& camera) { camera.failTransfers(); }};
 
 TYPED_TEST(Cameras, OpeningPrintsWhatWasFound)
 {
-    const auto plugged = Kind<TypeParam>::plug();
+    const auto plugged = TypeParam::plug();
     testing::internal::CaptureStdout();
-    const TypeParam camera;
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), Kind<TypeParam>::lines(plugged->serialNumber()));
+    const typename TypeParam::Camera camera;
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), TypeParam::lines(plugged->serialNumber()));
 }
 
 TYPED_TEST(Cameras, EveryEventComesThroughUnchangedOneVectorARead)
 {
     const auto options = fastScene(300'000);
-    const auto plugged = Kind<TypeParam>::plug(options);
-    TypeParam camera;
-    EXPECT_TRUE(camera.getSourceNode().connectTo(this->sink));
-    camera.start();
-    EXPECT_TRUE(plugged->waitUntilFinished(longTimeMs));
-    EXPECT_TRUE(camera.isRunning()) << "a camera that shows nothing goes on being read";
-    camera.stop();
-    EXPECT_FALSE(camera.isRunning());
+    const auto plugged = TypeParam::plug(options);
+    for (const bool connected : {false, true}) { // without connections the camera is drained all the same
+        typename TypeParam::Camera camera;
+        EXPECT_THROW(camera.stop(), std::system_error);
+        EXPECT_FALSE(camera.stopIfRunning());
+        if (connected) {
+            EXPECT_TRUE(camera.getSourceNode().connectTo(this->sink));
+        }
+        camera.start();
+        EXPECT_TRUE(plugged->waitUntilFinished(longTimeMs));
+        EXPECT_TRUE(camera.isRunning()) << "a camera that shows nothing goes on being read";
+        camera.stop();
+        EXPECT_FALSE(camera.isRunning());
+        EXPECT_THROW(camera.stop(), std::system_error);
+        EXPECT_EQ(plugged->eventCount(), 300'000u);
+        EXPECT_EQ(plugged->batchCount(), 30u);
+    }
+    EXPECT_TRUE(this->sink.drain() == TypeParam::expectedOf(options));
+    EXPECT_EQ(this->sink.batches, 30u) << "a read that holds no polarity events sends nothing";
+}
 
-    const auto events = this->sink.drain();
-    EXPECT_TRUE(events == expectedOf(options, Kind<TypeParam>::width, Kind<TypeParam>::height));
-    EXPECT_EQ(plugged->eventCount(), 300'000u);
-    EXPECT_EQ(plugged->batchCount(), 30u);
-    EXPECT_EQ(this->sink.batches, 30u) << "the read that holds no polarity events sends nothing";
+TYPED_TEST(Cameras, TimestampsWrapWithTheCamerasCounter)
+{
+    constexpr std::int64_t turn = std::int64_t{1} << 31;
+    std::vector<DvsEvent> events(10);
+    for (std::size_t i = 0; i < events.size(); ++i)
+        events[i].timestamp = turn - 5 + static_cast<std::int64_t>(i);
+    const auto path = std::filesystem::temp_directory_path() / ("vorna_wrap_" + std::to_string(getpid()) + ".aedat");
+    davis::recording::writeAll(path, davis::recording::Format::aedat31, events);
+    emulation::ReplayOptions options;
+    options.realtime = false;
+    const auto plugged = TypeParam::plug(path.string(), options);
+    typename TypeParam::Camera camera;
+    camera.getSourceNode().connectTo(this->sink);
+    camera.start();
+    const auto batch = this->sink.wait();
+    camera.stop();
+    std::filesystem::remove(path);
+    for (DvsEvent& event : events)
+        event.timestamp %= turn;
+    EXPECT_EQ(batch, events) << "two packets of one read make one vector";
 }
 
 TYPED_TEST(Cameras, StoppingAndStartingLosesNothing)
 {
-    auto options = fastScene(20'000'000, 10'000); // 2000 batches, far more than the turns below take
-    options.maxBacklog = 2;
-    const auto plugged = Kind<TypeParam>::plug(options);
-    TypeParam camera;
+    auto options = fastScene(20'000'000, 10'000); // 2000 batches, one each half millisecond
+    options.realtime = true;
+    options.speed = 20;
+    const auto plugged = TypeParam::plug(options);
+    typename TypeParam::Camera camera;
     camera.getSourceNode().connectTo(this->sink);
     std::vector<DvsEvent> events;
     const auto keep = [&](const std::vector<DvsEvent>& more) { events.insert(events.end(), more.begin(), more.end()); };
     for (int i = 0; i < 100; ++i) {
         camera.start();
-        if (i % 2 == 0) // else it may be stopped before its first read
+        if (i % 2 == 0 && events.size() < 200'000) // else it may be stopped before its first read
             keep(this->sink.wait().value());
-        camera.stop();
+        if (i % 10 == 0) {
+            plugged->failTransfers();
+            this->waitForEnd(camera);
+        } else {
+            camera.stop();
+        }
         keep(this->sink.drain());
     }
     camera.start();
-    while (events.size() < 200'000)
-        keep(this->sink.wait().value());
     EXPECT_TRUE(plugged->waitUntilFinished(longTimeMs));
     camera.stop();
     keep(this->sink.drain());
-    EXPECT_TRUE(events == expectedOf(options, Kind<TypeParam>::width, Kind<TypeParam>::height));
+    EXPECT_TRUE(events == TypeParam::expectedOf(options));
 }
 
-TYPED_TEST(Cameras, WithoutConnectionsTheCameraIsDrainedAllTheSame)
+// The callback comes on the thread that completes control transfers, and the reader waits for one on its way out.
+TYPED_TEST(Cameras, AFailureEndsTheReader)
 {
-    const auto plugged = Kind<TypeParam>::plug(fastScene(100'000));
-    TypeParam camera;
-    camera.start();
-    EXPECT_TRUE(plugged->waitUntilFinished(longTimeMs));
-    camera.stop();
-    EXPECT_EQ(plugged->eventCount(), 100'000u);
-}
-
-TYPED_TEST(Cameras, StoppingWhatDoesNotRunIsASystemError)
-{
-    const auto plugged = Kind<TypeParam>::plug();
-    TypeParam camera;
-    EXPECT_THROW(camera.stop(), std::system_error);
-    EXPECT_FALSE(camera.stopIfRunning());
-    camera.start();
-    camera.stop();
-    EXPECT_THROW(camera.stop(), std::system_error);
-}
-
-TYPED_TEST(Cameras, AnUnplugEndsTheReader)
-{
-    const auto plugged = Kind<TypeParam>::plug();
-    TypeParam camera;
+    const auto plugged = TypeParam::plug();
+    typename TypeParam::Camera camera;
     camera.getSourceNode().connectTo(this->sink);
+    for (int run = 0; run < 3; ++run) {
+        camera.start();
+        EXPECT_TRUE(this->sink.wait());
+        plugged->failTransfers();
+        this->waitForEnd(camera);
+        if (run == 1) { // else start() or the destructor comes next
+            EXPECT_THROW(camera.stop(), std::system_error);
+        }
+        this->sink.drain();
+    }
     camera.start();
     EXPECT_TRUE(this->sink.wait());
     plugged->unplug();
-    while (camera.isRunning()) // ends by the test's time limit otherwise
-        std::this_thread::yield();
-    EXPECT_THROW(camera.stop(), std::system_error);
-    EXPECT_FALSE(plugged->waitUntilFinished(longTimeMs)) << "an unplug ends the wait";
-    EXPECT_THROW(TypeParam(), std::runtime_error) << "it is gone from the bus";
-}
-
-TYPED_TEST(Cameras, AnUnplugAfterTheEndOfTheShowEndsTheReaderToo)
-{
-    const auto plugged = Kind<TypeParam>::plug(fastScene(10'000));
-    TypeParam camera;
-    camera.start();
-    EXPECT_TRUE(plugged->waitUntilFinished(longTimeMs));
-    plugged->unplug();
-    while (camera.isRunning())
-        std::this_thread::yield();
-    EXPECT_TRUE(plugged->isFinished());
+    this->waitForEnd(camera);
     EXPECT_FALSE(camera.stopIfRunning());
+    EXPECT_FALSE(plugged->isDelivering());
+    EXPECT_FALSE(plugged->waitUntilFinished(longTimeMs)) << "an unplug ends the wait";
+    EXPECT_THROW(typename TypeParam::Camera(), std::runtime_error) << "it is gone from the bus";
 }
 
-TYPED_TEST(Cameras, AnUnplugMayMeetAStopOrTheEndOfTheCamera)
+TYPED_TEST(Cameras, AFailureAfterTheEndOfTheShowEndsTheReaderToo)
+{
+    for (const auto& fail : failures) {
+        const auto plugged = TypeParam::plug(fastScene(10'000));
+        {
+            typename TypeParam::Camera camera;
+            camera.start();
+            EXPECT_TRUE(plugged->waitUntilFinished(longTimeMs));
+            fail(*plugged);
+            this->waitForEnd(camera);
+            EXPECT_TRUE(plugged->isFinished());
+        }
+        EXPECT_FALSE(plugged->isOpen()) << "the camera's end waits for its reader";
+    }
+}
+
+TYPED_TEST(Cameras, AFailureMayMeetAStopOrTheEndOfTheCamera)
 {
     for (int i = 0; i < 200; ++i) {
-        const auto plugged = Kind<TypeParam>::plug();
-        TypeParam camera;
+        const auto plugged = TypeParam::plug();
+        typename TypeParam::Camera camera;
         camera.getSourceNode().connectTo(this->sink);
         camera.start();
         while (!plugged->isDelivering()) // a start() without a camera ends the process
             std::this_thread::yield();
-        std::thread puller([&] { plugged->unplug(); });
+        std::thread failing([&] { failures[i % 2](*plugged); });
         switch (i % 3) {
         case 0:
             camera.stopIfRunning();
@@ -187,40 +223,42 @@ TYPED_TEST(Cameras, AnUnplugMayMeetAStopOrTheEndOfTheCamera)
         case 1:
             try {
                 camera.stop();
-            } catch (const std::system_error&) { // the unplug came first
+            } catch (const std::system_error&) { // the failure came first
             }
             break;
         default:
-            while (camera.isRunning())
-                std::this_thread::yield();
+            this->waitForEnd(camera);
         }
-        puller.join(); // else an endless camera could be plugged twice
+        if (i % 2 == 1) { // a failure that came late may end this run too
+            camera.start();
+            camera.stopIfRunning();
+        }
+        failing.join(); // else an endless camera could be plugged twice
+        plugged->unplug();
     }
 }
 
-TYPED_TEST(Cameras, AnUnplugMayMeetTheStart)
+TYPED_TEST(Cameras, AFailureMayMeetTheStart)
 {
     for (int i = 0; i < 200; ++i) {
-        const auto plugged = Kind<TypeParam>::plug();
-        TypeParam camera;
-        std::thread puller([&] {
+        const auto plugged = TypeParam::plug();
+        typename TypeParam::Camera camera;
+        std::thread failing([&] {
             while (!plugged->isDelivering()) // start() may not have returned yet
                 std::this_thread::yield();
-            plugged->unplug();
+            failures[i % 2](*plugged);
         });
         camera.start();
-        puller.join();
-        while (camera.isRunning()) // ends by the test's time limit otherwise
-            std::this_thread::yield();
+        failing.join();
+        this->waitForEnd(camera);
+        plugged->unplug();
     }
 }
 
 TYPED_TEST(Cameras, ADestinationThatGoesIsDroppedDuringASend)
 {
-    auto options = fastScene(0);
-    options.maxBacklog = 2;
-    const auto plugged = Kind<TypeParam>::plug(options);
-    TypeParam camera;
+    const auto plugged = TypeParam::plug();
+    typename TypeParam::Camera camera;
     {
         test::Sink shortLived;
         camera.getSourceNode().connectTo(shortLived);
@@ -234,56 +272,45 @@ TYPED_TEST(Cameras, ADestinationThatGoesIsDroppedDuringASend)
 
 TYPED_TEST(Cameras, ReflectedFunctionsAreInTheirOrder)
 {
+    using Camera = typename TypeParam::Camera;
     std::vector<std::string> names;
-    trovi::forEach(trovi::MetaFunctionHolder<TypeParam>::memberFuncs, [&](const auto& f) { names.push_back(f.name); });
+    trovi::forEach(trovi::MetaFunctionHolder<Camera>::memberFuncs, [&](const auto& f) { names.push_back(f.name); });
     EXPECT_EQ(names, (std::vector<std::string>{"start", "stop", "getSourceNode", "isRunning"}));
-    EXPECT_EQ(trovi::registeredName<TypeParam>(),
-              (std::is_same_v<TypeParam, davis::Davis240>) ? "davis::Davis240" : "davis::DvXplorer");
+    EXPECT_EQ(trovi::registeredName<Camera>(), TypeParam::isDavis ? "davis::Davis240" : "davis::DvXplorer");
 }
 
-template <class Camera>
+template <class CaseType>
 class CameraDeath : public testing::Test {
 protected:
     CameraDeath() { testing::GTEST_FLAG(death_test_style) = "threadsafe"; }
     test::EmptyBus bus;
 };
-TYPED_TEST_SUITE(CameraDeath, Kinds);
+TYPED_TEST_SUITE(CameraDeath, Cases);
 
-TYPED_TEST(CameraDeath, StartingTwiceEndsTheProcess)
+TYPED_TEST(CameraDeath, OfTheProcessByWrongUse)
 {
-    EXPECT_DEATH(
-        {
-            const auto plugged = Kind<TypeParam>::plug();
-            TypeParam camera;
-            camera.start();
-            camera.start();
-        },
-        "terminate called");
-}
-
-TYPED_TEST(CameraDeath, DestroyingARunningCameraEndsTheProcess)
-{
-    EXPECT_DEATH(
-        {
-            const auto plugged = Kind<TypeParam>::plug();
-            TypeParam camera;
-            camera.start();
-        },
-        "terminate called");
-}
-
-TYPED_TEST(CameraDeath, StartingAnUnpluggedCameraEndsTheProcessFromItsReader)
-{
-    EXPECT_DEATH(
-        {
-            const auto plugged = Kind<TypeParam>::plug();
-            TypeParam camera;
-            plugged->unplug();
-            camera.start();
-            while (true)
-                std::this_thread::yield();
-        },
-        "failed to start getting data\\.");
+    const struct {
+        bool unplugged, twice;
+        const char* text;
+    } rows[] = {
+        {false, true, "terminate called"},
+        {false, false, "terminate called"}, // the camera goes while it runs
+        {true, false, "failed to start getting data\\."},
+    };
+    for (const auto& row : rows)
+        EXPECT_DEATH(
+            {
+                const auto plugged = TypeParam::plug();
+                typename TypeParam::Camera camera;
+                if (row.unplugged)
+                    plugged->unplug();
+                camera.start();
+                if (row.twice)
+                    camera.start();
+                while (row.unplugged)
+                    std::this_thread::yield();
+            },
+            row.text);
 }
 
 } // namespace

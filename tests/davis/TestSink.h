@@ -7,8 +7,10 @@
 #include <vector>
 
 #include "davis/event/DvsEvent.h"
+#include "emulation/cameras/Scene.h"
 #include "emulation/cameras/VirtualCamera.h"
 #include "graph/nodes/Batch.h"
+#include "libcaer/StandIn.h"
 #include "ondra/SinkInterface.h"
 
 namespace test {
@@ -43,11 +45,25 @@ public:
     std::size_t batches = 0; ///< that drain() took
 };
 
-/// Leaves no camera behind on the bus.
+/// Leaves no camera behind where cameras are found.
 struct EmptyBus {
-    EmptyBus() { emulation::unplugAllVirtualCameras(); }
-    ~EmptyBus() { emulation::unplugAllVirtualCameras(); }
+    EmptyBus() { clear(); }
+    ~EmptyBus() { clear(); }
+    static void clear()
+    {
+        emulation::unplugAllVirtualCameras();
+        standin::bus().clear();
+    }
 };
+
+/// Moves a camera to where libcaer finds it, if asked to.
+inline std::shared_ptr<emulation::VirtualCamera> plugged(std::shared_ptr<emulation::VirtualCamera> camera,
+                                                         bool byLibcaer)
+{
+    if (byLibcaer)
+        standin::bus().push_back(davis::driver::VirtualBus::instance().unplug(*camera));
+    return camera;
+}
 
 /// As fast as it is read; the tests look at content then, not at the clock.
 inline emulation::SceneOptions fastScene(std::int64_t durationUs, double eventsPerSecond = 1e6)
@@ -58,6 +74,17 @@ inline emulation::SceneOptions fastScene(std::int64_t durationUs, double eventsP
     options.realtime = false;
     options.maxBacklog = 1'000'000;
     return options;
+}
+
+/// All that a scene with a width and a height shows.
+inline std::vector<DvsEvent> sceneOf(const emulation::SceneOptions& options)
+{
+    emulation::Scene scene(options);
+    std::vector<DvsEvent> all;
+    std::vector<DvsEvent> batch;
+    while (scene.next(batch))
+        all.insert(all.end(), batch.begin(), batch.end());
+    return all;
 }
 
 } // namespace test

@@ -25,8 +25,8 @@ def rig(vorna, server, remote):
 
 
 def test_without_a_camera_opening_fails_and_says_what_to_do(vorna, server):
-    for open_camera in (server.node.open_davis, server.node.open_dvxplorer):
-        with pytest.raises(RuntimeError, match="plug"):
+    for open_camera, plug in (server.node.open_davis, "davis"), (server.node.open_dvxplorer, "dvxplorer"):
+        with pytest.raises(RuntimeError, match=rf"^Failed to open .*vorna\.emulation\.plug_virtual_{plug}\(\)"):
             open_camera()
 
 
@@ -63,24 +63,24 @@ def test_a_second_camera_of_a_kind_is_refused_by_name(vorna, rig):
             rig.node.open_davis()
 
 
-def test_a_running_camera_ends_with_its_node(vorna, rig):
+@pytest.mark.parametrize("failure", [None, "unplug", "fail_transfers"])
+def test_a_running_camera_ends_with_its_node_or_by_itself(vorna, rig, failure):
     with vorna.emulation.plug_virtual_dvxplorer() as camera:
         rig.node.open_dvxplorer()
         wait_for(lambda: hasattr(rig.store, "DvXplorer"), what="the camera's proxy")
-        rig.store.DvXplorer.start()
+        explorer = rig.store.DvXplorer
+        explorer.start()
         wait_for(camera.is_delivering, what="the first read")
+        if failure:
+            getattr(camera, failure)()
+            wait_for(lambda: not explorer.is_running(), what="the reader's end")
+        if failure == "fail_transfers":  # not for good
+            assert camera.is_plugged()
+            explorer.start()
+            wait_for(camera.is_delivering, what="the first read after the failure")
+            camera.fail_transfers()
         rig.node.close()
         assert not camera.is_delivering()
-
-
-def test_an_unplugged_camera_stops(vorna, rig):
-    with vorna.emulation.plug_virtual_davis() as camera:
-        davis = rig.open_davis()
-        davis.start()
-        wait_for(camera.is_delivering, what="the first read")
-        camera.unplug()
-        assert not camera.is_plugged()
-        wait_for(lambda: not camera.is_delivering(), what="the reader's end")
 
 
 def test_a_graph_filters_a_recording(vorna, rig, tmp_path):

@@ -10,9 +10,9 @@
 
 namespace emulation {
 
-using davis::caer::CameraInfo;
-using davis::caer::CameraKind;
-using davis::caer::VirtualBus;
+using davis::driver::CameraInfo;
+using davis::driver::CameraKind;
+using davis::driver::VirtualBus;
 
 namespace {
 
@@ -33,14 +33,6 @@ void require(bool good, const std::string& option, const std::string& range)
 {
     if (!good)
         throw std::invalid_argument("virtual camera: " + option + " must be " + range);
-}
-
-void refuseBesideLibcaer()
-{
-#ifdef VORNA_HAVE_LIBCAER
-    throw std::runtime_error("this build drives real cameras through libcaer; virtual cameras need a build without "
-                             "libcaer (configure where pkg-config does not find it)");
-#endif
 }
 
 template <class Options>
@@ -87,7 +79,6 @@ std::shared_ptr<VirtualCamera> plug(const KindRow& row, std::uint16_t width, std
 
 std::shared_ptr<VirtualCamera> plugScene(const KindRow& row, SceneOptions options)
 {
-    refuseBesideLibcaer();
     checkScene(options);
     if (options.width == 0)
         options.width = row.width;
@@ -99,7 +90,6 @@ std::shared_ptr<VirtualCamera> plugScene(const KindRow& row, SceneOptions option
 
 std::shared_ptr<VirtualCamera> plugRecording(const KindRow& row, const std::string& path, const ReplayOptions& options)
 {
-    refuseBesideLibcaer();
     checkCommon(options);
     auto replay = std::make_unique<Replay>(path, options);
     const auto recorded = replay->sensorSize().value_or(davis::recording::SensorSize{row.width, row.height});

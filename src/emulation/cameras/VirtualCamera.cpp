@@ -9,80 +9,100 @@ namespace emulation {
 using davis::event::DvsEvent;
 using namespace std::chrono_literals;
 
-VirtualCamera::VirtualCamera(davis::caer::CameraKind kind, davis::caer::CameraInfo info,
+VirtualCamera::VirtualCamera(davis::driver::CameraKind kind, davis::driver::CameraInfo info,
                              std::unique_ptr<Content> shownContent, Pace pace)
     : kind_(kind), information(std::move(info)), pace(pace), content(std::move(shownContent))
 {}
 
-VirtualCamera::~VirtualCamera()
-{
-    if (shutdownThread.joinable())
-        shutdownThread.join();
-}
+VirtualCamera::~VirtualCamera() = default;
 
 void VirtualCamera::unplug()
 {
-    const auto held = davis::caer::VirtualBus::instance().unplug(*this); // maybe the last owner: to the end of this
-    const std::lock_guard lock(mutex);
+    const auto held = davis::driver::VirtualBus::instance().unplug(*this); // maybe the last owner: to the end of this
+    const util::Lock lock(mutex);
     if (!plugged)
         return;
     plugged = false;
-    if (delivering && onShutdown)
-        shutdownThread = std::thread(std::exchange(onShutdown, nullptr));
-    changed.notify_all();
+    postShutdown();
+    changed.notifyAll();
+}
+
+void VirtualCamera::failTransfers()
+{
+    const util::Lock lock(mutex);
+    if (!delivering)
+        return;
+    failed = true;
+    postShutdown();
+    changed.notifyAll();
+}
+
+/// Has the callback called, once a stream.
+void VirtualCamera::postShutdown()
+{
+    if (!delivering)
+        return;
+    transfers->post([this] {
+        util::Lock guard(mutex);
+        const std::function<void()> shutdown = std::exchange(onShutdown, nullptr);
+        guard.unlock();
+        if (shutdown) // else stopStream() came first
+            shutdown();
+    });
 }
 
 bool VirtualCamera::isPlugged() const
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     return plugged;
 }
 
 bool VirtualCamera::isOpen() const
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     return opened;
 }
 
 bool VirtualCamera::isDelivering() const
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     return delivering;
 }
 
 bool VirtualCamera::isFinished() const
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     return finished;
 }
 
 bool VirtualCamera::waitUntilFinished(std::int64_t timeoutMs) const
 {
     constexpr std::int64_t dayMs = 24 * 60 * 60 * 1000; // beyond which the sum with the clock could overflow
-    std::unique_lock lock(mutex);
-    changed.wait_for(lock, std::chrono::milliseconds(std::clamp<std::int64_t>(timeoutMs, 0, 365 * dayMs)),
-                     [&] { return finished || !plugged; });
+    util::Lock lock(mutex);
+    changed.waitFor(mutex, std::chrono::milliseconds(std::clamp<std::int64_t>(timeoutMs, 0, 365 * dayMs)),
+                    [this]() VORNA_REQUIRES(mutex) { return finished || !plugged; });
     return finished;
 }
 
 CameraCounters VirtualCamera::counters() const
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     return counts;
 }
 
 std::string VirtualCamera::damage() const
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     return damage_;
 }
 
 bool VirtualCamera::open()
 {
     {
-        const std::lock_guard lock(mutex);
+        const util::Lock lock(mutex);
         if (!plugged || opened)
             return false;
+        transfers = std::make_unique<TransferThread>();
         opened = true;
         finished = false;
         counts = {};
@@ -103,38 +123,58 @@ bool VirtualCamera::open()
 
 void VirtualCamera::close()
 {
-    std::thread last;
+    std::unique_ptr<TransferThread> last;
     {
-        const std::lock_guard lock(mutex);
-        last = std::move(shutdownThread);
+        const util::Lock lock(mutex);
+        last = std::move(transfers);
     }
-    if (last.joinable())
-        last.join();
-    const std::lock_guard lock(mutex);
+    last.reset(); // joins it; the callback may take `mutex`
+    const util::Lock lock(mutex);
     opened = false;
+}
+
+bool VirtualCamera::controlTransfer()
+{
+    TransferThread* thread = nullptr;
+    std::uint64_t number = 0;
+    {
+        const util::Lock lock(mutex);
+        if (!plugged)
+            return false;
+        thread = transfers.get();
+        number = thread->post({});
+    }
+    thread->waitFor(number); // it stays until close(), which the caller's driver calls later
+    return true;
 }
 
 bool VirtualCamera::startStream(std::function<void()> shutdown)
 {
-    const std::lock_guard lock(mutex);
+    if (!controlTransfer())
+        return false;
+    const util::Lock lock(mutex);
     if (!plugged || delivering)
         return false;
     delivering = true;
+    failed = false;
     onShutdown = std::move(shutdown);
     begin = Clock::now() - played;
-    changed.notify_all();
+    changed.notifyAll();
     return true;
 }
 
 bool VirtualCamera::stopStream()
 {
-    const std::lock_guard lock(mutex);
-    if (!delivering)
-        return false;
-    delivering = false;
-    onShutdown = nullptr;
-    played = Clock::now() - begin;
-    changed.notify_all();
+    {
+        const util::Lock lock(mutex);
+        if (!delivering)
+            return false;
+        delivering = false;
+        onShutdown = nullptr;
+        played = Clock::now() - begin;
+        changed.notifyAll();
+    }
+    controlTransfer(); // completed behind a callback that is under way
     return true;
 }
 
@@ -149,7 +189,7 @@ bool VirtualCamera::next(std::vector<DvsEvent>& events, int waitMs, const std::f
         return false;
     events.swap(pending);
     pending.clear();
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     counts.events += events.size();
     ++counts.batches;
     return true;
@@ -162,11 +202,11 @@ bool VirtualCamera::fillPending()
     if (ended)
         return false;
     ended = !content->next(pending);
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     damage_ = content->damage().value_or(""); // a loop goes on after it
     if (ended) {
         finished = true;
-        changed.notify_all();
+        changed.notifyAll();
         return false;
     }
     if (!firstUs)
@@ -176,10 +216,10 @@ bool VirtualCamera::fillPending()
 
 bool VirtualCamera::waitUntilDue(Clock::time_point giveUp)
 {
-    std::unique_lock lock(mutex);
+    util::Lock lock(mutex);
     const Clock::time_point due = begin + sinceBegin(pending.back().timestamp);
-    changed.wait_until(lock, std::min(due, giveUp), [&] { return !plugged; });
-    return plugged && Clock::now() >= due;
+    changed.waitUntil(mutex, std::min(due, giveUp), [this]() VORNA_REQUIRES(mutex) { return silent(); });
+    return !silent() && Clock::now() >= due;
 }
 
 bool VirtualCamera::waitForRoom(Clock::time_point giveUp, const std::function<std::size_t()>& backlog)
@@ -187,16 +227,16 @@ bool VirtualCamera::waitForRoom(Clock::time_point giveUp, const std::function<st
     // No channel tells when it is read, so this looks again and again: often enough that the graph need not wait,
     // seldom enough to leave it the processor.
     constexpr auto lookAgain = 200us;
-    std::unique_lock lock(mutex);
-    while (plugged) {
+    util::Lock lock(mutex);
+    while (!silent()) {
         lock.unlock(); // the graph's locks are none of ours
         const bool room = !backlog || backlog() < pace.maxBacklog;
         lock.lock();
         if (room)
-            return plugged;
+            return !silent();
         if (Clock::now() >= giveUp)
             return false;
-        changed.wait_for(lock, lookAgain, [&] { return !plugged; });
+        changed.waitFor(mutex, lookAgain, [this]() VORNA_REQUIRES(mutex) { return silent(); });
     }
     return false;
 }
@@ -204,11 +244,11 @@ bool VirtualCamera::waitForRoom(Clock::time_point giveUp, const std::function<st
 /// Waits as a camera does that has nothing more to tell.
 void VirtualCamera::idleAtEnd(Clock::time_point giveUp)
 {
-    std::unique_lock lock(mutex);
-    changed.wait_until(lock, giveUp, [&] { return !plugged; });
+    util::Lock lock(mutex);
+    changed.waitUntil(mutex, giveUp, [this]() VORNA_REQUIRES(mutex) { return silent(); });
 }
 
-/// When an event is due. Under `mutex`.
+/// When an event is due.
 VirtualCamera::Clock::duration VirtualCamera::sinceBegin(std::int64_t timestampUs) const
 {
     constexpr double furthest = 1e9; // seconds; the clock reaches 9e9

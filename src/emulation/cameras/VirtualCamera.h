@@ -14,21 +14,20 @@
 // sight: a node that passes on batch for batch to a slower one still fills that one's queue.
 
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
-#include <thread>
 #include <vector>
 
-#include "davis/caer/VirtualBus.h"
+#include "davis/driver/VirtualBus.h"
 #include "emulation/cameras/Content.h"
 #include "emulation/cameras/Options.h"
+#include "emulation/cameras/TransferThread.h"
 #include "trovi/Reflect.h"
+#include "util/Mutex.h"
 
 namespace emulation {
 
@@ -47,26 +46,29 @@ struct Pace {
     std::uint32_t maxBacklog = 8;
 };
 
-/// Life: plugged -> open (by one device at a time, from the beginning) -> delivering (on and off, going on where it
-/// stopped) -> closed, and again. unplug() may come at any moment and is for good.
+/// Life: plugged -> open (by one driver at a time, from the beginning) -> delivering (on and off, going on where it
+/// stopped) -> closed, and again. unplug() may come at any moment and is for good; after failTransfers() the driver may
+/// start delivery again.
 ///
-/// Threads: the public functions above "what the libcaer layer calls" are thread-safe. unplug() of a delivering camera
-/// starts one thread, which calls the shutdown callback; close(), and at last the destructor, join it.
-/// Lock: `mutex` guards all state below it but `content`, `pending` and `ended`, which belong to the opener: open() and
-/// then the one thread in next(). Nothing is taken under `mutex`, and no callback runs under it; the bus's mutex may be
-/// held when open() takes it.
-class VirtualCamera final : public davis::caer::PluggedCamera {
+/// Threads: the public functions above "what the driver calls" are thread-safe. While open it has one thread, which
+/// completes control transfers and calls the shutdown callback; close() joins it. No callback runs under `mutex`. The
+/// bus's mutex may be held when open() takes `mutex`; the thread's own is taken under it.
+class VirtualCamera final : public davis::driver::PluggedCamera {
 public:
-    VirtualCamera(davis::caer::CameraKind kind, davis::caer::CameraInfo info, std::unique_ptr<Content> content,
+    VirtualCamera(davis::driver::CameraKind kind, davis::driver::CameraInfo info, std::unique_ptr<Content> content,
                   Pace pace);
     VirtualCamera(const VirtualCamera&) = delete;
     VirtualCamera& operator=(const VirtualCamera&) = delete;
     ~VirtualCamera() override;
 
-    /// Takes the camera off the bus for good. A running reader is ended as by a pulled cable, on another thread: this
-    /// does not wait for that. Does nothing a second time.
+    /// Takes the camera off the bus for good. A running reader ends as when the cable is pulled; this does not wait for
+    /// it. Does nothing a second time.
     void unplug();
-    bool isPlugged() const override;
+    /// All data transfers fail, as over a bad cable, while control transfers still succeed. A running reader ends; this
+    /// does not wait for it. The camera can be started again, and goes on where it was. Does nothing when the camera does
+    /// not deliver.
+    void failTransfers();
+    bool isPlugged() const;
     bool isOpen() const;
     bool isDelivering() const;
 
@@ -88,11 +90,12 @@ public:
     int width() const { return information.width; }
     int height() const { return information.height; }
 
-    // What the libcaer layer calls.
-    davis::caer::CameraKind kind() const override { return kind_; }
-    davis::caer::CameraInfo info() const override { return information; }
+    // What the driver calls.
+    davis::driver::CameraKind kind() const override { return kind_; }
+    davis::driver::CameraInfo info() const override { return information; }
     bool open() override;
     void close() override;
+    bool controlTransfer() override;
     bool startStream(std::function<void()> shutdown) override;
     bool stopStream() override;
     bool next(std::vector<davis::event::DvsEvent>& events, int waitMs,
@@ -101,39 +104,43 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
+    bool silent() const VORNA_REQUIRES(mutex) { return !plugged || failed; }
+    void postShutdown() VORNA_REQUIRES(mutex);
     bool fillPending();
     bool waitUntilDue(Clock::time_point giveUp);
     bool waitForRoom(Clock::time_point giveUp, const std::function<std::size_t()>& backlog);
     void idleAtEnd(Clock::time_point giveUp);
-    Clock::duration sinceBegin(std::int64_t timestampUs) const;
+    Clock::duration sinceBegin(std::int64_t timestampUs) const VORNA_REQUIRES(mutex);
 
-    const davis::caer::CameraKind kind_;
-    const davis::caer::CameraInfo information;
+    const davis::driver::CameraKind kind_;
+    const davis::driver::CameraInfo information;
     const Pace pace;
 
+    // Of the opener: open(), then the one thread in next().
     const std::unique_ptr<Content> content;
     std::vector<davis::event::DvsEvent> pending; // the batch that is next, made but not yet due
     bool ended = false;                          // `content` has no more
 
-    mutable std::mutex mutex;
-    mutable std::condition_variable changed; // plugged, delivering, finished
-    bool plugged = true;
-    bool opened = false;
-    bool delivering = false;
-    bool finished = false;
-    CameraCounters counts;
-    std::string damage_;
-    std::optional<std::int64_t> firstUs; // timestamp of the first event since open()
-    Clock::duration played{};            // of the scene's time, at the last stopStream()
-    Clock::time_point begin;             // when the first event was or would have been due
-    std::function<void()> onShutdown;
-    std::thread shutdownThread;
+    mutable util::Mutex mutex;
+    mutable util::ConditionVariable changed; // plugged, failed, delivering, finished
+    bool plugged VORNA_GUARDED_BY(mutex) = true;
+    bool opened VORNA_GUARDED_BY(mutex) = false;
+    bool delivering VORNA_GUARDED_BY(mutex) = false;
+    bool failed VORNA_GUARDED_BY(mutex) = false; // data transfers, since startStream()
+    bool finished VORNA_GUARDED_BY(mutex) = false;
+    CameraCounters counts VORNA_GUARDED_BY(mutex);
+    std::string damage_ VORNA_GUARDED_BY(mutex);
+    std::optional<std::int64_t> firstUs VORNA_GUARDED_BY(mutex); // timestamp of the first event since open()
+    Clock::duration played VORNA_GUARDED_BY(mutex){};            // of the scene's time, at the last stopStream()
+    Clock::time_point begin VORNA_GUARDED_BY(mutex);             // when the first event was or would have been due
+    std::function<void()> onShutdown VORNA_GUARDED_BY(mutex);
+    // While open. Last: its work uses all of the above.
+    std::unique_ptr<TransferThread> transfers VORNA_GUARDED_BY(mutex);
 };
 
 /// Plugs a virtual DAVIS (346 x 260 unless told otherwise) or DVXplorer (640 x 480) in, behind those that are plugged
 /// already. It stays until it is unplugged, whether or not the result is kept.
-/// @throws std::invalid_argument for options out of range, naming the option; std::runtime_error where the build has
-///         libcaer, whose cameras are real ones
+/// @throws std::invalid_argument for options out of range, naming the option
 std::shared_ptr<VirtualCamera> plugVirtualDavis(const SceneOptions& scene = {});
 std::shared_ptr<VirtualCamera> plugVirtualDvXplorer(const SceneOptions& scene = {});
 /// The same with a recording, of the formats of davis/recording/Reader.h.
@@ -167,7 +174,9 @@ constexpr auto trovi::registerMemberFunctions<emulation::VirtualCamera>()
                  "What ended a recording before its time: file, byte, what was expected; empty when all is well."),
         function("model", &VirtualCamera::model, "Name of the camera's model."),
         function("serialNumber", &VirtualCamera::serialNumber, "Serial number, unique in the process."),
-        function("width", &VirtualCamera::width, "Columns."), function("height", &VirtualCamera::height, "Rows."));
+        function("width", &VirtualCamera::width, "Columns."), function("height", &VirtualCamera::height, "Rows."),
+        function("failTransfers", &VirtualCamera::failTransfers,
+                 "Fails all data transfers, as a bad cable does. A running camera object stops, and can start again."));
 }
 
 template <>

@@ -1,4 +1,4 @@
-// Emulated devices: what makes the kit usable with no hardware at hand.
+// Virtual cameras, which make the kit usable without hardware.
 
 #include "emulation/cameras/VirtualCamera.h"
 #include "python/Keywords.h"
@@ -23,11 +23,11 @@ std::string pathFrom(const py::object& source)
 }
 
 constexpr const char* sceneDoc =
-    "Plugs a virtual camera with a synthetic scene in; it is then found as one on USB would "
-    "be. Keyword arguments are the members of vorna.emulation.SceneOptions. As a context "
+    "Plugs in a virtual camera with a synthetic scene. It is then found as one on USB is, before any real camera of its "
+    "kind. Keyword arguments are the members of vorna.emulation.SceneOptions. As a context "
     "manager the camera is unplugged at the block's end; else it stays until unplug().";
 constexpr const char* recordingDoc =
-    "Plugs a virtual camera that plays a recording in: a .polarity, .evt3.raw, .aedat (AEDAT 3.1) or 5-byte .bin file. "
+    "Plugs in a virtual camera that plays a recording: a .polarity, .evt3.raw, .aedat (AEDAT 3.1) or 5-byte .bin file. "
     "Keyword arguments are the members of vorna.emulation.ReplayOptions. Damage beyond the file's beginning ends the "
     "recording there and shows in damage().";
 

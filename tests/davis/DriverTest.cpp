@@ -1,0 +1,135 @@
+// Drivers: what a camera class calls, and which one it gets.
+
+#include <functional>
+#include <stdexcept>
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "TestSink.h"
+#include "davis/driver/Open.h"
+#include "libcaer/StandIn.h"
+
+namespace {
+
+using namespace davis::driver;
+using emulation::plugVirtualDavis;
+using emulation::plugVirtualDvXplorer;
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::StartsWith;
+using testing::ThrowsMessage;
+
+/// With the parameter set, the cameras of a test are found by libcaer.
+class Drivers : public testing::TestWithParam<bool> {
+protected:
+    std::shared_ptr<emulation::VirtualCamera> place(std::shared_ptr<emulation::VirtualCamera> camera) const
+    {
+        return test::plugged(std::move(camera), GetParam());
+    }
+    test::EmptyBus bus;
+};
+INSTANTIATE_TEST_SUITE_P(Virtual, Drivers, testing::Values(false));
+INSTANTIATE_TEST_SUITE_P(Libcaer, Drivers, testing::Values(true));
+
+bool finds(CameraKind kind, const emulation::VirtualCamera& camera)
+{
+    return open(kind)->info().name.find(camera.serialNumber()) != std::string::npos;
+}
+
+TEST_P(Drivers, BiasesAreSetAndReadAsTheChipTakesThem)
+{
+    const auto camera = place(plugVirtualDavis());
+    const auto driver = open(CameraKind::davis);
+    const struct {
+        CoarseFineBias bias;
+        std::uint32_t word;
+    } rows[] = {
+        {{2, 116, true, false, true, true}, 0x274D}, {{1, 33, true, false, true, true}, 0x121D},
+        {{7, 255, true, true, true, true}, 0x7FFF},  {{0, 0, false, false, false, false}, 0},
+        {{4, 1, false, true, false, false}, 0x4012}, {{0, 0, false, false, true, false}, 0x0004},
+    };
+    for (const auto& row : rows) {
+        driver->setBias(9, row.bias);
+        EXPECT_EQ(driver->configuration({biasModule, 9}), row.word);
+        EXPECT_EQ(driver->bias(9), row.bias);
+    }
+}
+
+TEST_P(Drivers, AreFoundByKindInPlugOrderOneOpenerAtATime)
+{
+    const auto explorer = place(plugVirtualDvXplorer());
+    const auto first = place(plugVirtualDavis());
+    const auto second = place(plugVirtualDavis());
+    {
+        const auto one = open(CameraKind::davis);
+        EXPECT_TRUE(finds(CameraKind::davis, *second)) << "the first one is taken";
+        EXPECT_TRUE(first->isOpen());
+        EXPECT_FALSE(explorer->isOpen());
+        const auto two = open(CameraKind::davis);
+        EXPECT_THROW(open(CameraKind::davis), std::runtime_error);
+    }
+    EXPECT_FALSE(first->isOpen());
+    EXPECT_TRUE(finds(CameraKind::davis, *first));
+    first->unplug();
+    EXPECT_TRUE(finds(CameraKind::davis, *second));
+}
+
+TEST_P(Drivers, OfAnUnpluggedCameraFailWithItsNameInFront)
+{
+    const auto camera = place(plugVirtualDavis());
+    const auto driver = open(CameraKind::davis);
+    const std::string name = "DAVIS346 ID-1 SN-" + camera->serialNumber() + " [0:0]: ";
+    const struct {
+        std::function<void()> call;
+        const char* text;
+    } rows[] = {
+        {[&] { driver->stop(); }, "failed to stop getting data."},
+        {[&] { driver->sendDefaultConfig(); }, "failed to send default configuration."},
+        {[&] {
+             driver->configure({5, 9}, 4);
+         },
+         "failed to set configuration parameter, modAddr=5, paramAddr=9, param=4."},
+        {[&] {
+             driver->configuration({5, 8});
+         },
+         "failed to get configuration parameter, modAddr=5, paramAddr=8."},
+        {[&] { driver->start(nullptr, nullptr); }, "failed to start getting data."},
+    };
+    driver->configure({5, 8}, 123);
+    EXPECT_EQ(driver->configuration({5, 8}), 123u);
+    camera->unplug();
+    EXPECT_NO_THROW(driver->configure(blockingDataExchange, 1)) << "a setting of the host needs no camera";
+    for (const auto& row : rows)
+        EXPECT_THAT(row.call, ThrowsMessage<std::runtime_error>(name + row.text));
+}
+
+TEST(DriverChoice, APluggedVirtualCameraOfTheKindWinsOverLibcaer)
+{
+    const test::EmptyBus bus;
+    const auto real = test::plugged(plugVirtualDavis(), true);
+    const auto otherKind = plugVirtualDvXplorer();
+    EXPECT_TRUE(finds(CameraKind::davis, *real));
+    const auto camera = plugVirtualDavis();
+    const auto taken = open(CameraKind::davis);
+    EXPECT_TRUE(camera->isOpen());
+    EXPECT_THAT([] { open(CameraKind::davis); },
+                ThrowsMessage<std::runtime_error>("Failed to open a DAVIS camera (device type 4, id 1): all 1 that are "
+                                                  "plugged in are open already."));
+    camera->unplug();
+    EXPECT_TRUE(finds(CameraKind::davis, *real));
+}
+
+TEST(DriverChoice, WithoutAnyTheErrorBeginsAsLibcaersAndNamesTheRemedy)
+{
+    const test::EmptyBus bus;
+    for (const auto& [kind, type, plug] : {std::tuple{CameraKind::davis, "type=4", "davis()"},
+                                           std::tuple{CameraKind::dvXplorer, "type=8", "dvxplorer()"}})
+        EXPECT_THAT(
+            [kind = kind] { open(kind); },
+            ThrowsMessage<std::runtime_error>(AllOf(StartsWith("Failed to open device, "), HasSubstr(type),
+                                                    HasSubstr(std::string("vorna.emulation.plug_virtual_") + plug))));
+}
+
+} // namespace
