@@ -10,6 +10,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "../Golden.h"
 #include "davis/recording/Reader.h"
 #include "davis/recording/Writer.h"
 
@@ -43,10 +44,33 @@ protected:
     std::filesystem::path folder;
 };
 
-std::string contentOf(const std::filesystem::path& path)
+/// What a recording holds, or why it is refused, without the folder's name.
+std::string outcome(const std::filesystem::path& path)
 {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
+    std::ostringstream text;
+    text << path.filename().string() << ": ";
+    try {
+        const auto read = recording::readAll(path);
+        text << formatName(read.format);
+        if (read.sensorSize)
+            text << ", " << read.sensorSize->width << " x " << read.sensorSize->height;
+        text << ", " << read.events.size() << " events";
+        if (!read.events.empty())
+            text << " (" << std::ranges::count(read.events, true, &DvsEvent::polarity) << " ON, "
+                 << read.events.front().timestamp << " to " << read.events.back().timestamp << " us)";
+        const auto& [triggers, incomplete, otherPackets] = read.skipped;
+        if (read.skipped != recording::Skipped{})
+            text << ", skipped " << triggers << ' ' << incomplete << ' ' << otherPackets;
+        if (read.damage)
+            text << "\n  " << read.damage->text();
+    } catch (const std::runtime_error& error) {
+        text << "refused\n  " << error.what();
+    }
+    std::string all = text.str() + "\n";
+    const std::string folder = path.parent_path().string() + "/";
+    for (std::size_t at = 0; (at = all.find(folder)) != std::string::npos;)
+        all.erase(at, folder.size());
+    return all;
 }
 
 template <class... Values>
@@ -85,57 +109,70 @@ std::vector<DvsEvent> someEvents(std::size_t count, std::int64_t firstUs = 0)
     return events;
 }
 
-TEST(RecordingFiles, TheDigitHasItsKnownEvents)
+TEST_F(Recordings, AFileGivesItsEventsAndTellsByPlaceWhyThereAreNoMore)
 {
-    const auto digit = recording::readAll(dataFolder + "digit_34x34.bin");
-    EXPECT_FALSE(digit.damage);
-    EXPECT_EQ(digit.format, Format::digit);
-    EXPECT_EQ(digit.sensorSize, (SensorSize{34, 34}));
-    ASSERT_EQ(digit.events.size(), 4325u);
-    EXPECT_EQ(std::ranges::count(digit.events, true, &DvsEvent::polarity), 2145);
-    EXPECT_EQ(digit.events.front().timestamp, 654);
-    EXPECT_EQ(digit.events.back().timestamp, 311'175);
-    EXPECT_TRUE(std::ranges::is_sorted(digit.events, {}, &DvsEvent::timestamp));
+    const std::string good = word(1, 1, 1, 5);
+    const auto words = [](auto... values) { return "% evt 3.0\n" + bytes(static_cast<std::uint16_t>(values)...); };
+    // eventSize, tsOffset, overflow, capacity, number, valid
+    const auto header = [](auto... fields) {
+        return aedatBegin + bytes(std::int16_t{1}, std::int16_t{1}, std::int32_t{fields}...);
+    };
+    const std::string special = packet(0, 12, 0, 2, std::string(24, '\xFF'));
+    const std::string three = packet(1, 8, 0, 3, good + word(3, 4, 0, 11, /*valid*/ 0) + word(5, 6, 0, 12));
+    const std::string late = packet(1, 8, 3, 1, word(345, 259, 1, 0x7FFFFFFF)); // (4 << 31) - 1
+    const std::pair<const char*, std::string> rows[] = {
+        {"types.aedat", aedatBegin + special + three + packet(1, 8, 0, 0, "") + late + special},
+        {"hello.txt", "hello"},
+        {"marked.dat", aedatBegin},
+        {"marked.evt", "% evt 3.0\n"},
+        {"geometry.raw", "% geometry 640x480\n"},
+        {"keys.raw", "% format EVT3;height=20;width=30\n% end\n"},
+        {"bare.raw", bytes(std::uint16_t{0x2025}, std::uint16_t{0x8001})}, // its first byte is that of '%'
+        {"evt2.raw", "% evt 2.0\n"},
+        {"evt21.raw", "% date today\n% format EVT21;width=3;height=4\n"},
+        {"word.raw", words(0x8000, 0, 0x2001, 0x9123)},
+        {"odd.raw", words(0x8000) + "x"},
+        {"mark.polarity", good + word(2, 2, 0, 6, 0)},
+        {"cut.polarity", good + "abc"},
+        {"pixel.bin", std::string("\x01\x02\x80\x00\x05\x22\x02\x00\x00\x06", 10)},
+        {"cut.bin", std::string("\x01\x02\x80\x00\x05\x01", 6)},
+        {"empty.aedat", ""},
+        {"version.aedat", "#!AER-DAT2.0\r\n#x\r\n"},
+        {"format.aedat", "#!AER-DAT3.1\r\n#Format: SerialTS\r\n#!END-HEADER\r\n"},
+        {"endless.aedat", "#!AER-DAT3.1\r\n#Format: RAW\r\n"},
+        {"line.aedat", "#!AER-DAT3.1\r\n#Form"},
+        {"header.aedat", aedatBegin + packet(1, 8, 0, 1, good) + "0123456789"},
+        {"packet.aedat", aedatBegin + packet(1, 8, 0, 3, good + good.substr(0, 7))},
+        {"timestamp.aedat", aedatBegin + packet(1, 8, 0, 2, good + word(1, 1, 1, 0x80000000))},
+        {"special.aedat", aedatBegin + packet(0, 12, 0, 3, "0123")},
+        {"compressed.aedat", aedatBegin + packet(std::int16_t(-32767), 8, 0, 1, good)},
+        {"size.aedat", header(12, 4, 0, 1, 1, 1)},
+        {"offset.aedat", header(8, 0, 0, 1, 1, 1)},
+        {"overflow.aedat", header(8, 4, -1, 1, 1, 1)},
+        {"capacity.aedat", header(8, 4, 0, 1, 2, 1)},
+        {"count.aedat", header(8, 4, 0, 0, -1, 0)},
+        {"valid.aedat", header(8, 4, 0, 2, 1, 2)},
+        {"nosize.aedat", aedatBegin + packet(7, 0, 0, 5, "")},
+        {"huge.aedat", aedatBegin + packet(1, 8, 0, 2147483647, good)},
+    };
+    std::string text = outcome(folder / "missing.bin");
+    for (const char* known : {"digit_34x34.bin", "scene_640x480_cut.evt3.raw", "scene_640x480_cut.polarity"})
+        text += outcome(dataFolder + known);
+    for (const auto& [name, content] : rows)
+        text += outcome(write(name, content));
+    EXPECT_GOLDEN("recordings.txt", text);
+    EXPECT_THAT([&] { recording::open(folder); }, testing::ThrowsMessage<std::runtime_error>(HasSubstr("directory")));
 }
 
-TEST(RecordingFiles, Evt3WordsAndTheirPolarityWordsTellTheSameEvents)
+TEST(RecordingFiles, Evt3WordsAndTheirPolarityWordsHoldTheSameEvents)
 {
     auto evt3 = recording::readAll(dataFolder + "scene_640x480_cut.evt3.raw");
     const auto polarity = recording::readAll(dataFolder + "scene_640x480_cut.polarity");
-    EXPECT_FALSE(evt3.damage);
-    EXPECT_FALSE(polarity.damage);
-    EXPECT_EQ(evt3.sensorSize, (SensorSize{640, 480}));
-    EXPECT_EQ(evt3.skipped.triggers, 67u);
-    ASSERT_EQ(polarity.events.size(), 2612u);
     EXPECT_EQ(polarity.events.front(), (DvsEvent{479, 441, false, 0}));
-    EXPECT_EQ(evt3.events.front().timestamp, 0x6CF'200 + 0x5) << "the camera's own time";
-    const std::int64_t begin = evt3.events.front().timestamp;
+    const std::int64_t begin = 0x6CF'200 + 0x5; // the camera's own time
     for (DvsEvent& event : evt3.events)
         event.timestamp -= begin;
     EXPECT_EQ(evt3.events, polarity.events);
-}
-
-TEST_F(Recordings, AedatPacketsAreReadByType)
-{
-    const std::string special = packet(0, 12, 0, 2, std::string(24, '\xFF'));
-    const std::string first =
-        packet(1, 8, 0, 3, word(1, 2, 1, 10) + word(3, 4, 0, 11, /*valid*/ 0) + word(5, 6, 0, 12));
-    const std::string later = packet(1, 8, 3, 1, word(345, 259, 1, 0x7FFFFFFF));
-    const std::string empty = packet(1, 8, 0, 0, "");
-    const auto path = write("scene.aedat", aedatBegin + special + first + empty + later + special);
-
-    const auto reader = recording::open(path);
-    EXPECT_EQ(reader->format(), Format::aedat31);
-    EXPECT_EQ(reader->sensorSize(), (SensorSize{346, 260}));
-    std::vector<DvsEvent> batch;
-    ASSERT_TRUE(reader->read(batch));
-    EXPECT_EQ(batch, (std::vector<DvsEvent>{{1, 2, true, 10}, {3, 4, false, 11}, {5, 6, false, 12}}))
-        << "a packet, whole";
-    ASSERT_TRUE(reader->read(batch));
-    EXPECT_EQ(batch, (std::vector<DvsEvent>{{345, 259, true, (std::int64_t{4} << 31) - 1}}));
-    EXPECT_FALSE(reader->read(batch));
-    EXPECT_FALSE(reader->damage());
-    EXPECT_EQ(reader->skipped().otherPackets, 2u);
 }
 
 TEST_F(Recordings, WhatIsWrittenIsReadBackEqual)
@@ -182,9 +219,9 @@ TEST_F(Recordings, TheWriterRefusesWhatItsFormatCannotHoldBeforeItWritesAnything
         const std::vector<DvsEvent> events{{1, 1, true, 1}, row.event};
         EXPECT_THAT([&] { writer.write(events); }, testing::ThrowsMessage<std::invalid_argument>(HasSubstr(row.text)));
         writer.close();
-        const std::string header = row.format == Format::aedat31 ? "#!END-HEADER\r\n" : "";
-        EXPECT_TRUE(contentOf(path).ends_with(header));
-        EXPECT_TRUE(recording::open(path, row.format)->damage() == std::nullopt);
+        const auto reader = recording::open(path, row.format);
+        std::vector<DvsEvent> batch;
+        EXPECT_FALSE(reader->read(batch) || reader->damage()) << "nothing was written";
     }
     EXPECT_THROW(recording::Writer(folder / "x.raw", Format::evt3), std::invalid_argument);
     EXPECT_THROW(recording::Writer(folder / "no/such/folder.polarity", Format::polarity), std::runtime_error);
@@ -192,128 +229,22 @@ TEST_F(Recordings, TheWriterRefusesWhatItsFormatCannotHoldBeforeItWritesAnything
 
 TEST_F(Recordings, AFullDiskIsAnError)
 {
-    if (!std::filesystem::exists("/dev/full"))
-        FAIL() << "no /dev/full on this system";
     recording::Writer writer("/dev/full", Format::polarity);
     const auto events = someEvents(100);
-    EXPECT_THROW(
-        {
-            writer.write(events);
-            writer.close();
-        },
-        std::runtime_error);
+    EXPECT_THROW((writer.write(events), writer.close()), std::runtime_error);
 }
 
-TEST_F(Recordings, WhatIsNoRecordingIsRefusedByName)
-{
-    const struct {
-        const char* name;
-        std::string content;
-        const char* text;
-    } rows[] = {
-        {"x.txt", "hello", "cannot tell what recording this is"},
-        {"x.raw", "% evt 2.0\n", "header line \"% evt 2.0\" at byte 0 names an encoding other than EVT 3.0"},
-        {"y.raw", "% date today\n% format EVT21;width=3;height=4\n", "at byte 13 names an encoding other than EVT 3.0"},
-        {"x.aedat", "", "expected the line \"#!AER-DAT3.1\" at byte 0"},
-        {"y.aedat", "#!AER-DAT2.0\r\n#x\r\n",
-         "expected the line \"#!AER-DAT3.1\" (this file is of another version) at byte 0"},
-        {"z.aedat", "#!AER-DAT3.1\r\n#Format: SerialTS\r\n#!END-HEADER\r\n", "expected \"#Format: RAW\""},
-        {"u.aedat", "#!AER-DAT3.1\r\n#Format: RAW\r\n",
-         "expected a header line, the last being \"#!END-HEADER\", at byte 28"},
-        {"v.aedat", "#!AER-DAT3.1\r\n#Form", "at byte 14"},
-    };
-    for (const auto& row : rows) {
-        const auto path = write(row.name, row.content);
-        EXPECT_THAT([&] { recording::open(path); }, testing::ThrowsMessage<std::runtime_error>(
-                                                        testing::AllOf(HasSubstr(path.string()), HasSubstr(row.text))));
-    }
-    EXPECT_THAT([&] { recording::open(folder / "missing.bin"); },
-                testing::ThrowsMessage<std::runtime_error>(HasSubstr("No such file or directory")));
-    EXPECT_THAT([&] { recording::open(folder); }, testing::ThrowsMessage<std::runtime_error>(HasSubstr("directory")));
-}
-
-TEST_F(Recordings, ContentTellsTheFormatWhereTheNameDoesNot)
-{
-    EXPECT_EQ(recording::open(write("a.dat", aedatBegin))->format(), Format::aedat31);
-    EXPECT_EQ(recording::open(write("b.dat", "% evt 3.0\n"))->format(), Format::evt3);
-    // The first word of a stream without header may begin with the byte of '%'.
-    const auto bare = recording::open(write("c.raw", bytes(std::uint16_t{0x2025}, std::uint16_t{0x8001})));
-    std::vector<DvsEvent> batch;
-    EXPECT_FALSE(bare->read(batch));
-    EXPECT_FALSE(bare->damage());
-    EXPECT_EQ(bare->skipped().incomplete, 1u);
-    EXPECT_EQ(recording::open(write("d.raw", "% format EVT3;height=20;width=30\n% end\n"))->sensorSize(),
-              (SensorSize{30, 20}));
-}
-
-TEST_F(Recordings, ADamagedPlaceIsToldAndWhatCameBeforeItStays)
-{
-    const std::string good = word(1, 1, 1, 5);
-    const std::uint64_t head = aedatBegin.size();
-    const auto header = [](std::int32_t eventSize, std::int32_t tsOffset, std::int32_t overflow, std::int32_t capacity,
-                           std::int32_t number, std::int32_t valid) {
-        return bytes(std::int16_t{1}, std::int16_t{1}, eventSize, tsOffset, overflow, capacity, number, valid);
-    };
-    const struct {
-        const char* name;
-        std::string content;
-        std::size_t events;
-        std::uint64_t offset;
-        const char* text;
-    } rows[] = {
-        {"a.polarity", good + word(2, 2, 0, 6, 0), 1, 8,
-         "expected an event with its valid mark (bit 0) set, found data word 0x00040008"},
-        {"b.polarity", good + "abc", 1, 8,
-         "expected the 8 bytes of an event, found the end of the file after 3 of them"},
-        {"c.bin", std::string("\x01\x02\x80\x00\x05", 5) + std::string("\x22\x02\x00\x00\x06", 5), 1, 5,
-         "found x = 34, y = 2"},
-        {"d.bin", std::string("\x01\x02\x80\x00\x05", 5) + "\x01", 1, 5, "after 1 of them"},
-        {"e.raw",
-         "% evt 3.0\n" + bytes(std::uint16_t{0x8000}, std::uint16_t{0}, std::uint16_t{0x2001}, std::uint16_t{0x9123}),
-         1, 16, "found word 0x9123"},
-        {"f.raw", "% evt 3.0\n" + bytes(std::uint16_t{0x8000}) + "x", 0, 12, "the 2 bytes of a word"},
-        {"g.aedat", aedatBegin + packet(1, 8, 0, 1, good) + "0123456789", 1, head + 36,
-         "the 28 bytes of a packet header, found the end of the file after 10"},
-        {"h.aedat", aedatBegin + packet(1, 8, 0, 3, good + good.substr(0, 7)), 1, head + 36,
-         "the first of 2 that the packet still has, found the end of the file after 7"},
-        {"i.aedat", aedatBegin + packet(1, 8, 0, 2, good + word(1, 1, 1, 0x80000000)), 1, head + 40,
-         "a timestamp of 31 bits"},
-        {"j.aedat", aedatBegin + packet(0, 12, 0, 3, "0123"), 0, head + 32, "the 32 bytes that the packet still has"},
-        {"k.aedat", aedatBegin + packet(std::int16_t(-32767), 8, 0, 1, good), 0, head,
-         "without the mark of compression, found -32767"},
-        {"l.aedat", aedatBegin + header(12, 4, 0, 1, 1, 1), 0, head + 4,
-         "an event size of 8 for polarity events, found 12"},
-        {"m.aedat", aedatBegin + header(8, 0, 0, 1, 1, 1), 0, head + 8, "a timestamp offset of 4"},
-        {"n.aedat", aedatBegin + header(8, 4, -1, 1, 1, 1), 0, head + 12, "overflow of 0 or more, found -1"},
-        {"o.aedat", aedatBegin + header(8, 4, 0, 1, 2, 1), 0, head + 16, "a capacity of no less than the event count"},
-        {"p.aedat", aedatBegin + header(8, 4, 0, 0, -1, 0), 0, head + 20, "an event count of 0 or more, found -1"},
-        {"q.aedat", aedatBegin + header(8, 4, 0, 2, 1, 2), 0, head + 24, "a count of valid events"},
-        {"r.aedat", aedatBegin + packet(7, 0, 0, 5, ""), 0, head + 4, "an event size of 1 or more, found 0"},
-        {"s.aedat", aedatBegin + packet(1, 8, 0, 2147483647, good), 1, head + 36,
-         "the first of 2147483646 that the packet still has"},
-    };
-    for (const auto& row : rows) {
-        const auto path = write(row.name, row.content);
-        const auto read = recording::readAll(path);
-        ASSERT_TRUE(read.damage) << row.name;
-        EXPECT_EQ(read.events.size(), row.events) << row.name;
-        EXPECT_EQ(read.damage->offset, row.offset) << row.name;
-        EXPECT_THAT(read.damage->text(), HasSubstr(row.text));
-        EXPECT_THAT(read.damage->text(), HasSubstr(path.string() + ": damaged at byte " + std::to_string(row.offset)));
-    }
-}
-
-struct Sample {
-    const char* name;
-    std::string content;
-};
-
-std::vector<Sample> samples()
+/// Good files: name and content.
+std::vector<std::pair<const char*, std::string>> samples()
 {
     std::string aedat = aedatBegin + packet(0, 12, 0, 1, std::string(12, 'x'));
     for (std::uint32_t i = 0; i < 5; ++i)
         aedat += packet(1, 8, 0, 3, word(i, 1, 1, i) + word(i, 2, 0, i) + word(i, 3, 1, i));
-    const auto head = [](const char* name, std::size_t count) { return contentOf(dataFolder + name).substr(0, count); };
+    const auto head = [](const char* name, std::size_t count) {
+        std::string content(count, 0);
+        std::ifstream(dataFolder + name, std::ios::binary).read(content.data(), static_cast<std::streamsize>(count));
+        return content;
+    };
     return {{"s.polarity", head("scene_640x480_cut.polarity", 160)},
             {"s.raw", head("scene_640x480_cut.evt3.raw", 229)},
             {"s.bin", head("digit_34x34.bin", 200)},
@@ -322,38 +253,36 @@ std::vector<Sample> samples()
 
 TEST_F(Recordings, CutAnywhereTheBeginningIsKept)
 {
-    for (const Sample& sample : samples()) {
-        const auto whole = recording::readAll(write(sample.name, sample.content));
+    for (const auto& [name, content] : samples()) {
+        const auto whole = recording::readAll(write(name, content));
         ASSERT_FALSE(whole.damage);
-        ASSERT_FALSE(whole.events.empty());
         std::size_t before = 0;
-        for (std::size_t length = 0; length < sample.content.size(); ++length) {
-            const auto path = write(sample.name, sample.content.substr(0, length));
+        for (std::size_t length = 0; length < content.size(); ++length) {
+            const auto path = write(name, content.substr(0, length));
             try {
                 const auto cut = recording::readAll(path);
-                ASSERT_LE(cut.events.size(), whole.events.size());
-                EXPECT_TRUE(std::equal(cut.events.begin(), cut.events.end(), whole.events.begin()));
-                EXPECT_GE(cut.events.size(), before) << sample.name << " cut at " << length;
-                EXPECT_LE(cut.events.size(), before + 1) << sample.name << " cut at " << length;
+                ASSERT_TRUE(std::ranges::mismatch(cut.events, whole.events).in1 == cut.events.end());
+                EXPECT_GE(cut.events.size(), before) << name << " cut at " << length;
+                EXPECT_LE(cut.events.size(), before + 1) << name << " cut at " << length;
                 EXPECT_LE(cut.damage.value_or(recording::Damage{}).offset, length);
                 before = cut.events.size();
             } catch (const std::runtime_error& error) { // only a header that is not whole
-                EXPECT_EQ(before, 0u) << error.what();
-                EXPECT_LT(length, aedatBegin.size()) << sample.name << ": " << error.what();
+                EXPECT_LT(length, aedatBegin.size()) << name << ": " << error.what();
             }
         }
+        EXPECT_GT(before, 0u);
     }
 }
 
-TEST_F(Recordings, NoByteAtAllMayBeAnything)
+TEST_F(Recordings, AnyByteMayBeWrong)
 {
     std::mt19937 random(7);
-    for (const Sample& sample : samples())
+    for (const auto& [name, good] : samples())
         for (int i = 0; i < 1000; ++i) {
-            std::string content = sample.content;
+            std::string content = good;
             for (int flips = 1 + static_cast<int>(random() % 3); flips > 0; --flips)
                 content[random() % content.size()] = static_cast<char>(random());
-            const auto path = write(sample.name, content);
+            const auto path = write(name, content);
             try {
                 const auto read = recording::readAll(path);
                 EXPECT_LE(read.events.size(), 12 * content.size());

@@ -34,25 +34,19 @@ public:
     {
         std::vector<DvsEvent> events;
         graph::nodes::Batch<DvsEvent> batch;
-        while (inputChannel->try_dequeue(batch)) {
+        while (inputChannel->try_dequeue(batch))
             events.insert(events.end(), batch->begin(), batch->end());
-            ++batches;
-        }
         return events;
     }
     std::size_t waiting() const { return inputChannel->size_approx(); }
-
-    std::size_t batches = 0; ///< that drain() took
 };
 
 /// Leaves no camera behind where cameras are found.
 struct EmptyBus {
-    EmptyBus() { clear(); }
-    ~EmptyBus() { clear(); }
-    static void clear()
+    ~EmptyBus()
     {
         emulation::unplugAllVirtualCameras();
-        standin::bus().clear();
+        standin::bus.clear();
     }
 };
 
@@ -61,19 +55,19 @@ inline std::shared_ptr<emulation::VirtualCamera> plugged(std::shared_ptr<emulati
                                                          bool byLibcaer)
 {
     if (byLibcaer)
-        standin::bus().push_back(davis::driver::VirtualBus::instance().unplug(*camera));
+        standin::bus.push_back(davis::driver::VirtualBus::instance().unplug(*camera));
     return camera;
 }
 
-/// As fast as it is read; the tests look at content then, not at the clock.
+/// As fast as it is read; the tests check content then, not time.
 inline emulation::SceneOptions fastScene(std::int64_t durationUs, double eventsPerSecond = 1e6)
 {
-    emulation::SceneOptions options;
-    options.durationUs = durationUs;
-    options.eventsPerSecond = eventsPerSecond;
-    options.realtime = false;
-    options.maxBacklog = 1'000'000;
-    return options;
+    return {.width = 90,
+            .height = 60,
+            .eventsPerSecond = eventsPerSecond,
+            .durationUs = durationUs,
+            .realtime = false,
+            .maxBacklog = 1'000'000};
 }
 
 /// All that a scene with a width and a height shows.
