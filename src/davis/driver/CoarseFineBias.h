@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "davis/event/PolarityWord.h"
+#include "util/BitField.h"
 
 namespace davis::driver {
 
@@ -20,12 +20,12 @@ struct CoarseFineBias {
 };
 
 struct BiasWord {
-    static constexpr event::BitField enabled{0, 1};
-    static constexpr event::BitField sexN{1, 1};
-    static constexpr event::BitField typeNormal{2, 1};
-    static constexpr event::BitField currentLevelNormal{3, 1};
-    static constexpr event::BitField fine{4, 8};
-    static constexpr event::BitField coarse{12, 3};
+    static constexpr util::BitField enabled{0, 1};
+    static constexpr util::BitField sexN{1, 1};
+    static constexpr util::BitField typeNormal{2, 1};
+    static constexpr util::BitField currentLevelNormal{3, 1};
+    static constexpr util::BitField fine{4, 8};
+    static constexpr util::BitField coarse{12, 3};
 };
 
 constexpr std::uint32_t biasWord(const CoarseFineBias& bias)

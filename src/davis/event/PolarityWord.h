@@ -2,9 +2,9 @@
 // The 8-byte polarity event of cameras and recordings, little-endian on the wire and on disk:
 //
 //   bytes 0..3  data word   bit 0 valid mark, bit 1 polarity (1 = ON), bits 16..2 y, bits 31..17 x
-//   bytes 4..7  timestamp   microseconds, 32 bits; what its top bit means is the affair of the container
+//   bytes 4..7  timestamp   microseconds, 32 bits; the container defines what the top bit means
 //
-// The layout stands here once; camera, recordings and writers all read and make their words by it.
+// Cameras, recordings and writers all use this one layout.
 
 #include <array>
 #include <bit>
@@ -16,33 +16,20 @@
 #include <vector>
 
 #include "davis/event/DvsEvent.h"
+#include "util/BitField.h"
 
 namespace davis::event {
 
-/// `width` bits of a 32-bit word, from bit `low` up.
-struct BitField {
-    unsigned low;
-    unsigned width;
-
-    constexpr std::uint32_t largest() const { return (std::uint32_t{1} << width) - 1; }
-    constexpr std::uint32_t mask() const { return largest() << low; }
-    constexpr std::uint32_t get(std::uint32_t word) const { return (word >> low) & largest(); }
-    /// `value` must not exceed largest().
-    constexpr std::uint32_t put(std::uint32_t value) const { return value << low; }
-};
-
 struct PolarityWord {
-    static constexpr BitField valid{0, 1};
-    static constexpr BitField polarity{1, 1};
-    static constexpr BitField y{2, 15};
-    static constexpr BitField x{17, 15};
+    static constexpr util::BitField valid{0, 1};
+    static constexpr util::BitField polarity{1, 1};
+    static constexpr util::BitField y{2, 15};
+    static constexpr util::BitField x{17, 15};
     static constexpr std::size_t bytes = 8; ///< data word and timestamp
 };
-static_assert((PolarityWord::valid.mask() ^ PolarityWord::polarity.mask() ^ PolarityWord::y.mask() ^
-               PolarityWord::x.mask()) == 0xFFFFFFFF,
-              "the fields fill the data word without overlap");
+static_assert(util::fillWord(PolarityWord::valid, PolarityWord::polarity, PolarityWord::y, PolarityWord::x));
 
-static_assert(std::endian::native == std::endian::little, "words are copied as they stand in memory");
+static_assert(std::endian::native == std::endian::little, "words are copied from memory as they are");
 
 /// The data word of a valid event; x and y at most 32,767.
 constexpr std::uint32_t dataWord(const DvsEvent& event)
@@ -51,10 +38,10 @@ constexpr std::uint32_t dataWord(const DvsEvent& event)
            PolarityWord::x.put(event.x);
 }
 
-/// The event of a data word and its timestamp; the valid mark is not looked at.
+/// The event of a data word and its timestamp. The valid mark is not read.
 inline DvsEvent eventOf(std::uint32_t data, std::int64_t timestamp)
 {
-    // Two whole words, since four narrow stores cost whoever loads them back as words 5 to 10 ns an event.
+    // Two whole words: after four narrow stores, loading the event as words costs 5 to 10 ns.
     static_assert(offsetof(DvsEvent, x) == 0 && offsetof(DvsEvent, y) == 2 && offsetof(DvsEvent, polarity) == 4 &&
                   offsetof(DvsEvent, timestamp) == 8 && sizeof(DvsEvent) == 16);
     const std::uint64_t pixel = std::uint64_t{PolarityWord::x.get(data)} |
@@ -63,11 +50,11 @@ inline DvsEvent eventOf(std::uint32_t data, std::int64_t timestamp)
     return std::bit_cast<DvsEvent>(std::array<std::uint64_t, 2>{pixel, static_cast<std::uint64_t>(timestamp)});
 }
 
-/// Appends the events of `words` (whole words of 8 bytes, any alignment), valid or not, in order. The 32-bit timestamp
-/// is sign-extended: the value wraps with the camera's counter.
+/// Appends the events of `words` (8 bytes each, any alignment), valid or not, in order. The 32-bit timestamp is
+/// sign-extended: the value wraps with the camera's counter.
 inline void appendEvents(std::span<const std::byte> words, std::vector<DvsEvent>& events)
 {
-    // An iterator that makes events, so that the vector is sized once and each element is written once.
+    // An iterator over decoded events, so that the vector is sized once and each element is written once.
     struct Reading {
         using iterator_category = std::random_access_iterator_tag;
         using value_type = DvsEvent;

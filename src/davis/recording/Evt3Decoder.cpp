@@ -4,6 +4,8 @@
 #include <bit>
 #include <cstring>
 
+#include "davis/event/PolarityWord.h"
+
 namespace davis::recording {
 
 namespace {
@@ -107,7 +109,7 @@ event::DvsEvent* Evt3Decoder::emitVector(std::uint32_t bits, unsigned count, eve
     } else {
         incomplete_ += static_cast<std::uint64_t>(std::popcount(bits));
     }
-    // Held within 12 bits, so that a stream of nothing but vectors cannot carry it beyond all bounds.
+    // At most 12 bits, so that a stream of nothing but vectors can't make it overflow.
     base = std::min(base + count, noLimit);
     return out;
 }
@@ -116,7 +118,7 @@ void Evt3Decoder::setTimeHigh(std::uint32_t next)
 {
     constexpr std::uint32_t halfTurn = (Evt3Word::payload.largest() + 1) / 2;
     if (timeKnown && next == high)
-        return; // told again every few microseconds
+        return; // repeated every few microseconds
     if (timeKnown && next < high && high - next > halfTurn)
         turns += std::int64_t{1} << 24;
     high = next;

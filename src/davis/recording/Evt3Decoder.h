@@ -1,9 +1,9 @@
 #pragma once
-// EVT 3.0: a stream of little-endian 16-bit words, each a type in bits 15..12 and a payload in bits 11..0. Words tell
-// only what changed, so the decoder remembers time, row and vector base:
+// EVT 3.0: a stream of little-endian 16-bit words, each with a type in bits 15..12 and a payload in bits 11..0. A word
+// carries only what changed, so the decoder remembers time, row and vector base:
 //
 //   type              payload
-//   0x0 addressY      bits 10..0 row of what follows (bit 11: which of two cameras)
+//   0x0 addressY      bits 10..0 row of the events that follow (bit 11: which of two cameras)
 //   0x2 addressX      bits 10..0 column, bit 11 polarity: one event
 //   0x3 vectorBaseX   bits 10..0 column, bit 11 polarity of the vectors that follow
 //   0x4 vector12      bit i set: an event at base + i; the base then moves on by 12
@@ -12,7 +12,7 @@
 //   0x7 continued4    data of a word of type 0xE
 //   0x8 timeHigh      bits 23..12 of the time; beyond that the decoder counts the turns
 //   0xA trigger       an edge at a trigger input: counted, no event
-//   0xE others        further kinds of the camera's own: passed over, as is what continues them
+//   0xE others        private to the camera: skipped, with the words that continue it
 //   0xF continued12   data of a word of type 0xE
 //
 // A stream may begin in the middle: events before the first time and the first row are counted and dropped.
@@ -25,16 +25,16 @@
 #include <vector>
 
 #include "davis/event/DvsEvent.h"
-#include "davis/event/PolarityWord.h"
 #include "davis/recording/Reader.h"
+#include "util/BitField.h"
 
 namespace davis::recording {
 
 struct Evt3Word {
-    static constexpr event::BitField type{12, 4};
-    static constexpr event::BitField payload{0, 12};
-    static constexpr event::BitField coordinate{0, 11};
-    static constexpr event::BitField polarity{11, 1};
+    static constexpr util::BitField type{12, 4};
+    static constexpr util::BitField payload{0, 12};
+    static constexpr util::BitField coordinate{0, 11};
+    static constexpr util::BitField polarity{11, 1};
     static constexpr std::size_t bytes = 2;
 
     enum Type : std::uint32_t {
@@ -57,12 +57,12 @@ public:
     /// @param sensorSize  when given, a row or column beyond it is an error
     explicit Evt3Decoder(std::optional<SensorSize> sensorSize = std::nullopt);
 
-    /// Decodes whole words (an odd byte at the end is left alone) and appends what they tell. Timestamps are the
-    /// camera's time in microseconds.
-    /// @return how many words were taken: all, or those before the first word that cannot be
+    /// Decodes whole words (an odd byte at the end is ignored) and appends their events. Timestamps are the camera's
+    /// time in microseconds.
+    /// @return how many words were decoded: all, or those before the first invalid word
     std::size_t decode(std::span<const std::byte> words, std::vector<event::DvsEvent>& events);
 
-    /// What the word at which decode() stopped should have been; null when it took all.
+    /// What decode() expected in place of the word at which it stopped; null when it decoded all.
     const char* expected() const { return expected_; }
 
     std::uint64_t triggers() const { return triggers_; }
@@ -73,7 +73,7 @@ private:
     event::DvsEvent* emitVector(std::uint32_t bits, unsigned count, event::DvsEvent* out);
     void setTimeHigh(std::uint32_t high);
 
-    std::vector<event::DvsEvent> block; // room for the most that one block of words can tell
+    std::vector<event::DvsEvent> block; // room for the events of one block of words
     std::uint32_t width;
     std::uint32_t height;
     const char* expected_ = nullptr;

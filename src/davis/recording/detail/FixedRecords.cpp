@@ -1,6 +1,6 @@
-// The two formats without a header: records of one length up to the end of the file.
+// The two formats without a header: records of a fixed length up to the end of the file.
 //
-//   polarity  8 bytes: see event/PolarityWord.h; the timestamp is unsigned here, and the valid mark always set
+//   polarity  8 bytes: see event/PolarityWord.h; the timestamp is unsigned, and the valid mark must be set
 //   digit     5 bytes, most significant bit first: x (8 bits), y (8), polarity (1), timestamp in microseconds (23)
 
 #include <algorithm>
@@ -87,8 +87,8 @@ protected:
 private:
     static constexpr std::size_t recordBytes = 5;
     static constexpr std::uint16_t side = 34;
-    static constexpr event::BitField polarity{23, 1}; // of bytes 2 to 4
-    static constexpr event::BitField timestamp{0, 23};
+    static constexpr util::BitField polarity{23, 1}; // of bytes 2 to 4
+    static constexpr util::BitField timestamp{0, 23};
 };
 
 } // namespace
