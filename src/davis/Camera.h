@@ -1,5 +1,5 @@
 #pragma once
-// What both kinds of camera share: a thread that reads polarity events and sends them, one vector a read, into the graph.
+// What both kinds of camera share: a thread that reads polarity events and sends them into the graph, one vector a read.
 //
 //   davis::Davis240 camera;                        // the first one that is found; configured, not yet running
 //   camera.getSourceNode().addDestination(input);  // connect before starting, or events go nowhere
@@ -54,8 +54,7 @@ public:
     void start() VORNA_EXCLUDES(life);
     /// Waits until the reader has sent its last read and stopped the driver. A virtual camera takes up to 10 ms. A real
     /// one that shows nothing takes about a second: libcaer's read returns no sooner.
-    /// @throws std::system_error (invalid argument) when the camera is not running: never started, stopped, or ended by a
-    ///         failure
+    /// @throws std::system_error (invalid argument) when the camera is not running: never started, stopped, or failed
     void stop() VORNA_EXCLUDES(life);
     /// True from start() until stop() or a failure.
     bool isRunning() const;

@@ -8,7 +8,7 @@ namespace davis {
 class Davis240 : public detail::Camera {
 public:
     /// Opens the camera, prints its description and its biases to standard output, and configures it.
-    /// @throws std::runtime_error when there is none, saying what is missing, or when it does not take its configuration
+    /// @throws std::runtime_error when there is none, saying what is missing, or when configuring it fails
     Davis240();
 };
 

@@ -72,7 +72,7 @@ public:
     /// Ends delivery, also after the shutdown callback.
     virtual void stop() = 0;
     /// The polarity events of the next read, valid or not; none when the read has no such events or there was no read.
-    /// Under blocking data exchange it waits for a read: up to 10 ms for a virtual camera, about a second for a real one.
+    /// With blocking data exchange it waits for a read: up to 10 ms for a virtual camera, about a second for a real one.
     virtual std::vector<event::DvsEvent> get() = 0;
 
     /// A virtual camera that plays as fast as it is read asks how many batches still wait in the graph. Call it before

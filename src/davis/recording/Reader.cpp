@@ -32,12 +32,12 @@ const FormatRow& rowOf(Format format)
     throw std::invalid_argument("unknown recording format " + std::to_string(static_cast<int>(format)));
 }
 
-const FormatRow& tell(const std::filesystem::path& path, detail::BufferedFile& file)
+const FormatRow& recognise(const std::filesystem::path& path, detail::BufferedFile& file)
 {
     const std::string extension = path.extension().string();
     for (const FormatRow& row : formats)
         if (row.mark.empty() && extension == row.extension)
-            return row; // no header of its own: any first bytes may be events
+            return row; // no header: any first bytes may be events
     constexpr std::size_t longestMark = 16;
     const std::string_view begin = file.peekText(longestMark);
     for (const FormatRow& row : formats)
@@ -83,7 +83,7 @@ bool Reader::read(std::vector<event::DvsEvent>& batch)
 std::unique_ptr<Reader> open(const std::filesystem::path& path)
 {
     detail::BufferedFile file(path);
-    const FormatRow& row = tell(path, file);
+    const FormatRow& row = recognise(path, file);
     return row.open(std::move(file));
 }
 

@@ -6,11 +6,11 @@
 //   while (reader->read(batch))
 //       use(batch);
 //   if (reader->damage())
-//       complain(reader->damage()->text());   // all that was read before it has been handed out
+//       std::cerr << reader->damage()->text();   // all events before that place have been read
 //
-// Four formats, told apart by content first and then by the file's name:
+// Four formats, recognised by content first and then by the file's name:
 //
-//   Format    name        told by              sensor size          timestamps (microseconds)
+//   Format    name        recognised by        sensor size          timestamps (microseconds)
 //   polarity  *.polarity  its name             not known            as in the file, unsigned 32 bits
 //   digit     *.bin       its name             34 x 34              as in the file, 23 bits
 //   evt3      *.raw       "% evt 3.0" header   "% geometry" header  the camera's, unrolled beyond 24 bits
@@ -40,21 +40,21 @@ struct SensorSize {
     friend bool operator==(const SensorSize&, const SensorSize&) = default;
 };
 
-/// Where and why a recording cannot be read on. What came before it stays good.
+/// Where and why reading ended early. All events before that place are good.
 struct Damage {
     std::string file;
-    std::uint64_t offset = 0; ///< of the first byte that is not as it should be, from the start of the file
-    std::string expected;     ///< what should stand there
-    std::string found;        ///< what stands there
+    std::uint64_t offset = 0; ///< of the first wrong byte, from the start of the file
+    std::string expected;     ///< what should be there
+    std::string found;        ///< what is there
 
     /// "FILE: damaged at byte OFFSET: expected EXPECTED, found FOUND"
     std::string text() const;
 };
 
-/// What a reader passed over without an event coming of it.
+/// What a reader skipped because it gives no events.
 struct Skipped {
     std::uint64_t triggers = 0;     ///< external trigger words of EVT 3.0
-    std::uint64_t incomplete = 0;   ///< events before the stream told time and row (EVT 3.0 begun mid-stream)
+    std::uint64_t incomplete = 0;   ///< events before the first time and row (EVT 3.0 begun in mid-stream)
     std::uint64_t otherPackets = 0; ///< AEDAT packets that hold no polarity events
 
     friend bool operator==(const Skipped&, const Skipped&) = default;
@@ -62,7 +62,7 @@ struct Skipped {
 
 class Reader {
 public:
-    /// A batch never holds more events than this, so that no count in a file decides how much memory is taken.
+    /// A batch never holds more events than this, so that a count in a file can't decide how much memory is used.
     static constexpr std::size_t maxBatch = 65'536;
 
     Reader(const Reader&) = delete;
@@ -71,10 +71,10 @@ public:
 
     /// Replaces `batch` by the next events, in file order. A batch of AEDAT 3.1 is one packet of the file (or a part of
     /// it, beyond maxBatch); of the other formats any number of events.
-    /// @return false at the end, with `batch` empty: the file is over, or damage() tells why not
+    /// @return false at the end, with `batch` empty; damage() is set when that is not the end of the file
     bool read(std::vector<event::DvsEvent>& batch);
 
-    /// Set once reading met something that it could not take; nothing is read beyond it.
+    /// Set when reading came to invalid data; nothing after it is read.
     const std::optional<Damage>& damage() const { return damage_; }
 
     virtual Format format() const = 0;
@@ -94,10 +94,10 @@ private:
 };
 
 /// Opens a recording at its first event.
-/// @throws std::runtime_error when the file cannot be read, is of none of the formats or of another version of one;
-///         the text names the file, and the byte where a header is not as it should be
+/// @throws std::runtime_error when the file can't be read, or has none of the formats, or another version of one; the
+///         text names the file, and the byte where a header is wrong
 std::unique_ptr<Reader> open(const std::filesystem::path& path);
-/// The same, for a file whose name tells nothing.
+/// The same, for a file whose name and content don't show the format.
 std::unique_ptr<Reader> open(const std::filesystem::path& path, Format format);
 
 struct Recording {
@@ -105,11 +105,11 @@ struct Recording {
     Format format{};
     std::optional<SensorSize> sensorSize;
     Skipped skipped;
-    std::optional<Damage> damage; ///< set when `events` is only what came before a damaged place
+    std::optional<Damage> damage; ///< set when `events` ends at a damaged place
 };
 
 /// Reads a whole recording into memory, 16 bytes an event.
-/// @throws std::runtime_error as open() does; damage beyond the header is no exception but Recording::damage
+/// @throws std::runtime_error as open() does; damage after the header is reported in Recording::damage
 Recording readAll(const std::filesystem::path& path);
 
 } // namespace davis::recording

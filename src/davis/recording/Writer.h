@@ -1,9 +1,9 @@
 #pragma once
-// Writes recordings that Reader reads back equal: `*.polarity` and AEDAT 3.1.
+// Writes recordings, `*.polarity` and AEDAT 3.1. Reader gives the same events back.
 //
 //   davis::recording::Writer writer("scene.aedat", davis::recording::Format::aedat31, {{346, 260}});
 //   writer.write(batch);      // one packet of the file
-//   writer.close();           // or the destructor, which swallows a failure
+//   writer.close();           // or the destructor, which ignores a failure
 
 #include <cstddef>
 #include <cstdint>
@@ -21,8 +21,8 @@ namespace davis::recording {
 
 class Writer {
 public:
-    /// Makes or empties the file and writes the header, if the format has one.
-    /// @param sensorSize  told in the header of AEDAT 3.1; `*.polarity` has no place for it
+    /// Creates or truncates the file and writes the header, if the format has one.
+    /// @param sensorSize  goes into the header of AEDAT 3.1; `*.polarity` has no place for it
     /// @throws std::invalid_argument for a format that is only read; std::runtime_error when the file cannot be written
     Writer(const std::filesystem::path& path, Format format, std::optional<SensorSize> sensorSize = std::nullopt);
     Writer(const Writer&) = delete;
@@ -35,7 +35,7 @@ public:
     ///         std::runtime_error when writing fails
     void write(std::span<const event::DvsEvent> events);
 
-    /// Writes out what is buffered and closes the file; does nothing a second time.
+    /// Flushes and closes the file; does nothing a second time.
     /// @throws std::runtime_error when that fails
     void close();
 
@@ -48,7 +48,7 @@ private:
     std::ofstream file;
 };
 
-/// Writes all events to a file, in packets of at most 4,096 events. Errors as of Writer.
+/// Writes all events to a file, in packets of at most 4,096 events. Throws as Writer does.
 void writeAll(const std::filesystem::path& path, Format format, std::span<const event::DvsEvent> events,
               std::optional<SensorSize> sensorSize = std::nullopt);
 

@@ -10,16 +10,16 @@
 
 namespace emulation {
 
-/// Thread-bound to the camera's opener: rewind() and next() never overlap.
+/// Threads: the camera's opener calls rewind() and next(), never at the same time.
 class Content {
 public:
     virtual ~Content() = default;
 
-    /// Back to the beginning; the same batches come again.
+    /// Goes back to the beginning; the same batches come again.
     virtual void rewind() = 0;
     /// Replaces `batch` by the next one, which is never empty; false, with an empty one, at the end.
     virtual bool next(std::vector<davis::event::DvsEvent>& batch) = 0;
-    /// Why next() ended before what was to be shown did; nothing when it went well.
+    /// Why next() ended early; nothing when it did not.
     virtual std::optional<std::string> damage() const { return std::nullopt; }
 };
 

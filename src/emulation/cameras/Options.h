@@ -1,5 +1,5 @@
 #pragma once
-// What is set when a virtual camera is plugged in. Plain values; plugVirtualDavis() and its kin check them.
+// Options of a virtual camera. Plain values; plugVirtualDavis() and the other plug functions check them.
 
 #include <cstdint>
 
@@ -7,7 +7,7 @@
 
 namespace emulation {
 
-/// A synthetic scene. The three weights say how the events divide among its parts; only their ratio counts.
+/// A synthetic scene. The three weights divide the events among its parts; only their ratio matters.
 struct SceneOptions {
     std::uint16_t width = 0;
     std::uint16_t height = 0;

@@ -9,7 +9,7 @@ using davis::event::DvsEvent;
 
 namespace {
 
-constexpr std::size_t mostInBatch = 1'000'000; // a recording whose clock stands still must not end up in one batch
+constexpr std::size_t mostInBatch = 1'000'000; // for a recording whose clock stands still
 
 } // namespace
 
@@ -60,7 +60,7 @@ bool Replay::readSlot(std::vector<DvsEvent>& batch)
 
 bool Replay::readPiece(std::vector<DvsEvent>& into)
 {
-    // An exception here would end the process on the camera's thread; a file that goes bad ends the show instead.
+    // An exception would end the process, on the camera's thread. A file that becomes unreadable ends the show instead.
     try {
         while (!reader->read(into)) {
             if (reader->damage() && !damage_)
@@ -87,7 +87,7 @@ bool Replay::beginNextTurn()
 {
     if (!options.loop || !turnHasEvents)
         return false;
-    // A file may hold any number for a time; the sum stays far from the end of the range.
+    // A file may hold any number as a timestamp; the sum must not overflow.
     constexpr std::int64_t latestUs = std::int64_t{1} << 61;
     const bool plausible = *firstUs > -latestUs && lastUs < latestUs;
     const std::int64_t turnUs = plausible ? std::max<std::int64_t>(0, lastUs - *firstUs) + 1 : 0;

@@ -14,8 +14,8 @@
 
 namespace emulation {
 
-/// Batches begin where the recording does and are batchUs long, or are the recording's packets. Time stamps are the
-/// recording's; in a loop, each turn begins one microsecond after the last event of the turn before.
+/// Batches are batchUs long, counted from the first event, or they are the recording's packets. Timestamps are the
+/// recording's. In a loop, each turn begins one microsecond after the last event of the turn before.
 class Replay final : public Content {
 public:
     /// @throws std::runtime_error when the file cannot be read as a recording
@@ -39,7 +39,7 @@ private:
     std::size_t shown = 0;
     std::optional<std::int64_t> firstUs; // of the recording
     std::int64_t lastUs = 0;             // the latest so far, in the recording's own time
-    std::int64_t turnShiftUs = 0;        // what loops have added
+    std::int64_t turnShiftUs = 0;        // what earlier turns of a loop add
     bool turnHasEvents = false;
     std::optional<std::string> damage_;
 };

@@ -15,7 +15,7 @@ constexpr double usPerSecond = 1e6;
 constexpr double barWidthsPerSecond = 1.0; // a bar crosses the sensor in a second
 constexpr double dotTurnsPerSecond = 2.0;
 constexpr unsigned barCount = 4;
-constexpr std::int64_t momentUs = 1000; // how long things stand still, for the sake of speed
+constexpr std::int64_t momentUs = 1000; // positions are computed once in this time, for speed
 
 /// One of four 16-bit numbers of a 64-bit draw.
 constexpr std::uint32_t part(std::uint64_t bits, unsigned index)
@@ -112,7 +112,7 @@ DvsEvent Scene::draw(const Moment& moment, std::int64_t timestamp)
     return event;
 }
 
-// A bright bar brightens what its right edge reaches and darkens what its left edge leaves.
+// A bright bar brightens the pixels that its right edge reaches and darkens those that its left edge leaves.
 DvsEvent Scene::barEvent(const Moment& moment, std::uint64_t bits) const
 {
     constexpr unsigned edges = 2 * barCount;

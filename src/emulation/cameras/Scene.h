@@ -11,8 +11,8 @@
 
 namespace emulation {
 
-/// Events lie evenly in time, and each belongs to one part of the scene, drawn by the weights. Equal options give equal
-/// events in the same build.
+/// Events are evenly spaced in time. Each belongs to one part of the scene, chosen at random by the weights. Equal
+/// options give equal events in the same build.
 class Scene final : public Content {
 public:
     /// @param options  checked, with width and height set
@@ -22,7 +22,7 @@ public:
     bool next(std::vector<davis::event::DvsEvent>& batch) override;
 
 private:
-    struct Moment; // where the bars and the dot are
+    struct Moment; // positions of the bars and the dot
     Moment momentAt(std::int64_t timeUs) const;
     davis::event::DvsEvent draw(const Moment& moment, std::int64_t timestamp);
     davis::event::DvsEvent barEvent(const Moment& moment, std::uint64_t bits) const;

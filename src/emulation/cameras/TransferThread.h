@@ -10,8 +10,8 @@
 
 namespace emulation {
 
-/// Does what is posted, one after the other: it completes control transfers and calls the camera's shutdown callback, as
-/// libcaer's thread does. So nothing is completed while that callback runs.
+/// Does what is posted, one after the other: it completes control transfers and calls the camera's shutdown callback,
+/// as libcaer's thread does. So nothing is completed while that callback runs.
 ///
 /// Threads: thread-safe; one thread from constructor to destructor. The destructor completes what was posted and joins
 /// it. `mutex` is innermost and not held while work runs.

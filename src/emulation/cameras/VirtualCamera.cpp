@@ -18,7 +18,8 @@ VirtualCamera::~VirtualCamera() = default;
 
 void VirtualCamera::unplug()
 {
-    const auto held = davis::driver::VirtualBus::instance().unplug(*this); // maybe the last owner: to the end of this
+    const auto held =
+        davis::driver::VirtualBus::instance().unplug(*this); // maybe the last owner: kept until this returns
     const util::Lock lock(mutex);
     if (!plugged)
         return;
@@ -77,7 +78,7 @@ bool VirtualCamera::isFinished() const
 
 bool VirtualCamera::waitUntilFinished(std::int64_t timeoutMs) const
 {
-    constexpr std::int64_t dayMs = 24 * 60 * 60 * 1000; // beyond which the sum with the clock could overflow
+    constexpr std::int64_t dayMs = 24 * 60 * 60 * 1000; // a limit, since the sum with the clock could overflow
     util::Lock lock(mutex);
     changed.waitFor(mutex, std::chrono::milliseconds(std::clamp<std::int64_t>(timeoutMs, 0, 365 * dayMs)),
                     [this]() VORNA_REQUIRES(mutex) { return finished || !plugged; });
@@ -224,24 +225,24 @@ bool VirtualCamera::waitUntilDue(Clock::time_point giveUp)
 
 bool VirtualCamera::waitForRoom(Clock::time_point giveUp, const std::function<std::size_t()>& backlog)
 {
-    // No channel tells when it is read, so this looks again and again: often enough that the graph need not wait,
-    // seldom enough to leave it the processor.
-    constexpr auto lookAgain = 200us;
+    // A channel gives no signal when it is read, so this polls: often enough that the graph need not wait, seldom
+    // enough to leave it the processor.
+    constexpr auto pollInterval = 200us;
     util::Lock lock(mutex);
     while (!silent()) {
-        lock.unlock(); // the graph's locks are none of ours
+        lock.unlock(); // the graph takes locks of its own
         const bool room = !backlog || backlog() < pace.maxBacklog;
         lock.lock();
         if (room)
             return !silent();
         if (Clock::now() >= giveUp)
             return false;
-        changed.waitFor(mutex, lookAgain, [this]() VORNA_REQUIRES(mutex) { return silent(); });
+        changed.waitFor(mutex, pollInterval, [this]() VORNA_REQUIRES(mutex) { return silent(); });
     }
     return false;
 }
 
-/// Waits as a camera does that has nothing more to tell.
+/// Waits as a read of a camera without events does.
 void VirtualCamera::idleAtEnd(Clock::time_point giveUp)
 {
     util::Lock lock(mutex);

@@ -1,5 +1,5 @@
 #pragma once
-// Cameras that exist in software: a synthetic scene or a recording is plugged in and is then found, opened, read and
+// Cameras in software. One is plugged in with a synthetic scene or a recording, and is then found, opened, read and
 // unplugged as a camera on USB is.
 //
 //   auto camera = emulation::plugVirtualDavis({.eventsPerSecond = 1e6, .realtime = false});
@@ -8,10 +8,10 @@
 //   davis.start();
 //   camera->unplug();                            // davis stops as on a pulled cable
 //
-// Nothing is ever lost on the way: batches are made when they are read. In real time a reader that comes late gets what
-// it missed at once. As fast as possible (realtime = false), no batch is handed out while `maxBacklog` of them wait at
-// any node connected to the camera, so the queues behind it stay short. What those nodes send on is beyond the camera's
-// sight: a node that passes on batch for batch to a slower one still fills that one's queue.
+// No event is lost: batches are made when they are read. In real time, a reader that comes late gets what it missed at
+// once. As fast as possible (realtime = false), no batch is handed out while `maxBacklog` of them wait at any node
+// connected to the camera, so those queues stay short. The camera doesn't see what these nodes send on: a node that
+// forwards each batch to a slower one still fills that one's queue.
 
 #include <chrono>
 #include <cstdint>
@@ -31,7 +31,7 @@
 
 namespace emulation {
 
-/// What a camera has handed to its reader since it was last opened.
+/// What a reader got from a camera since it was last opened.
 struct CameraCounters {
     std::uint64_t events = 0;
     std::uint64_t batches = 0;
@@ -65,15 +65,15 @@ public:
     /// it. Does nothing a second time.
     void unplug();
     /// All data transfers fail, as over a bad cable, while control transfers still succeed. A running reader ends; this
-    /// does not wait for it. The camera can be started again, and goes on where it was. Does nothing when the camera does
-    /// not deliver.
+    /// does not wait for it. The camera can be started again, and goes on where it was. Does nothing when the camera is
+    /// not delivering.
     void failTransfers();
     bool isPlugged() const;
     bool isOpen() const;
     bool isDelivering() const;
 
-    /// True once everything has been shown and the reader came back for more, so that the last batch has been sent.
-    /// Never so for an endless scene, a loop, or an unplugged camera that had more to show.
+    /// True once everything has been shown and the reader asked for more, so the last batch has been sent. Never true
+    /// for an endless scene, a loop, or a camera that was unplugged before.
     bool isFinished() const;
     /// Waits for isFinished(), at most `timeoutMs`; an unplug ends the wait.
     /// @return isFinished()
@@ -82,7 +82,7 @@ public:
     CameraCounters counters() const;
     std::uint64_t eventCount() const { return counters().events; }
     std::uint64_t batchCount() const { return counters().batches; }
-    /// What ended a recording before its time (file, byte, expectation); empty when all is well.
+    /// Why a recording ended early (file, byte, what was expected); empty when nothing is wrong.
     std::string damage() const;
 
     std::string model() const { return information.model; }
@@ -138,13 +138,13 @@ private:
     std::unique_ptr<TransferThread> transfers VORNA_GUARDED_BY(mutex);
 };
 
-/// Plugs a virtual DAVIS (346 x 260 unless told otherwise) or DVXplorer (640 x 480) in, behind those that are plugged
-/// already. It stays until it is unplugged, whether or not the result is kept.
+/// Plugs in a virtual DAVIS (346 x 260 by default) or DVXplorer (640 x 480), after those that are plugged in already.
+/// It stays until it is unplugged, whether or not the result is kept.
 /// @throws std::invalid_argument for options out of range, naming the option
 std::shared_ptr<VirtualCamera> plugVirtualDavis(const SceneOptions& scene = {});
 std::shared_ptr<VirtualCamera> plugVirtualDvXplorer(const SceneOptions& scene = {});
 /// The same with a recording, of the formats of davis/recording/Reader.h.
-/// @throws also std::runtime_error when the file cannot be read; damage beyond its header shows in damage() instead
+/// @throws also std::runtime_error when the file can't be read; damage after its header is reported by damage() instead
 std::shared_ptr<VirtualCamera> plugVirtualDavisRecording(const std::string& path, const ReplayOptions& options = {});
 std::shared_ptr<VirtualCamera> plugVirtualDvXplorerRecording(const std::string& path,
                                                              const ReplayOptions& options = {});
@@ -164,14 +164,14 @@ constexpr auto trovi::registerMemberFunctions<emulation::VirtualCamera>()
         function("isPlugged", &VirtualCamera::isPlugged, "True until unplug()."),
         function("isOpen", &VirtualCamera::isOpen, "True while a camera object has it open."),
         function("isDelivering", &VirtualCamera::isDelivering, "True while a camera object reads it."),
-        function("isFinished", &VirtualCamera::isFinished, "True once all has been shown and sent on."),
+        function("isFinished", &VirtualCamera::isFinished, "True once everything has been shown and sent."),
         blockingFunction("waitUntilFinished", &VirtualCamera::waitUntilFinished,
-                         "Waits up to timeoutMs milliseconds until all has been shown and sent on; True if it has.",
+                         "Waits up to timeoutMs milliseconds until everything has been shown and sent; True if it has.",
                          "timeoutMs"),
         function("eventCount", &VirtualCamera::eventCount, "Events shown since the camera was last opened."),
         function("batchCount", &VirtualCamera::batchCount, "Batches shown since the camera was last opened."),
         function("damage", &VirtualCamera::damage,
-                 "What ended a recording before its time: file, byte, what was expected; empty when all is well."),
+                 "Why a recording ended early: file, byte, what was expected; empty when nothing is wrong."),
         function("model", &VirtualCamera::model, "Name of the camera's model."),
         function("serialNumber", &VirtualCamera::serialNumber, "Serial number, unique in the process."),
         function("width", &VirtualCamera::width, "Columns."), function("height", &VirtualCamera::height, "Rows."),
@@ -182,5 +182,5 @@ constexpr auto trovi::registerMemberFunctions<emulation::VirtualCamera>()
 template <>
 constexpr const char* trovi::registerDoc<emulation::VirtualCamera>()
 {
-    return "A camera that exists in software, plugged in where a real one would be.";
+    return "A camera in software, plugged in where a real one would be.";
 }

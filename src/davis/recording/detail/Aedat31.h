@@ -6,7 +6,7 @@
 //   0..1    eventType        1 polarity; bit 15 set: the events are compressed
 //   2..3    eventSource      number of the source that the header's "#Source" lines name
 //   4..7    eventSize        bytes of one event; 8 for polarity
-//   8..11   eventTSOffset    where in an event its timestamp stands; 4 for polarity
+//   8..11   eventTSOffset    offset of the timestamp in an event; 4 for polarity
 //   12..15  eventTSOverflow  bits 31 and up of all timestamps of the packet
 //   16..19  eventCapacity    room for events in memory, at least eventNumber
 //   20..23  eventNumber      events that follow

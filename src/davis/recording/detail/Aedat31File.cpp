@@ -28,7 +28,7 @@ constexpr auto knownSources = std::to_array<KnownSource>({
     {"DVXplorer", {640, 480}},
 });
 
-/// The size that stands as "346x260" at the end of a line, as our own writer puts it there.
+/// The size at the end of a line, as in "346x260": Writer puts it there.
 std::optional<SensorSize> trailingSize(std::string_view line)
 {
     const std::size_t blank = line.rfind(' ');
@@ -66,7 +66,7 @@ public:
     std::optional<SensorSize> sensorSize() const override { return size; }
 
 protected:
-    // One packet a call, or a part of a large one.
+    // One packet per call, or a part of a large one.
     bool decode(std::vector<event::DvsEvent>& batch) override
     {
         if (eventsLeft == 0 && !startPacket())
@@ -177,7 +177,7 @@ private:
         std::memcpy(word.data(), bytes.data(), sizeof word);
         if (word[1] >> timestampBits != 0)
             return false;
-        // the valid mark isn't looked at, as with a camera
+        // the valid mark is not read, as with a camera
         batch.push_back(event::eventOf(word[0], (std::int64_t{header.eventTSOverflow} << timestampBits) | word[1]));
         return true;
     }

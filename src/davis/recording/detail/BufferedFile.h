@@ -1,5 +1,5 @@
 #pragma once
-// A file read front to back through one buffer, which knows the offset of each byte.
+// A file read from front to back through one buffer, which knows the offset of each byte.
 
 #include <cstddef>
 #include <cstdint>
@@ -19,13 +19,13 @@ public:
     /// @throws std::runtime_error when the file cannot be opened for reading
     explicit BufferedFile(const std::filesystem::path& path);
 
-    /// The next bytes without taking them: at least `wanted` (at most `capacity`) unless the file ends before; what
-    /// else is in the buffer comes too. Good until the next call.
+    /// The next bytes, without consuming them: all that are in the buffer, and at least `wanted` (at most `capacity`)
+    /// unless the file ends first. Valid until the next call.
     /// @throws std::runtime_error when the system fails to read
     std::span<const std::byte> peek(std::size_t wanted);
     /// peek() as text.
     std::string_view peekText(std::size_t wanted);
-    /// Takes `count` bytes, no more than the last peek() showed.
+    /// Consumes `count` bytes, at most as many as the last peek() returned.
     void take(std::size_t count) { begin += count; }
 
     /// Offset in the file of the next byte.
@@ -37,7 +37,7 @@ private:
     std::ifstream file;
     std::vector<std::byte> buffer;
     std::uint64_t bufferOffset = 0; // of buffer[0]
-    std::size_t begin = 0;          // buffer[begin, end) is not yet taken
+    std::size_t begin = 0;          // buffer[begin, end) is not yet consumed
     std::size_t end = 0;
 };
 

@@ -1,6 +1,6 @@
-// EVT 3.0 in a file: header lines that begin with '%', then words (see Evt3Decoder.h) up to the end of the file. Of the
-// lines, these are read: "% evt 3.0" or "% format EVT3;height=480;width=640" (the encoding), "% geometry 640x480" (the
-// sensor), "% end" (the last line, where it is given).
+// EVT 3.0 in a file: header lines that begin with '%', then words (see Evt3Decoder.h) up to the end of the file. These
+// lines are read: "% evt 3.0" or "% format EVT3;height=480;width=640" (the encoding), "% geometry 640x480" (the
+// sensor), "% end" (the last line, optional).
 
 #include <algorithm>
 #include <charconv>
@@ -49,7 +49,7 @@ protected:
         constexpr std::size_t mostPerWord = 12;
         const std::size_t words = std::min(bytes.size() / Evt3Word::bytes, (maxBatch - batch.size()) / mostPerWord);
         if (words == 0)
-            return true; // the batch may be full before its last word is sure to fit
+            return true; // the batch has no room for a word with the most events
         const std::size_t taken = decoder.decode(bytes.first(words * Evt3Word::bytes), batch);
         if (decoder.expected() != nullptr) {
             std::uint16_t word;
@@ -69,7 +69,7 @@ private:
         for (;;) {
             const std::string_view text = file.peekText(longestLine).substr(0, longestLine);
             const std::size_t length = text.find('\n');
-            // A word may begin with the byte of '%' too; a line is told from it by being text to its end.
+            // A word may begin with the byte of '%' too. A line is text to its end.
             const bool isLine = text.starts_with('%') && length != std::string_view::npos &&
                                 std::ranges::all_of(text.substr(0, length), [](char c) {
                                     return (c >= ' ' && c <= '~') || c == '\t' || c == '\r';

@@ -1,5 +1,5 @@
 #pragma once
-// One reader for each format; made by open() alone.
+// One reader for each format; only open() makes them.
 
 #include <memory>
 #include <string>
@@ -9,18 +9,18 @@
 
 namespace davis::recording::detail {
 
-/// What the readers share: the file, and the words of a damage report.
+/// What the readers share: the file, and reporting damage.
 class FileReader : public Reader {
 public:
     explicit FileReader(BufferedFile&& opened) : file(std::move(opened)) {}
 
 protected:
-    /// Ends reading at `ahead` bytes beyond the next one.
+    /// Ends reading at the byte that is `ahead` bytes after the next one.
     void damaged(std::string expected, std::string found, std::uint64_t ahead = 0)
     {
         damage_ = Damage{file.name(), file.offset() + ahead, std::move(expected), std::move(found)};
     }
-    /// Ends reading at a record of which only `present` bytes are there.
+    /// Ends reading at a record that the end of the file cuts off after `present` bytes.
     void truncated(const std::string& record, std::size_t present)
     {
         damaged(record, "the end of the file after " + std::to_string(present) + " of them");
