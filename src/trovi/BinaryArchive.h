@@ -1,7 +1,7 @@
 #pragma once
 // The binary form of trovi/Serial.h as a pair of cereal archives. Unlike cereal's own portable archive they write no
-// header of any kind, so several may be used one after the other on one stream. They are for code that is written
-// against cereal; the functions of Serial.h give the same bytes and are quicker to run and to compile.
+// header, so several may be used one after the other on one stream. They are for code that uses cereal; the functions
+// of Serial.h give the same bytes, and run and compile faster.
 //
 // Include <cereal/types/...> for the standard containers that are archived.
 
@@ -23,7 +23,7 @@ namespace cereal {
 class ComposablePortableBinaryOutputArchive : public OutputArchive<ComposablePortableBinaryOutputArchive, 1> {
 public:
     explicit ComposablePortableBinaryOutputArchive(std::ostream& stream)
-        : OutputArchive<ComposablePortableBinaryOutputArchive, 1>(this), stream_(&stream)
+        : OutputArchive<ComposablePortableBinaryOutputArchive, 1>(this), stream(&stream)
     {}
 
     /// Writes `size` bytes, the bytes of each `Size`-byte element from the least significant one.
@@ -33,26 +33,26 @@ public:
     {
         const char* bytes = static_cast<const char*>(data);
         std::streamsize written = 0;
-        if (swap_)
+        if (swapped)
             for (std::streamsize i = 0; i < size; i += static_cast<std::streamsize>(Size))
                 for (std::size_t j = Size; j > 0; --j)
-                    written += stream_->rdbuf()->sputn(bytes + i + j - 1, 1);
+                    written += stream->rdbuf()->sputn(bytes + i + j - 1, 1);
         else
-            written = stream_->rdbuf()->sputn(bytes, size);
+            written = stream->rdbuf()->sputn(bytes, size);
         if (written != size)
             throw Exception("Failed to write " + std::to_string(size) + " bytes to output stream! Wrote " +
                             std::to_string(written));
     }
 
 private:
-    std::ostream* stream_;
-    bool swap_ = std::endian::native != std::endian::little;
+    std::ostream* stream;
+    bool swapped = std::endian::native != std::endian::little;
 };
 
 class ComposablePortableBinaryInputArchive : public InputArchive<ComposablePortableBinaryInputArchive, 1> {
 public:
     explicit ComposablePortableBinaryInputArchive(std::istream& stream)
-        : InputArchive<ComposablePortableBinaryInputArchive, 1>(this), stream_(&stream)
+        : InputArchive<ComposablePortableBinaryInputArchive, 1>(this), stream(&stream)
     {}
 
     /// The mirror of saveBinary.
@@ -61,18 +61,18 @@ public:
     void loadBinary(void* data, std::streamsize size)
     {
         char* bytes = static_cast<char*>(data);
-        const std::streamsize read = stream_->rdbuf()->sgetn(bytes, size);
+        const std::streamsize read = stream->rdbuf()->sgetn(bytes, size);
         if (read != size)
             throw Exception("Failed to read " + std::to_string(size) + " bytes from input stream! Read " +
                             std::to_string(read));
-        if (swap_)
+        if (swapped)
             for (std::streamsize i = 0; i < size; i += static_cast<std::streamsize>(Size))
                 std::reverse(bytes + i, bytes + i + Size);
     }
 
 private:
-    std::istream* stream_;
-    bool swap_ = std::endian::native != std::endian::little;
+    std::istream* stream;
+    bool swapped = std::endian::native != std::endian::little;
 };
 
 template <class T, std::enable_if_t<std::is_arithmetic_v<T>, int> = 0>

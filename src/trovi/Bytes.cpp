@@ -18,17 +18,17 @@ void throwSerialError(const char* text) { throw cereal::Exception(text); }
 
 } // namespace detail
 
-// Not inline: g++ 12 takes the growing of a vector whose size it can see for an overflow.
+// Not inline: when g++ 12 sees the vector's size, it warns of an overflow that can't happen.
 void ByteWriter::write(const void* data, std::size_t size)
 {
     const auto* bytes = static_cast<const std::uint8_t*>(data);
-    out_.insert(out_.end(), bytes, bytes + size);
+    out.insert(out.end(), bytes, bytes + size);
 }
 
 void ByteStreamBuffer::showFrom(std::size_t position)
 {
-    auto* begin = reinterpret_cast<char*>(bytes_.data());
-    setg(begin, begin + position, begin + bytes_.size());
+    auto* begin = reinterpret_cast<char*>(bytes.data());
+    setg(begin, begin + position, begin + bytes.size());
 }
 
 ByteStreamBuffer::int_type ByteStreamBuffer::overflow(int_type c)
@@ -43,36 +43,36 @@ ByteStreamBuffer::int_type ByteStreamBuffer::overflow(int_type c)
 std::streamsize ByteStreamBuffer::xsputn(const char* data, std::streamsize size)
 {
     const auto position = static_cast<std::size_t>(gptr() - eback());
-    const auto* bytes = reinterpret_cast<const std::uint8_t*>(data);
-    bytes_.insert(bytes_.end(), bytes, bytes + size);
+    const auto* added = reinterpret_cast<const std::uint8_t*>(data);
+    bytes.insert(bytes.end(), added, added + size);
     showFrom(position);
     return size;
 }
 
-ByteStream::ByteStream(Bytes bytes) : std::iostream(nullptr), buffer_(std::move(bytes)) { rdbuf(&buffer_); }
+ByteStream::ByteStream(Bytes bytes) : std::iostream(nullptr), buffer(std::move(bytes)) { rdbuf(&buffer); }
 
 ByteReader::ByteReader(std::istream& stream)
 {
-    owner_ = dynamic_cast<ByteStreamBuffer*>(stream.rdbuf());
-    if (owner_ == nullptr) {
-        stream_ = stream.rdbuf();
+    owner = dynamic_cast<ByteStreamBuffer*>(stream.rdbuf());
+    if (owner == nullptr) {
+        source = stream.rdbuf();
         return;
     }
-    const auto unread = owner_->unread();
-    begin_ = at_ = unread.data();
-    end_ = begin_ + unread.size();
+    const auto unread = owner->unread();
+    begin = at = unread.data();
+    end = begin + unread.size();
 }
 
 std::size_t ByteReader::readSome(void* out, std::size_t size)
 {
     const std::size_t ready = std::min(size, available());
     if (ready > 0)
-        std::memcpy(out, at_, ready);
-    at_ += ready;
-    if (ready == size || stream_ == nullptr)
+        std::memcpy(out, at, ready);
+    at += ready;
+    if (ready == size || source == nullptr)
         return ready;
     return ready + static_cast<std::size_t>(
-                       stream_->sgetn(static_cast<char*>(out) + ready, static_cast<std::streamsize>(size - ready)));
+                       source->sgetn(static_cast<char*>(out) + ready, static_cast<std::streamsize>(size - ready)));
 }
 
 void ByteReader::readSlowly(void* out, std::size_t size)
@@ -85,8 +85,8 @@ void ByteReader::readSlowly(void* out, std::size_t size)
 const std::uint8_t* ByteReader::fetch(std::size_t size, std::uint8_t* scratch, std::size_t& got)
 {
     if (size <= available()) {
-        const std::uint8_t* place = at_;
-        at_ += size;
+        const std::uint8_t* place = at;
+        at += size;
         got = size;
         return place;
     }
@@ -96,9 +96,9 @@ const std::uint8_t* ByteReader::fetch(std::size_t size, std::uint8_t* scratch, s
 
 Bytes ByteReader::rest()
 {
-    Bytes result(at_, end_);
-    at_ = end_;
-    if (stream_ != nullptr) {
+    Bytes result(at, end);
+    at = end;
+    if (source != nullptr) {
         std::uint8_t chunk[4096];
         while (const std::size_t got = readSome(chunk, sizeof chunk))
             result.insert(result.end(), chunk, chunk + got);

@@ -1,5 +1,5 @@
 #pragma once
-// Byte buffers, and the writer, reader and stream over them on which the binary form stands.
+// Byte buffers with a writer, a reader and a stream, on which the binary form is built.
 
 #include <cstddef>
 #include <cstdint>
@@ -26,32 +26,32 @@ namespace detail {
 /// Appends to a buffer.
 class ByteWriter {
 public:
-    explicit ByteWriter(Bytes& out) : out_(out) {}
+    explicit ByteWriter(Bytes& out) : out(out) {}
 
     void write(const void* data, std::size_t size);
     /// Appends `size` bytes for the caller to fill.
     std::uint8_t* grow(std::size_t size)
     {
-        out_.resize(out_.size() + size);
-        return out_.data() + (out_.size() - size);
+        out.resize(out.size() + size);
+        return out.data() + (out.size() - size);
     }
-    /// Room for `size` further bytes, so that a large value is written without growing on the way.
-    void reserve(std::size_t size) { out_.reserve(out_.size() + size); }
+    /// Reserves room for `size` more bytes, so that a large value is written without reallocation.
+    void reserve(std::size_t size) { out.reserve(out.size() + size); }
 
 private:
-    Bytes& out_;
+    Bytes& out;
 };
 
 /// The buffer of a ByteStream: reads from the front of the bytes, appends at their end.
 class ByteStreamBuffer final : public std::streambuf {
 public:
-    explicit ByteStreamBuffer(Bytes bytes) : bytes_(std::move(bytes)) { showFrom(0); }
+    explicit ByteStreamBuffer(Bytes bytes) : bytes(std::move(bytes)) { showFrom(0); }
 
     std::span<const std::uint8_t> unread() const
     {
         return {reinterpret_cast<const std::uint8_t*>(gptr()), static_cast<std::size_t>(egptr() - gptr())};
     }
-    /// Goes forward by `count` bytes, at most unread().size().
+    /// Skips `count` bytes, at most unread().size().
     void skip(std::size_t count) { setg(eback(), gptr() + count, egptr()); }
 
 protected:
@@ -61,7 +61,7 @@ protected:
 private:
     void showFrom(std::size_t position);
 
-    Bytes bytes_;
+    Bytes bytes;
 };
 
 /// A stream in memory that is read from the front and appended to at the end. It costs less than a std::stringstream,
@@ -71,21 +71,21 @@ public:
     explicit ByteStream(Bytes bytes);
 
 private:
-    ByteStreamBuffer buffer_;
+    ByteStreamBuffer buffer;
 };
 
-/// Reads from bytes in memory or from a stream. On a stream, the stream keeps the position: readers may follow each
-/// other, and each begins where the one before was destroyed.
+/// Reads from bytes in memory or from a stream. A stream keeps its position: the next reader begins where the one
+/// before stopped. A reader on a ByteStream writes the position back when it is destroyed.
 class ByteReader {
 public:
-    explicit ByteReader(std::span<const std::uint8_t> bytes) : at_(bytes.data()), end_(bytes.data() + bytes.size()) {}
+    explicit ByteReader(std::span<const std::uint8_t> bytes) : at(bytes.data()), end(bytes.data() + bytes.size()) {}
     explicit ByteReader(std::istream& stream);
     ByteReader(const ByteReader&) = delete;
     ByteReader& operator=(const ByteReader&) = delete;
     ~ByteReader()
     {
-        if (owner_ != nullptr)
-            owner_->skip(static_cast<std::size_t>(at_ - begin_));
+        if (owner != nullptr)
+            owner->skip(static_cast<std::size_t>(at - begin));
     }
 
     /// @throws cereal::Exception with the numbers when fewer than `size` bytes are left; they are consumed then
@@ -95,8 +95,8 @@ public:
             return;
         if (size > available())
             return readSlowly(out, size);
-        std::memcpy(out, at_, size);
-        at_ += size;
+        std::memcpy(out, at, size);
+        at += size;
     }
 
     /// Reads up to `size` bytes.
@@ -105,10 +105,10 @@ public:
     /// The next `size` bytes, in place when they lie in memory, else copied to `scratch`; null when fewer are left.
     const std::uint8_t* fetch(std::size_t size, std::uint8_t* scratch, std::size_t& got);
 
-    /// Bytes that lie ready in memory.
-    std::size_t available() const { return static_cast<std::size_t>(end_ - at_); }
-    /// True when nothing can come after the available bytes.
-    bool isBounded() const { return stream_ == nullptr; }
+    /// Number of bytes that are ready in memory.
+    std::size_t available() const { return static_cast<std::size_t>(end - at); }
+    /// True when no bytes can follow the available ones.
+    bool isBounded() const { return source == nullptr; }
 
     /// Everything that is left.
     Bytes rest();
@@ -116,11 +116,11 @@ public:
 private:
     void readSlowly(void* out, std::size_t size);
 
-    const std::uint8_t* begin_ = nullptr;
-    const std::uint8_t* at_ = nullptr;
-    const std::uint8_t* end_ = nullptr;
-    ByteStreamBuffer* owner_ = nullptr; // where the bytes are, if they are a ByteStream's
-    std::streambuf* stream_ = nullptr;  // any other stream
+    const std::uint8_t* begin = nullptr;
+    const std::uint8_t* at = nullptr;
+    const std::uint8_t* end = nullptr;
+    ByteStreamBuffer* owner = nullptr; // where the bytes are, if they are a ByteStream's
+    std::streambuf* source = nullptr;  // any other stream
 };
 
 } // namespace trovi

@@ -14,7 +14,7 @@
 namespace trovi {
 namespace {
 
-// Peers and scripts know this text; the archive at hand words it otherwise.
+// Scripts compare this text; the installed archive words it differently.
 constexpr const char* exhaustedText = "JSONInputArchive internal error: null or empty iterator to object or array!";
 
 template <class Action>
@@ -57,9 +57,9 @@ std::size_t longZero(std::string_view text)
     return length > 1 ? length : 0;
 }
 
-// What the parser must not be given: it calls itself for each level of nesting, and its conversion of numbers counts
-// the leading zero bits of a zero, which is undefined, when the zero has a long fraction or a large exponent. So deep
-// documents are refused, and such zeros are handed on in a short form. Large ones are refused for the memory they take.
+// The document in a form that is safe to parse. The parser recurses for each level of nesting, so deep documents are
+// refused; long ones are refused for the memory that they would take. For a zero with a long fraction or a large
+// exponent the parser counts the leading zero bits of 0, which is undefined: such a zero is passed on in a short form.
 std::string checked(const std::string& document)
 {
     if (document.size() > jsonMaxSize)
@@ -103,44 +103,44 @@ struct JsonWriter::Archive {
     std::unique_ptr<cereal::JSONOutputArchive> json = std::make_unique<cereal::JSONOutputArchive>(stream);
 };
 
-JsonWriter::JsonWriter() : archive_(std::make_unique<Archive>()) {}
+JsonWriter::JsonWriter() : archive(std::make_unique<Archive>()) {}
 JsonWriter::~JsonWriter() = default;
 
-void JsonWriter::key(const char* text) { archive_->json->setNextName(text); }
-void JsonWriter::beginObject() { archive_->json->startNode(); }
+void JsonWriter::key(const char* text) { archive->json->setNextName(text); }
+void JsonWriter::beginObject() { archive->json->startNode(); }
 
 void JsonWriter::beginArray()
 {
-    archive_->json->startNode();
-    archive_->json->makeArray();
+    archive->json->startNode();
+    archive->json->makeArray();
 }
 
-void JsonWriter::end() { archive_->json->finishNode(); }
+void JsonWriter::end() { archive->json->finishNode(); }
 
 template <class T>
 void JsonWriter::number(T value)
 {
-    archive_->json->writeName();
+    archive->json->writeName();
     if constexpr (std::is_same_v<T, bool>)
-        archive_->json->saveValue(value);
+        archive->json->saveValue(value);
     else if constexpr (std::is_floating_point_v<T>)
-        archive_->json->saveValue(static_cast<double>(value));
+        archive->json->saveValue(static_cast<double>(value));
     else if constexpr (std::is_signed_v<T>)
-        archive_->json->saveValue(static_cast<std::int64_t>(value));
+        archive->json->saveValue(static_cast<std::int64_t>(value));
     else
-        archive_->json->saveValue(static_cast<std::uint64_t>(value));
+        archive->json->saveValue(static_cast<std::uint64_t>(value));
 }
 
 void JsonWriter::text(const std::string& value)
 {
-    archive_->json->writeName();
-    archive_->json->saveValue(value);
+    archive->json->writeName();
+    archive->json->saveValue(value);
 }
 
 std::string JsonWriter::finish()
 {
-    archive_->json.reset(); // its destructor closes the root
-    return archive_->stream.str();
+    archive->json.reset(); // its destructor closes the root
+    return archive->stream.str();
 }
 
 // ---- reading -----------------------------------------------------------------------------------------------------
@@ -154,57 +154,57 @@ struct JsonReader::Archive {
     std::vector<const char*> nodeKeys; // of the nodes that are open; an element of an array has its array's
 };
 
-JsonReader::JsonReader(const std::string& document) : archive_(std::make_unique<Archive>(checked(document))) {}
+JsonReader::JsonReader(const std::string& document) : archive(std::make_unique<Archive>(checked(document))) {}
 
 JsonReader::~JsonReader() = default;
 
 void JsonReader::key(const char* text)
 {
-    archive_->json.setNextName(text);
-    archive_->nextKey = text;
+    archive->json.setNextName(text);
+    archive->nextKey = text;
 }
 
 void JsonReader::beginNode()
 {
-    withExhaustedText([&] { archive_->json.startNode(); });
-    const char* const key = std::exchange(archive_->nextKey, nullptr);
-    archive_->nodeKeys.push_back(key != nullptr ? key : archive_->nodeKeys.back());
+    withExhaustedText([&] { archive->json.startNode(); });
+    const char* const key = std::exchange(archive->nextKey, nullptr);
+    archive->nodeKeys.push_back(key != nullptr ? key : archive->nodeKeys.back());
 }
 
 void JsonReader::beginArray(std::size_t most)
 {
     beginNode();
     if (const std::size_t count = size(); count > most)
-        throw cereal::Exception("JSON array '" + std::string(archive_->nodeKeys.back()) + "' has " +
+        throw cereal::Exception("JSON array '" + std::string(archive->nodeKeys.back()) + "' has " +
                                 std::to_string(count) + " elements, but " + std::to_string(most) + " at most");
 }
 
 std::size_t JsonReader::size()
 {
     cereal::size_type count = 0;
-    archive_->json.loadSize(count);
+    archive->json.loadSize(count);
     return static_cast<std::size_t>(count);
 }
 
 void JsonReader::end()
 {
-    archive_->json.finishNode();
-    archive_->nodeKeys.pop_back();
+    archive->json.finishNode();
+    archive->nodeKeys.pop_back();
 }
 
 template <class T>
 void JsonReader::number(T& value)
 {
-    archive_->nextKey = nullptr;
+    archive->nextKey = nullptr;
     withExhaustedText([&] {
         if constexpr (std::is_same_v<T, bool> || std::is_floating_point_v<T>) {
-            archive_->json.loadValue(value);
+            archive->json.loadValue(value);
         } else {
-            // Read as the archive reads a T, but at full width, so that what does not fit is seen.
+            // Read as the archive reads a T, but at full width, so that a number that doesn't fit is detected.
             using Signed = std::conditional_t<sizeof(T) == 8, std::int64_t, std::int32_t>;
             using Wide = std::conditional_t<std::is_signed_v<T>, Signed, std::make_unsigned_t<Signed>>;
             Wide wide = 0;
-            archive_->json.loadValue(wide);
+            archive->json.loadValue(wide);
             if (static_cast<Wide>(static_cast<T>(wide)) != wide)
                 detail::throwValueOutOfRange(std::to_string(wide), typeName<T>());
             value = static_cast<T>(wide);
@@ -214,8 +214,8 @@ void JsonReader::number(T& value)
 
 void JsonReader::text(std::string& value)
 {
-    archive_->nextKey = nullptr;
-    withExhaustedText([&] { archive_->json.loadValue(value); });
+    archive->nextKey = nullptr;
+    withExhaustedText([&] { archive->json.loadValue(value); });
 }
 
 #define VORNA_JSON_NUMBER(type)                   \

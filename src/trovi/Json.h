@@ -3,9 +3,9 @@
 //
 // The document is what cereal's JSON archives make of the same types: a root object with one node "value0"; a class is
 // an object of its members by name; numbers, enumerations and bool are themselves; vector, array and set are arrays; a
-// map is an array of {"key", "value"}; a pair has "first" and "second", a tuple "tuple_element0" and on, a variant
-// "index" and "data". When reading, members are found by name in any order, unknown ones are left out, and a failure
-// leaves the target with what was read before it.
+// map is an array of {"key", "value"}; a pair has "first" and "second", a tuple "tuple_element0" and so on, a variant
+// "index" and "data". When reading, members are found by name in any order and unknown ones are ignored. After a
+// failure the target keeps what was read before it.
 //
 // cereal's headers, which are heavy, stay inside Json.cpp: a type costs only calls of JsonWriter and JsonReader.
 
@@ -17,12 +17,12 @@
 
 namespace trovi {
 
-/// Deepest nesting of arrays and objects that is read. The parser calls itself for each level, so that a hostile
-/// document could otherwise exhaust the stack. The deepest configuration has about 12.
+/// Deepest nesting of arrays and objects that is read. The parser recurses for each level, so a hostile document could
+/// otherwise exhaust the stack. The deepest configuration has about 12 levels.
 inline constexpr std::size_t jsonMaxDepth = 512;
 
-/// Longest document that is read, in bytes. A parsed document takes up to 18 times its size, so that a huge one could
-/// otherwise exhaust the memory. The configuration of a chip whose memories are full has 38 MB.
+/// Longest document that is read, in bytes. Parsing takes up to 18 times the size of the document, so a huge one could
+/// otherwise exhaust the memory. The configuration of a chip whose memories are all full takes 38 MB.
 inline constexpr std::size_t jsonMaxSize = std::size_t{64} << 20;
 
 /// Writes one document, value by value.
@@ -47,7 +47,7 @@ public:
 
 private:
     struct Archive;
-    std::unique_ptr<Archive> archive_;
+    std::unique_ptr<Archive> archive;
 };
 
 /// Reads one document, value by value.
@@ -73,7 +73,7 @@ public:
 
 private:
     struct Archive;
-    std::unique_ptr<Archive> archive_;
+    std::unique_ptr<Archive> archive;
 };
 
 template <class T>
@@ -83,8 +83,8 @@ void loadJson(JsonReader& reader, T& value);
 
 namespace detail {
 
-/// The document in the file at `path`; an empty one when it can't be read. Of a file beyond the limit: its beginning, up
-/// to a size that is refused.
+/// The document in the file at `path`; an empty one when it can't be read. Of a file beyond the limit: its beginning,
+/// up to a size that is refused.
 std::string documentIn(const std::string& path);
 [[noreturn]] void throwValueOutOfRange(const std::string& value, std::string_view type);
 
@@ -292,8 +292,8 @@ std::string toJson(const T& object)
 }
 
 /// Reads a document of up to jsonMaxSize bytes and jsonMaxDepth levels into `object`.
-/// @throws std::runtime_error (cereal's exceptions are ones) saying what is missing, of the wrong kind or too large; the
-///         members before it keep their new values
+/// @throws std::runtime_error (cereal's exceptions are ones) saying what is missing, of the wrong kind or too large;
+///         the members before it keep their new values
 template <class T>
 void fromJson(T& object, const std::string& document)
 {

@@ -55,8 +55,8 @@ constexpr auto readOnlyMember(const char* name, T Class::*field, const char* doc
     return result;
 }
 
-/// A member that has another form in Python. The setter throws std::invalid_argument and leaves the member as it was
-/// when the form cannot be taken.
+/// A member that has another form in Python. For a form that it can't convert the setter throws std::invalid_argument
+/// and leaves the member as it was.
 template <class Class, class T, class Argument, class Result>
 constexpr auto convertedMember(const char* name, T Class::*field, void (*pySetter)(Class&, Argument),
                                Result (*pyGetter)(const Class&), const char* doc = "")
@@ -68,7 +68,7 @@ constexpr auto convertedMember(const char* name, T Class::*field, void (*pySette
     return result;
 }
 
-/// What a call of the function costs its caller; Python's interpreter lock is released around a blocking one.
+/// Whether a call returns at once or may wait. Python's interpreter lock is released around a blocking one.
 enum class CallKind { immediate, blocking };
 
 /// One member function. Signature is the exact pointer-to-member type, const and noexcept included; a function of a

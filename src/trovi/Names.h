@@ -1,5 +1,5 @@
 #pragma once
-// From the names of C++ to the names of Python, as plain functions of text.
+// Python names from C++ names, by plain functions of strings.
 
 #include <string>
 #include <string_view>
@@ -12,11 +12,11 @@ namespace trovi {
 ///
 ///   ((^[a-z0-9]+)|([0-9]+)|([A-Z]{1}[a-z0-9]+)|([A-Z0-9]+(?=([A-Z0-9][a-z0-9])|($)|([0-9])))|([a-z0-9]+)|(_+))
 ///
-/// (ECMAScript); what lies between matches is dropped, and an underscore is a word: "a_b" gives "a___b". Worked out by
-/// hand, since std::regex would cost most of the module's import time.
+/// (ECMAScript). Text between matches is dropped. An underscore is a word: "a_b" gives "a___b". The matching is written
+/// by hand, since std::regex would take most of the module's import time.
 std::string snakeCase(std::string_view name);
 
-/// The name of a member, method or function in Python: snakeCase() with every run of underscores made one.
+/// The name of a member, method or function in Python: snakeCase() with each run of underscores reduced to one.
 std::string pythonName(std::string_view name);
 
 /// The pieces of `name` between "::", in order; a name without "::" is one piece.

@@ -1,6 +1,6 @@
 #pragma once
-// Type reflection: a class that crosses a boundary (Python, wire, file) is described once, by constant tuples, and gets
-// its Python class, its binary and JSON forms and its remote proxy from that.
+// Type reflection: a class that crosses a boundary (Python, wire, file) is described once, by constant tuples. Its
+// Python class, its binary and JSON forms and its remote proxy follow from that.
 //
 //   struct Point { int x = 0; int y = 0; int norm1() const; };
 //
@@ -22,7 +22,7 @@
 //       static constexpr auto registerMembers() { return members(...); }
 //   };
 //
-// Descriptions stand in the header of their class, right below it.
+// A description belongs in the header of its class, right below it.
 
 #include <concepts>
 #include <stdexcept>

@@ -12,7 +12,7 @@
 //   class with a RegisterForm     the parts of that form
 //   reflected class               its members in registered order
 //
-// A value that is made of numbers alone has a layout of fixed size, worked out at compile time ("packed" below); a
+// A value that consists of numbers alone has a layout of fixed size, computed at compile time ("packed" below). A
 // vector of such values is written and read in one loop over a buffer, without a call per member.
 //
 // For code that is written against cereal, trovi/BinaryArchive.h offers archives of the same form.
@@ -152,13 +152,13 @@ inline void unpack(const std::uint8_t* in, T& value)
 
 // ---- many packed values ------------------------------------------------------------------------------------------
 //
-// A class of numbers is moved 8 bytes at a time: a move that begins at one member goes on over the next ones as far as
-// they lie in memory as they do on the wire, and what it spills behind them is overwritten by the moves that follow.
-// The offsets are constants to the optimiser, so all that is left of this are the moves.
+// A class of numbers is copied 8 bytes at a time. A copy that begins at one member also covers the next ones, as long
+// as memory and wire have the same layout. What it writes beyond them is overwritten by the copies that follow. The
+// offsets are constants to the optimiser, so only the copies remain in the compiled code.
 
 inline constexpr std::size_t wideMove = 8;
 
-// What any field of an aggregate can be initialised with.
+// Initialises any field of an aggregate.
 struct AnyField {
     template <class T>
     constexpr operator T() const noexcept;
@@ -170,14 +170,14 @@ constexpr bool takesInitialisers(std::index_sequence<I...>)
     return requires { T{(static_cast<void>(I), AnyField())...}; };
 }
 
-/// True for a class of which it is certain that every field is a registered member.
+/// True only if every field of the class is a registered member.
 template <class T>
 constexpr bool isMembersAlone()
 {
     return std::is_aggregate_v<T> && !takesInitialisers<T>(std::make_index_sequence<memberCount<T> + 1>());
 }
 
-/// Classes whose members are numbers, without a field beside them that a move could spill into.
+/// True for classes whose members are numbers, without further fields that a wide copy could overwrite.
 template <class T>
 constexpr bool movesWide()
 {
@@ -193,14 +193,14 @@ constexpr bool movesWide()
         return false;
 }
 
-/// As pack, but may also write up to 7 bytes behind the value's.
+/// As pack, but may also write up to 7 bytes beyond the value.
 template <class T>
 inline void packSpilling(std::uint8_t* out, const T& value)
 {
     const auto* base = reinterpret_cast<const std::uint8_t*>(&value);
     std::size_t wire = 0;
-    std::size_t shift = notPacked; // from wire to memory, of the last move
-    std::size_t moved = 0;         // memory offset up to which that move went
+    std::size_t shift = notPacked; // from wire to memory, of the last copy
+    std::size_t moved = 0;         // memory offset at which that copy ended
     forEach(MetaHolder<T>::members, [&](const auto& member) {
         constexpr std::size_t size = packedSize<typename std::remove_cvref_t<decltype(member)>::Type>;
         const auto offset =
@@ -215,7 +215,7 @@ inline void packSpilling(std::uint8_t* out, const T& value)
     });
 }
 
-/// As unpack, but may also read up to 7 bytes behind the value's.
+/// As unpack, but may also read up to 7 bytes beyond the value.
 template <class T>
 inline void unpackSpilling(const std::uint8_t* in, T& value)
 {
@@ -223,7 +223,7 @@ inline void unpackSpilling(const std::uint8_t* in, T& value)
     std::size_t wire = 0;
     std::size_t shift = notPacked;
     std::size_t moved = 0;
-    std::size_t written = 0; // memory offset behind the members so far: a spill may only go beyond it
+    std::size_t written = 0; // memory offset at which the members so far end: a copy may only write beyond it
     forEach(MetaHolder<T>::members, [&](const auto& member) {
         using Type = typename std::remove_cvref_t<decltype(member)>::Type;
         constexpr std::size_t size = packedSize<Type>;
@@ -266,8 +266,8 @@ void unpackMany(const std::uint8_t* in, T* out, std::size_t count)
         unpack(in, *out);
 }
 
-/// Elements that fit a block of a few kilobytes. A vector grows by the block, so that the memory that growing fills
-/// with zeros is still in the first cache when the values come.
+/// Number of elements in a block of a few kilobytes. A vector grows by one block at a time, so that the zeros that
+/// growing writes are still in the L1 cache when the values replace them.
 template <class T>
 inline constexpr std::size_t blockLength = std::max<std::size_t>(1, 4096 / std::max(packedSize<T>, sizeof(T)));
 
@@ -287,7 +287,7 @@ void encodePackedVector(ByteWriter& writer, const std::vector<T, Allocator>& val
     }
 }
 
-/// Bytes of `count` elements, the largest number when it has no room for them.
+/// `count` times `size`; the largest number if that overflows.
 constexpr std::uint64_t saturatedProduct(std::uint64_t count, std::size_t size)
 {
     constexpr std::uint64_t most = std::numeric_limits<std::uint64_t>::max();
@@ -297,14 +297,14 @@ constexpr std::uint64_t saturatedProduct(std::uint64_t count, std::size_t size)
 template <class T, class Allocator>
 void decodePackedVector(ByteReader& reader, std::vector<T, Allocator>& values, std::uint64_t count)
 {
-    // The count came from outside: no memory is taken for elements that the bytes at hand cannot hold.
+    // The count comes from a peer or a file: no memory is reserved for more elements than the bytes can hold.
     const std::uint64_t total = saturatedProduct(count, packedSize<T>);
     if (reader.isBounded() && total > reader.available())
         throwReadFailure(total, reader.available());
     values.clear();
     values.reserve(static_cast<std::size_t>(reader.isBounded() ? count : std::min<std::uint64_t>(count, 65536)));
     std::uint8_t scratch[blockLength<T> * packedSize<T>];
-    // Growing by copies of blank values takes fewer stores than growing by newly made ones.
+    // Appending copies of blank values takes fewer stores than appending newly made ones.
     static const std::array<T, blockLength<T>> blank{};
     for (std::uint64_t done = 0; done < count;) {
         const auto length = static_cast<std::size_t>(std::min<std::uint64_t>(count - done, blockLength<T>));
@@ -341,7 +341,7 @@ void decodeVector(ByteReader& reader, Vector& values)
     if constexpr (isPacked<T> && packedSize < T >> 0) {
         decodePackedVector(reader, values, count);
     } else if constexpr (packedSize<T> == 0) {
-        values.resize(count); // elements without content: nothing in the bytes bounds their number
+        values.resize(count); // elements without content: the bytes set no bound to their number
     } else {
         values.clear();
         values.reserve(static_cast<std::size_t>(std::min<std::uint64_t>(count, reader.available() / 8)));
@@ -474,7 +474,7 @@ void decode([[maybe_unused]] ByteReader& reader, [[maybe_unused]] T& value)
     } else if constexpr (std::is_same_v<T, std::string>) {
         const std::uint64_t length = decodeCount(reader);
         if (!reader.isBounded() || length > reader.available()) {
-            std::vector<char> bytes; // a block at a time, as the length cannot be trusted
+            std::vector<char> bytes; // a block at a time, since the length can't be trusted
             decodePackedVector(reader, bytes, length);
             value.assign(bytes.begin(), bytes.end());
         } else {
@@ -533,7 +533,7 @@ T deserializeElement(std::istream& stream)
     return value;
 }
 
-/// A value of type T from the front of `bytes`; what is behind it is left out.
+/// A value of type T from the front of `bytes`; what follows it is ignored.
 /// @throws as deserializeElement
 template <class T>
 T deserializeBytes(std::span<const std::uint8_t> bytes)

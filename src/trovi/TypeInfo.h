@@ -2,8 +2,8 @@
 // Compile-time names of types and their run-time identity.
 //
 // The spelling of typeName<T>() is the compiler's own ("short unsigned int", "davis::event::DvsEvent") and is data: it
-// travels in messages, names Python classes and is compared by BoxedPtr and by remote calls. Both ends of a connection
-// must therefore be built by compilers that spell alike.
+// travels in messages, names Python classes and is compared by BoxedPtr and by remote calls. So both ends of a
+// connection must be built by compilers that spell names the same way.
 
 #include <cstdint>
 #include <string>
@@ -11,8 +11,8 @@
 #include <type_traits>
 #include <typeinfo>
 
-// The compiler leaves out the namespaces that a type shares with the function whose text this is, so the function lives
-// in a namespace that holds no type. Its name and its `auto` result are what the text is cut by: keep both.
+// The compiler leaves out namespaces that a type shares with the function whose text this is, so this function is in a
+// namespace that holds no type. Its name and its `auto` result are part of the text that is cut here: keep both.
 namespace vorna_type_names {
 
 template <class T>

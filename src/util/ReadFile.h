@@ -18,8 +18,8 @@ struct FileBytes {
     std::string error; ///< the system's words, as "No such file or directory"; empty when the file was read
 };
 
-/// Reads up to `limit` bytes; of a longer file come `limit` bytes and no error. A folder, or a file that fails midway,
-/// is an error, and there are no bytes then.
+/// Reads up to `limit` bytes; a longer file gives its first `limit` bytes and no error. A folder, or a file that fails
+/// midway, gives an error and no bytes.
 inline FileBytes readFile(const std::string& path, std::size_t limit)
 {
     const auto failure = [] { return FileBytes{{}, std::generic_category().message(errno)}; };

@@ -6,9 +6,9 @@
 
 namespace util {
 
-/// Replaces the file at `path` by one with `content`, whole or not at all: the new file is written beside it, brought to
-/// disk, and renamed over it. Links are followed, the mode is kept, and devices and pipes are written to. A path that
-/// can't be opened for writing is left alone, without an error.
+/// Replaces the file at `path` by one with `content`, whole or not at all: the new file is written beside it, brought
+/// to disk, and renamed over it. Links are followed, the mode is kept, and devices and pipes are written to. A path
+/// that can't be opened for writing is left alone, without an error.
 ///
 /// While it is written the new file is "<path>.<process>-<n>.tmp". What a process that died left under such a name is
 /// removed by the next replacement of `path` that succeeds.

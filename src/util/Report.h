@@ -1,12 +1,12 @@
 #pragma once
-// What validators are made of: each function tests one value and, if it is wrong, writes one line that says so. They
-// never throw, so a validator joins their results and its caller gets all findings at once.
+// The building blocks of validators. Each function checks one value and writes one line if it is wrong. None throws, so
+// a validator joins their results and its caller gets all findings at once.
 //
 //   bool valid = util::reportIfNotInRange(config.threshold, 0, 255, [] { return "threshold"; }, errors);
-//   valid = util::reportIfNotEqual(config.mode, 1, [&] { return "mode of core " + std::to_string(i); }, errors) &&
-//   valid;
+//   const auto name = [&] { return "mode of core " + std::to_string(i); };
+//   valid = util::reportIfNotEqual(config.mode, 1, name, errors) && valid;
 //
-// A name is a callable, called for a wrong value only: validators run over thousands of good ones.
+// A name is a callable. It is called for a wrong value only, since validators check thousands of good ones.
 
 #include <algorithm>
 #include <iterator>

@@ -16,14 +16,14 @@ public:
         sigfillset(&all);
         for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP})
             sigdelset(&all, fault);
-        pthread_sigmask(SIG_SETMASK, &all, &before_);
+        pthread_sigmask(SIG_SETMASK, &all, &before);
     }
     SignalBlock(const SignalBlock&) = delete;
     SignalBlock& operator=(const SignalBlock&) = delete;
-    ~SignalBlock() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+    ~SignalBlock() { pthread_sigmask(SIG_SETMASK, &before, nullptr); }
 
 private:
-    sigset_t before_;
+    sigset_t before;
 };
 
 } // namespace util

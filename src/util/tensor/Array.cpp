@@ -7,7 +7,7 @@ namespace util::tensor {
 namespace detail {
 namespace {
 
-// Lists of that many empty lists are what nobody means; they would take the memory that the elements don't.
+// More empty rows than this are no sensible array; as lists they would take memory that no element does.
 constexpr std::uint64_t emptyRowsMost = 1U << 20U;
 
 std::string textOf(std::span<const std::uint64_t> numbers)
@@ -18,7 +18,7 @@ std::string textOf(std::span<const std::uint64_t> numbers)
     return text + "]";
 }
 
-// Empty for a shape that so many elements can have.
+// Empty if an array of this shape has so many elements.
 std::string faultOf(std::span<const std::uint64_t> dimensions, std::uint64_t elements)
 {
     const std::uint64_t expected = elementCount(dimensions);

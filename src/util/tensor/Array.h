@@ -55,8 +55,8 @@ struct Array {
     }();
     std::vector<T> data = std::vector<T>(1); ///< as many elements as the product of the dimensions
 
-    /// By how many elements `data` goes on when an index grows by one; the last stride is 1. Strides of a shape that is
-    /// too large for memory are meaningless.
+    /// By how many elements the position in `data` grows with each index; the last stride is 1. Strides of a shape that
+    /// is too large for memory are meaningless.
     constexpr Dimensions strides() const
     {
         Dimensions result{};
@@ -113,7 +113,7 @@ void firstSizes(std::span<std::uint64_t> dimensions, const std::vector<Nested>& 
 /// @throws std::invalid_argument when an array of this shape has another number of elements, or has none and yet too
 ///         many empty rows to be shown as lists
 void checkShape(std::span<const std::uint64_t> dimensions, std::uint64_t elements);
-/// For what came from a file or a peer.
+/// For arrays from a file or a peer.
 /// @throws std::runtime_error where checkShape throws, and for offsets that are not the row-order strides
 void checkLoaded(std::span<const std::uint64_t> dimensions, std::span<const std::uint64_t> offsets,
                  std::span<const std::uint64_t> strides, std::uint64_t elements);
@@ -211,7 +211,7 @@ typename RecursiveVector<T, N>::Internal buildList(const Array<T, N>& array)
     return nested;
 }
 
-// Array.cpp holds these, so that a description costs its includers little.
+// Instantiated in Array.cpp, so that including a description costs little compile time.
 #define VORNA_ARRAY_INSTANCES(extern_, T, N)                                       \
     extern_ template Array<T, N> arrayFromVector<RecursiveVector<T, N>::Internal>( \
         const RecursiveVector<T, N>::Internal&);                                   \
