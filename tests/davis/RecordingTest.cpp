@@ -1,7 +1,5 @@
-#include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <random>
 #include <string>
 #include <unistd.h>
@@ -202,24 +200,20 @@ TEST_F(Recordings, WhatIsWrittenIsReadBackEqual)
 
 TEST_F(Recordings, TheWriterRefusesWhatItsFormatCannotHoldBeforeItWritesAnything)
 {
-    const struct {
-        Format format;
-        DvsEvent event;
-        const char* text;
-    } rows[] = {
+    const std::tuple<Format, DvsEvent, const char*> rows[] = {
         {Format::polarity, {0x8000, 0, false, 0}, "event 1 has x = 32768, y = 0; the format holds 0 to 32767"},
         {Format::polarity, {0, 0x8000, false, 0}, "event 1 has x = 0, y = 32768; the format holds 0 to 32767"},
         {Format::polarity, {0, 0, false, -1}, "event 1 has the timestamp -1; the format holds 0 to 4294967295"},
         {Format::polarity, {0, 0, false, 0x1'0000'0000}, "the timestamp 4294967296"},
         {Format::aedat31, {0, 0, false, std::int64_t{1} << 62}, "the timestamp 4611686018427387904"},
     };
-    for (const auto& row : rows) {
+    for (const auto& [format, bad, text] : rows) {
         const auto path = folder / "refused";
-        recording::Writer writer(path, row.format);
-        const std::vector<DvsEvent> events{{1, 1, true, 1}, row.event};
-        EXPECT_THAT([&] { writer.write(events); }, testing::ThrowsMessage<std::invalid_argument>(HasSubstr(row.text)));
+        recording::Writer writer(path, format);
+        const std::vector<DvsEvent> events{{1, 1, true, 1}, bad};
+        EXPECT_THAT([&] { writer.write(events); }, testing::ThrowsMessage<std::invalid_argument>(HasSubstr(text)));
         writer.close();
-        const auto reader = recording::open(path, row.format);
+        const auto reader = recording::open(path, format);
         std::vector<DvsEvent> batch;
         EXPECT_FALSE(reader->read(batch) || reader->damage()) << "nothing was written";
     }
@@ -297,20 +291,19 @@ TEST_F(Recordings, AnyByteMayBeWrong)
 TEST_F(Recordings, NothingIsLostBetweenBuffers)
 {
     std::string digit;
+    std::string evt3 = "% evt 3.0\n";
     std::vector<DvsEvent> events;
     for (std::uint32_t i = 0; i < 200'000; ++i) {
-        events.push_back({static_cast<std::uint16_t>(i % 34), static_cast<std::uint16_t>(i % 33), i % 3 == 0, i});
-        const std::uint32_t low = i | (i % 3 == 0 ? 1u << 23 : 0);
+        const DvsEvent& event = events.emplace_back(
+            DvsEvent{static_cast<std::uint16_t>(i % 34), static_cast<std::uint16_t>(i % 33), i % 3 == 0, i});
+        const std::uint32_t low = i | (event.polarity ? 1u << 23 : 0);
         for (const std::uint32_t byte : {i % 34, i % 33, low >> 16, low >> 8, low})
             digit.push_back(static_cast<char>(byte));
+        for (const std::uint32_t half :
+             {0x8000 | i >> 12, 0x6000 | (i & 0xFFF), i % 33, 0x2000 | (event.polarity ? 0x800 : 0) | i % 34})
+            evt3 += bytes(static_cast<std::uint16_t>(half));
     }
     EXPECT_TRUE(recording::readAll(write("long.bin", digit)).events == events);
-
-    std::string evt3 = "% evt 3.0\n";
-    for (const DvsEvent& event : events)
-        evt3 += bytes(static_cast<std::uint16_t>(0x8000 | event.timestamp >> 12),
-                      static_cast<std::uint16_t>(0x6000 | (event.timestamp & 0xFFF)), event.y,
-                      static_cast<std::uint16_t>(0x2000 | (event.polarity ? 0x800 : 0) | event.x));
     EXPECT_TRUE(recording::readAll(write("long.raw", evt3)).events == events);
 }
 

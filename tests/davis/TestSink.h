@@ -1,7 +1,6 @@
 #pragma once
 // A node that the tests read by hand, and what they all need to run a camera into it.
 
-#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <vector>

@@ -115,21 +115,23 @@ public:
                            standin::firmwareVersion};
         return info;
     }
-    void sendDefaultConfig() const { require(camera->controlTransfer(), "send default configuration"); }
+    void sendDefaultConfig() const { require(camera->controlTransfer()); }
     void configSet(std::int8_t modAddr, std::uint8_t paramAddr, std::uint32_t param) const
     {
-        parameter("set", modAddr, paramAddr, ", param=" + std::to_string(param)) = param;
+        require(modAddr < 0 || camera->controlTransfer());
+        parameters[{modAddr, paramAddr}] = param;
     }
     std::uint32_t configGet(std::int8_t modAddr, std::uint8_t paramAddr) const
     {
-        return parameter("get", modAddr, paramAddr, "");
+        require(modAddr < 0 || camera->controlTransfer());
+        return parameters[{modAddr, paramAddr}];
     }
     void dataStart(void (*)(void*), void (*)(void*), void*, void (*shutdown)(void*), void* shutdownUser) const
     {
         resetDue = true;
-        require(camera->startStream([=] { shutdown(shutdownUser); }), "start getting data");
+        require(camera->startStream([=] { shutdown(shutdownUser); }));
     }
-    void dataStop() const { require(camera->stopStream(), "stop getting data"); }
+    void dataStop() const { require(camera->stopStream()); }
     std::unique_ptr<events::EventPacketContainer> dataGet() const
     {
         using Events = std::vector<davis::event::DvsEvent>;
@@ -150,18 +152,10 @@ public:
     }
 
 private:
-    void require(bool good, const std::string& failure) const
+    void require(bool good) const
     {
         if (!good)
-            throw std::runtime_error(name + ": failed to " + failure + ".");
-    }
-    std::uint32_t& parameter(const std::string& what, std::int8_t modAddr, std::uint8_t paramAddr,
-                             const std::string& more) const
-    {
-        require(modAddr < 0 || camera->controlTransfer(),
-                what + " configuration parameter, modAddr=" + std::to_string(modAddr) +
-                    ", paramAddr=" + std::to_string(paramAddr) + more);
-        return parameters[{modAddr, paramAddr}];
+            throw std::runtime_error(name + ": failed.");
     }
 
     std::int16_t id;
