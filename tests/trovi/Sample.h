@@ -96,18 +96,15 @@ namespace test {
 inline trovi::Bytes bytes(std::string_view text)
 {
     trovi::Bytes result;
-    for (std::size_t i = 0; i < text.size();) {
-        if (text[i] == ' ') {
+    bool quoted = false;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '\'')
+            quoted = !quoted;
+        else if (quoted)
+            result.push_back(static_cast<std::uint8_t>(text[i]));
+        else if (text[i] != ' ') {
+            std::from_chars(&text[i], &text[i] + 2, result.emplace_back(), 16);
             ++i;
-        } else if (text[i] == '\'') {
-            for (++i; text[i] != '\''; ++i)
-                result.push_back(static_cast<std::uint8_t>(text[i]));
-            ++i;
-        } else {
-            std::uint8_t byte = 0;
-            std::from_chars(text.data() + i, text.data() + i + 2, byte, 16);
-            result.push_back(byte);
-            i += 2;
         }
     }
     return result;
