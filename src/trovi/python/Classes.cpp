@@ -215,8 +215,8 @@ void addJson(py::handle cls, const ClassOps& ops)
         },
         &textOfStr, nullptr);
     load.doc =
-        "Reads every member from the JSON file at `path`. A RuntimeError names the first that is missing or wrong; "
-        "members before it keep their new values.";
+        "Reads every member from the JSON file at `path`, of at most 64 MiB and 512 levels. A RuntimeError names the "
+        "first that is missing or wrong; members before it keep their new values.";
     load.arguments = "path";
     addMethod(cls, load);
 }
