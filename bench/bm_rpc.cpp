@@ -11,8 +11,8 @@
 
 #include <benchmark/benchmark.h>
 
-#include "trovi/Node.h"
 #include "trovi/Remote.h"
+#include "trovi/TroviNode.h"
 
 namespace {
 

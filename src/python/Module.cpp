@@ -12,7 +12,7 @@
 #include "python/Endpoints.h"
 #include "trovi/python/Binder.h"
 #include "trovi/python/LiveObjects.h"
-#include "trovi/python/PythonNode.h"
+#include "trovi/python/PythonNodeSingleton.h"
 
 namespace {
 
@@ -89,12 +89,11 @@ void defineNodeFunctions(py::module_& module)
     module.def(
         "open_remote_node",
         [](std::uint64_t nodeId, const std::string& name) {
-            PythonNodeSingleton::getInstance()->openRemoteNode(nodeId, name.c_str());
+            PythonNodeSingleton::getInstance()->openRemoteNode(nodeId, name);
         },
         py::arg("nodeID"), py::arg("name"), openRemoteNodeDoc);
     module.def(
-        "close_remote_node",
-        [](const std::string& name) { PythonNodeSingleton::getInstance()->closeRemoteNode(name.c_str()); },
+        "close_remote_node", [](const std::string& name) { PythonNodeSingleton::getInstance()->closeRemoteNode(name); },
         py::arg("name"), closeRemoteNodeDoc);
 }
 

@@ -36,7 +36,11 @@ void VornaNode::stop()
         return; // forked off: node and devices are the parent's
     closed = true;
     TroviNode::stop();
-    const std::lock_guard lock(devicesMutex);
+}
+
+void VornaNode::stopObjects()
+{
+    const util::Lock lock(devicesMutex);
     for (const auto& stopDevice : deviceStops)
         stopDevice();
     deviceStops.clear();
@@ -44,6 +48,7 @@ void VornaNode::stop()
 
 std::pair<std::uint16_t, std::uint16_t> VornaNode::getOmbrelVidAndPid() const
 {
+    requireOpen();
     return {static_cast<std::uint16_t>(usb::VendorId::OpalKelly),
             static_cast<std::uint16_t>(usb::ProductId::OpalKellyFpga)};
 }

@@ -5,13 +5,13 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "trovi/Node.h"
 #include "trovi/Reflect.h"
+#include "trovi/TroviNode.h"
+#include "util/Mutex.h"
 
 /// Binds two endpoints and serves its store, in which it puts a device::DeviceController, "DeviceController".
 /// Threads: the base's receiver and dispatcher. Called remotely, the functions run on the dispatcher under the store's
@@ -25,15 +25,18 @@ public:
     VornaNode(const std::string& senderEndpoint, const std::string& receiverEndpoint, std::uint64_t id);
     ~VornaNode() override;
 
-    /// Tells observers that the store closes, ends the node's threads, then stops the devices that still run. The store
-    /// and its objects live on until destruction. Does nothing a second time.
+    /// As TroviNode::stop(): afterwards the endpoints are free, and the devices are stopped and closed. All functions
+    /// below then throw.
     void stop();
+
+    /// @throws std::runtime_error "This VornaNode is closed; make a new one." after stop()
+    void requireOpen() const;
 
     /// Vendor and product id of the board of the mixed-signal chip.
     std::pair<std::uint16_t, std::uint16_t> getOmbrelVidAndPid() const;
 
     // Each opens one kind of device under its fixed name in the store.
-    // @throws std::runtime_error when the node is closed, when the name is taken, and what the device's driver raises
+    // @throws std::runtime_error as requireOpen(), when the name is taken, and what the device's driver raises
     void openOmbrelDevBoard(int bus, int address);
     void openTesselTestboard(int bus, int address);
     void openDevKit();
@@ -44,9 +47,8 @@ public:
     /// Puts this node itself in its store, as "VornaNode", so that clients can call the open functions by proxy.
     void exposeRootNode();
 
-    /// Puts a device that runs a thread of its own in the store; stop() calls its stop(). Include trovi/Dispatcher.h
-    /// and the device's class.
-    /// @throws std::runtime_error when the node is closed or the name is taken; the device is destroyed then
+    /// Puts a device that runs a thread of its own in the store; stop() calls its stop(). Include the device's class.
+    /// @throws std::runtime_error as requireOpen(), or when the name is taken; the device is destroyed then
     template <class Device>
     void openDevice(const std::string& name, std::unique_ptr<Device> device)
     {
@@ -54,24 +56,24 @@ public:
     }
 
 private:
-    // The store destroys its objects without a word to them, and one that runs a thread is stopped before.
+    // The store just destroys its objects, and a device that runs a thread must be stopped before.
+    void stopObjects() override;
     template <class Device, class Stop>
     void openWithStop(const std::string& name, std::unique_ptr<Device> device, Stop stop)
     {
         requireOpen();
         Device* const opened = device.get();
         store().insert(name, std::move(device));
-        const std::lock_guard lock(devicesMutex);
+        const util::Lock lock(devicesMutex);
         deviceStops.emplace_back([opened, stop] { stop(*opened); });
     }
     template <class Camera>
     void openCamera(const char* name);
     void openBoard(const char* name);
-    void requireOpen() const;
 
     std::atomic<bool> closed = false;
-    std::mutex devicesMutex; // after the store's
-    std::vector<std::function<void()>> deviceStops;
+    util::Mutex devicesMutex;
+    std::vector<std::function<void()>> deviceStops VORNA_GUARDED_BY(devicesMutex);
 };
 
 // The order is the functions' numbers on the wire.

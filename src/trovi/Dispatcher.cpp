@@ -2,16 +2,13 @@
 
 #include <optional>
 #include <stdexcept>
+#include <type_traits>
+#include <utility>
 
+#include "trovi/RPCFuture.h"
 #include "util/SignalBlock.h"
 
 namespace trovi {
-
-namespace detail {
-
-void throwTupleIndex() { throw std::runtime_error("Tuple index out of range!"); }
-
-} // namespace detail
 
 std::future<std::vector<ElementDescription>> getStoreContent(MessageChannel& channel, std::uint64_t storeId)
 {
@@ -23,16 +20,16 @@ std::future<std::vector<ElementDescription>> getStoreContent(MessageChannel& cha
 
 Dispatcher::Dispatcher(std::uint64_t dispatcherId, MessageChannel& channel, MessageForwarderInterface* forwarder,
                        Store* store)
-    : Consumer(&channel), channel_(channel), dispatcherId_(dispatcherId), forwarder_(forwarder), store_(store)
+    : Consumer(&channel), queue(channel), dispatcherId(dispatcherId), forwarder(forwarder), store(store)
 {
     if (store == nullptr || store->id() != dispatcherId)
         throw std::runtime_error("Dispatcher cannot be initialized with store == nullptr or storeId != dispatcherId!");
-    channel_.attach(*this);
+    queue.attach(*this);
     const util::SignalBlock block;
     try {
         thread = std::thread([this]() noexcept { poll(); });
     } catch (...) {
-        channel_.detach(); // a receiver may post already
+        queue.detach(); // a receiver may post already
         throw;
     }
 }
@@ -40,22 +37,22 @@ Dispatcher::Dispatcher(std::uint64_t dispatcherId, MessageChannel& channel, Mess
 void Dispatcher::stop()
 {
     Consumer::stop();
-    channel_.detach();
+    queue.detach();
     // Callbacks are destroyed outside the mutex: what they hold may be anything.
     std::unordered_map<std::string, messages::Callback> released;
     {
-        const std::lock_guard lock(mutex_);
-        released.swap(callbacks_);
+        const util::Lock lock(mutex);
+        released.swap(callbacks);
     }
     messages::Message dropped;
-    while (channel_.try_dequeue(dropped)) {
+    while (queue.try_dequeue(dropped)) {
     }
 }
 
 void Dispatcher::setOnResponseMessageCommandCallback(StoreCommand command, messages::Callback function)
 {
-    const std::lock_guard lock(mutex_);
-    callbacks_[std::string(commandName(command))] = std::move(function);
+    const util::Lock lock(mutex);
+    callbacks[std::string(commandName(command))] = std::move(function);
 }
 
 void Dispatcher::handle(messages::Message&& message)
@@ -68,40 +65,40 @@ void Dispatcher::forward(M& message)
 {
     const std::uint64_t destination = message.header.ref.storeId;
     message.header.destination = destination;
-    forwarder_->forward(destination, std::move(message));
+    forwarder->forward(destination, std::move(message));
 }
 
 template <class M>
 void Dispatcher::registerCall(M& message)
 {
-    const std::string text = uuid{0, nextUuid_++}.str();
+    const std::string text = uuid{0, nextUuid++}.str();
     if (!message.callback)
         return;
     ByteWriter writer(message.buffer);
-    encode(writer, dispatcherId_);
+    encode(writer, dispatcherId);
     encode(writer, text);
-    const std::lock_guard lock(mutex_);
-    callbacks_[text] = std::exchange(message.callback, nullptr);
+    const util::Lock lock(mutex);
+    callbacks[text] = std::exchange(message.callback, nullptr);
 }
 
 template <class M>
 void Dispatcher::actOn(M& message)
 {
     if constexpr (std::is_same_v<M, messages::Response>) {
-        if (message.destination == dispatcherId_) {
+        if (message.destination == dispatcherId) {
             response(std::move(message));
         } else {
             const std::uint64_t destination = message.destination;
-            forwarder_->forward(destination, std::move(message));
+            forwarder->forward(destination, std::move(message));
         }
     } else {
         constexpr bool isCall = std::is_same_v<M, messages::Call>;
         if constexpr (isCall || std::is_same_v<M, messages::Internal>)
             registerCall(message);
-        if (message.header.ref.storeId != dispatcherId_)
+        if (message.header.ref.storeId != dispatcherId)
             forward(message);
         else if (message.header.command != StoreCommand::report)
-            store_->receiveMsg(message.header, std::move(message.buffer));
+            store->receiveMsg(message.header, std::move(message.buffer));
         else if constexpr (isCall)
             report(std::move(message));
     }
@@ -111,8 +108,8 @@ void Dispatcher::report(messages::Call&& call)
 {
     ByteStream stream(std::move(call.buffer));
     const auto [destination, uuidText] = deserializeDestinationAndUUID(stream);
-    store_->addObserverNode(destination);
-    channel_.enqueue(ResponseMessage(destination, uuidText, store_->report()));
+    store->addObserverNode(destination);
+    queue.enqueue(ResponseMessage(destination, uuidText, store->report()));
 }
 
 void Dispatcher::response(messages::Response&& message)
@@ -121,12 +118,12 @@ void Dispatcher::response(messages::Response&& message)
     const auto key = deserializeElement<std::string>(stream);
     std::optional<messages::Callback> callback;
     {
-        const std::lock_guard lock(mutex_);
-        if (const auto pending = callbacks_.find(key); pending != callbacks_.end()) {
+        const util::Lock lock(mutex);
+        if (const auto pending = callbacks.find(key); pending != callbacks.end()) {
             callback = std::move(pending->second);
-            callbacks_.erase(pending);
-        } else if (const auto handler = callbacks_.find(std::string(commandName(message.command)));
-                   handler != callbacks_.end()) {
+            callbacks.erase(pending);
+        } else if (const auto handler = callbacks.find(std::string(commandName(message.command)));
+                   handler != callbacks.end()) {
             callback = handler->second; // stays in the table
         }
     }

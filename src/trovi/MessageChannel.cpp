@@ -6,81 +6,86 @@ namespace trovi {
 
 // Holds the turn to the end of the scope. A method of one node may call another, so a thread may hold the turns of
 // several channels; it waits for none while it holds one. Not a semaphore: that of g++ 12 loses wakes.
-class MessageChannel::Turn {
+class VORNA_SCOPED_CAPABILITY MessageChannel::Turn {
 public:
-    explicit Turn(MessageChannel& channel) : Turn(channel, std::unique_lock(channel.turn_)) {}
-    Turn(MessageChannel& channel, std::try_to_lock_t how) : Turn(channel, std::unique_lock(channel.turn_, how)) {}
+    explicit Turn(MessageChannel& channel) VORNA_ACQUIRE(channel.turn) : channel(channel)
+    {
+        channel.turn.lock();
+        setHolder(std::this_thread::get_id());
+    }
+    /// Takes over a turn that the caller has locked.
+    Turn(MessageChannel& channel, std::adopt_lock_t) VORNA_REQUIRES(channel.turn) : channel(channel)
+    {
+        setHolder(std::this_thread::get_id());
+    }
     Turn(const Turn&) = delete;
     Turn& operator=(const Turn&) = delete;
-    ~Turn()
+    ~Turn() VORNA_RELEASE()
     {
-        if (lock)
-            channel.holder_.store({}, std::memory_order_relaxed);
+        setHolder({});
+        channel.turn.unlock();
     }
-
-    explicit operator bool() const { return lock.owns_lock(); }
 
 private:
-    Turn(MessageChannel& channel, std::unique_lock<std::mutex> taken) : channel(channel), lock(std::move(taken))
-    {
-        if (lock)
-            channel.holder_.store(std::this_thread::get_id(), std::memory_order_relaxed);
-    }
+    void setHolder(std::thread::id thread) { channel.holder.store(thread, std::memory_order_relaxed); }
 
     MessageChannel& channel;
-    std::unique_lock<std::mutex> lock;
 };
 
-bool MessageChannel::isMyTurn() const { return holder_.load(std::memory_order_relaxed) == std::this_thread::get_id(); }
+bool MessageChannel::isMyTurn() const { return holder.load(std::memory_order_relaxed) == std::this_thread::get_id(); }
 
 void MessageChannel::handleAll(messages::Message&& message) noexcept
 {
-    handler_->handle(std::move(message));
-    for (std::size_t i = 0; i < outbox_.size(); ++i) { // it may grow on the way
-        messages::Message next = std::move(outbox_[i]);
-        handler_->handle(std::move(next));
+    handler->handle(std::move(message));
+    for (std::size_t i = 0; i < outbox.size(); ++i) { // it may grow on the way
+        messages::Message next = std::move(outbox[i]);
+        handler->handle(std::move(next));
     }
-    outbox_.clear();
+    outbox.clear();
 }
 
 void MessageChannel::enqueue(messages::Message message)
 {
-    if (isMyTurn() && waiting_ == 0) { // what other threads have queued is not overtaken either
-        outbox_.push_back(std::move(message));
+    if (isDetached.load())
+        return;
+    if (isMyTurn() && waiting == 0) { // what other threads have queued is not overtaken either
+        assertMyTurn();
+        outbox.push_back(std::move(message));
         return;
     }
-    ++waiting_;
+    ++waiting;
     Channel::enqueue(std::move(message));
 }
 
 void MessageChannel::post(messages::Message message)
 {
-    if (!isMyTurn()) {
-        const Turn turn(*this, std::try_to_lock);
-        if (turn && handler_ != nullptr && waiting_ == 0)
+    if (!isMyTurn() && turn.try_lock()) {
+        const Turn mine(*this, std::adopt_lock);
+        if (handler != nullptr && waiting == 0)
             return handleAll(std::move(message));
     }
     enqueue(std::move(message));
 }
 
-bool MessageChannel::isOfThisProcess() const { return process_ == ::getpid(); }
+bool MessageChannel::isOfThisProcess() const { return process == ::getpid(); }
 
-void MessageChannel::attach(MessageHandler& handler)
+void MessageChannel::attach(MessageHandler& newHandler)
 {
-    const Turn turn(*this);
-    handler_ = &handler;
+    const Turn mine(*this);
+    handler = &newHandler;
 }
 
 void MessageChannel::detach()
 {
-    const Turn turn(*this);
-    handler_ = nullptr;
+    const Turn mine(*this);
+    handler = nullptr;
+    isDetached.store(true);
 }
 
 void MessageChannel::act(messages::Message&& message)
 {
-    const Turn turn(*this);
-    --waiting_; // nobody else gets past it: that needs the turn
+    const Turn mine(*this);
+    --waiting; // nobody else gets past it: that needs the turn
     handleAll(std::move(message));
 }
 

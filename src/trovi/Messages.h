@@ -23,7 +23,7 @@ namespace trovi {
 /// What a message asks for. The enumerators' names are keywords of the protocol: a node's notification handlers are
 /// found by them. Numbers are never reused.
 enum class StoreCommand : std::uint32_t {
-    connect = 0,         ///< reserved, nothing acts on it
+    connect = 0,         ///< reserved, nothing handles it
     set = 1,             ///< write a data member
     call = 2,            ///< call a member function of a store's object
     response = 3,        ///< the reply to a Call
@@ -32,8 +32,8 @@ enum class StoreCommand : std::uint32_t {
     report = 6,          ///< ask a store for its content, and to become its observer
     internal = 7,        ///< call on an object that is reached through a chain of references
     get = 8,             ///< read a data member
-    contentUpdate = 9,   ///< a store tells of an added or removed object
-    storeClosed = 10,    ///< a store goes away
+    contentUpdate = 9,   ///< a store reports an added or removed object
+    storeClosed = 10,    ///< a store closes
 };
 
 /// The enumerator's name; empty for a number that is none.
@@ -76,9 +76,9 @@ struct Call {
     Bytes buffer;      ///< the arguments, then the return address
 };
 
-/// A call on an object that a store's object gives a reference to. The buffer holds the InternalType and the arguments
-/// of this step and then, as append() adds it, the message for the object that the step leads to: an Internal again or
-/// the Call at the chain's end. The return address comes last.
+/// A call on an object to which an object of a store returns a reference. The buffer holds the InternalType and the
+/// arguments of this step. append() adds the message for the object that the step leads to: an Internal again, or the
+/// Call at the chain's end. The return address comes last.
 struct Internal {
     Header header;
     Callback callback;
@@ -115,9 +115,9 @@ struct NestedMessage {
 
 /// Reads the message that an Internal carries. What is left behind it, the return address, goes to the end of the new
 /// buffer. That copy takes one character after the other as formatted input and so drops bytes with the value of a
-/// white space (0x09 to 0x0D, 0x20): part of the format, since peers do the same. A node whose id has such a byte
-/// can't be answered through a chain.
-/// @throws cereal::Exception when the message is cut short
+/// white space (0x09 to 0x0D, 0x20). That is part of the format, since peers do the same. A node whose id has such a
+/// byte gets no answer through a chain.
+/// @throws cereal::Exception when the message is truncated
 NestedMessage deserializeInternal(std::istream& stream);
 
 } // namespace messages
@@ -164,7 +164,7 @@ constexpr auto registerMembers<messages::Response>()
 
 /// The variant's binary form, the content of frame 2.
 Bytes serializeMessage(const messages::Message& message);
-/// @throws cereal::Exception for an unknown alternative or a message that is cut short
+/// @throws cereal::Exception for an unknown alternative or a truncated message
 messages::Message deserializeMessage(std::span<const std::uint8_t> bytes);
 
 /// Frame 1: the decimal digits of `destination`.

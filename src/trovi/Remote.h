@@ -1,8 +1,8 @@
 #pragma once
-// Proxies: what stands for an object of another node's store.
+// Proxies: each stands for an object of another node's store.
 //
 // Everything goes through the untyped Element::call, set and child, which take and give bytes in binary form; the typed
-// functions check the types against the description first and then use those.
+// functions check the types against the description first, and then use those three.
 
 #include <chrono>
 #include <cstdint>
@@ -22,9 +22,9 @@ namespace trovi::remote {
 /// How long a call waits for its answer.
 inline constexpr std::chrono::milliseconds callTimeout{10'000};
 
-/// Base of everything that addresses something remote: an object of a store, or one that is reached from it by a chain
-/// of references.
-/// Threads: thread-safe; not to be waited on in a turn of the own node.
+/// Base of all that addresses a remote object: one in a store, or one that is reached from there by a chain of
+/// references.
+/// Threads: thread-safe; do not wait for an answer in a turn of the own node.
 class Element {
 public:
     Element() = default;
@@ -41,21 +41,21 @@ public:
     /// @param id         number of the function or member in the description of the object's class
     /// @param arguments  in binary form, one after the other
     /// @return the result in binary form; empty for a function without result
-    /// @throws std::runtime_error "RPC timeout!"; std::future_error when the own node stops meanwhile
+    /// @throws std::runtime_error "RPC timeout!"; std::future_error when the own node stops before
     Bytes call(StoreCommand command, std::uint64_t id, Bytes arguments,
                std::chrono::milliseconds timeout = callTimeout) const;
     /// As call, without the wait.
     std::future<Bytes> callAsync(StoreCommand command, std::uint64_t id, Bytes arguments) const;
-    /// Sends a new value for data member `id`. No answer is awaited.
+    /// Sends a new value for data member `id`, and does not wait.
     void set(std::uint64_t id, Bytes value) const;
 
-    /// The object that function `functionId` gives a reference to. Nothing is sent: the function runs anew, on the
+    /// The object to which function `functionId` returns a reference. Nothing is sent: the function runs anew, on the
     /// far side, for each call on the result.
     Element child(std::uint64_t functionId, const Bytes& arguments = {}) const;
     /// The object that is data member `memberId`.
     Element memberChild(std::uint64_t memberId) const;
 
-    /// Wraps `message` for its destination and enqueues it; `callback` takes the answer.
+    /// Wraps `message` for its destination and enqueues it; `callback` gets the answer.
     template <class M>
     void send(M message, messages::Callback callback) const
     {

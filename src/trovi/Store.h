@@ -4,102 +4,68 @@
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <unordered_set>
 #include <utility>
 #include <vector>
 
+#include "trovi/ElementDescription.h"
 #include "trovi/MessageChannel.h"
 #include "trovi/Messages.h"
+#include "trovi/Storable.h"
+#include "trovi/StoreHolder.h"
 #include "trovi/StoreRef.h"
+#include "util/Mutex.h"
 
 namespace trovi {
 
-/// One object of a store as other nodes see it.
-struct ElementDescription {
-    enum Change : std::uint32_t { added = 0, removed = 1, existing = 2 };
-
-    StoreRef ref;
-    std::string type; ///< typeName of the held class
-    std::string name;
-    std::uint32_t change = existing;
-
-    friend bool operator==(const ElementDescription&, const ElementDescription&) = default;
-};
-
-template <>
-constexpr auto registerMembers<ElementDescription>()
-{
-    using E = ElementDescription;
-    return members(member("ref", &E::ref, "address of the object"), member("type", &E::type, "name of its class"),
-                   member("name", &E::name, "its name in the store"),
-                   member("change", &E::change, "0: added, 1: removed, 2: element of a report"));
-}
-
-template <>
-constexpr const char* registerDoc<ElementDescription>()
-{
-    return "One object of a store, as other nodes are told of it.";
-}
-
-/// What a store holds: an object that messages can be sent to.
-class Storable {
-public:
-    virtual ~Storable() = default;
-    /// Runs in the node's turn, under the store's mutex.
-    virtual void receiveMsg(messages::Header header, Bytes&& buffer) = 0;
-    virtual std::string getHeldTypeName() const = 0;
-    virtual std::string getHeldName() const = 0;
-};
-
-template <class T>
-class StoreHolder; // trovi/Dispatcher.h
-
-/// Threads: thread-safe. The mutex is held across a whole message's execution on an object and across insert, erase,
-/// extract and report; it is recursive, since a method of an object in the store may call these. Another thread that
-/// calls them waits for the running method. Inside it only the observers' mutex is taken, which is never held longer
-/// than a look at the set. Telling the observers only enqueues, so it never blocks on the network.
+/// Threads: thread-safe. `mutex` is held while a message runs on an object, and in insert, erase, extract and report.
+/// It is recursive, since a method of an object in the store may call these. Another thread that calls them waits for
+/// the running method. Only `observersMutex` is taken inside it, and held while the set is read or changed.
+/// Notifications are only enqueued, so they never block on the network.
 class Store {
 public:
     /// @param channel  of the node; it must outlive the store
-    Store(MessageChannel& channel, std::uint64_t storeId) : channel_(channel), storeId_(storeId) {}
+    Store(MessageChannel& channel, std::uint64_t storeId) : channel(channel), storeId(storeId) {}
     Store(const Store&) = delete;
     Store& operator=(const Store&) = delete;
-    /// Destroys the objects in ascending order of their ids.
-    ~Store();
+    ~Store() { close(); }
 
-    std::uint64_t id() const { return storeId_; }
+    std::uint64_t id() const { return storeId; }
     std::size_t size() const;
 
-    /// Takes `object` in under `name` and tells the observers. Include trovi/Dispatcher.h to call it.
+    /// Takes `object` in under `name` and notifies the observers.
     /// @return its address; ids count on from 0 and are never used twice
-    /// @throws std::runtime_error "Name: ... is already used by other element in the store!"; the object is destroyed
+    /// @throws std::runtime_error "Name: ... is already used by other element in the store!", or when the store is
+    ///         closed; the object is destroyed
     template <class T>
     StoreRef insert(const std::string& name, std::unique_ptr<T> object)
     {
-        return insertHolder(name, std::make_unique<StoreHolder<T>>(std::move(object), &channel_, name));
+        return insertHolder(name, std::make_unique<StoreHolder<T>>(std::move(object), &channel, name));
     }
 
-    /// As insert, for an object that someone else owns and keeps alive until it is erased or the store ends.
+    /// As insert, for an object that someone else owns and keeps alive until it is erased or the store closes.
     template <class T>
     StoreRef insertBorrowed(const std::string& name, T& object)
     {
-        return insertHolder(name, std::make_unique<StoreHolder<T>>(object, &channel_, name));
+        return insertHolder(name, std::make_unique<StoreHolder<T>>(object, &channel, name));
     }
 
-    /// Destroys the object, under the mutex, and tells the observers.
+    /// Destroys the object, under the mutex, and notifies the observers.
     /// @return false when `ref` is of another store or the object isn't there
     bool erase(const StoreRef& ref);
     /// As erase, but hands the holder out. Null when nothing was found.
     std::unique_ptr<Storable> extract(const StoreRef& ref);
+
+    /// Destroys the objects in ascending order of their ids. From then on insert throws. Does nothing a second time.
+    void close();
 
     /// All objects in ascending order of their ids.
     std::vector<ElementDescription> report() const;
     /// @throws std::runtime_error as insert
     void assertNameNotInUse(const std::string& name) const;
 
-    /// The nodes that are told of changes.
+    /// The nodes that are notified of changes.
     std::unordered_set<std::uint64_t> getObserverNodes() const;
     void addObserverNode(std::uint64_t id);
     void removeObserverNode(std::uint64_t id);
@@ -113,13 +79,14 @@ public:
 private:
     StoreRef insertHolder(const std::string& name, std::unique_ptr<Storable> holder);
 
-    mutable std::recursive_mutex mutex_; // guards objects_ and nextId_
-    std::map<std::uint64_t, std::unique_ptr<Storable>> objects_;
-    MessageChannel& channel_;
-    std::uint64_t nextId_ = 0;
-    const std::uint64_t storeId_;
-    mutable std::mutex observersMutex_; // inner to mutex_
-    std::unordered_set<std::uint64_t> observers_;
+    mutable util::RecursiveMutex mutex;
+    std::map<std::uint64_t, std::unique_ptr<Storable>> objects VORNA_GUARDED_BY(mutex);
+    std::uint64_t nextId VORNA_GUARDED_BY(mutex) = 0;
+    bool closed VORNA_GUARDED_BY(mutex) = false;
+    mutable util::Mutex observersMutex VORNA_ACQUIRED_AFTER(mutex);
+    std::unordered_set<std::uint64_t> observers VORNA_GUARDED_BY(observersMutex);
+    MessageChannel& channel;
+    const std::uint64_t storeId;
 };
 
 } // namespace trovi

@@ -10,9 +10,10 @@
 #include <string>
 #include <utility>
 
-#include "trovi/Dispatcher.h"
-#include "trovi/Node.h"
+#include "../ErrorOf.h"
+#include "trovi/RPCFuture.h"
 #include "trovi/Remote.h"
+#include "trovi/TroviNode.h"
 
 namespace sample {
 
@@ -139,17 +140,6 @@ std::optional<T> next(ondra::Channel<T>& channel)
     T item;
     return channel.wait_dequeue_timed(item, std::chrono::seconds(10)) ? std::optional<T>(std::move(item))
                                                                       : std::nullopt;
-}
-
-template <class Action>
-std::string errorOf(Action action)
-{
-    try {
-        action();
-    } catch (const std::exception& error) {
-        return error.what();
-    }
-    return "no error";
 }
 
 } // namespace test

@@ -6,23 +6,19 @@
 
 namespace sample {
 
-/// Tells of its end.
+/// Records its end, and erases another object of the store on the way, as a device controller does.
 struct Mortal {
-    Mortal(std::vector<int>& ends, int id) : ends(ends), id(id) {}
-    ~Mortal() { ends.push_back(id); }
+    Mortal(std::vector<int>& ends, int id, std::function<void()> last = {}) : ends(ends), id(id), last(std::move(last))
+    {}
+    ~Mortal()
+    {
+        ends.push_back(id);
+        if (last)
+            last();
+    }
     std::vector<int>& ends;
     int id;
-};
-
-/// Changes the store that it lives in while a message runs on it.
-struct Gardener {
-    explicit Gardener(trovi::Store& store) : store(store) {}
-    void work(std::uint64_t away)
-    {
-        store.insert("planted", std::make_unique<Leaf>());
-        store.erase({store.id(), away});
-    }
-    trovi::Store& store;
+    std::function<void()> last;
 };
 
 } // namespace sample
@@ -34,12 +30,6 @@ constexpr auto registerMembers<sample::Mortal>()
 {
     return members();
 }
-template <>
-constexpr auto registerMemberFunctions<sample::Gardener>()
-{
-    return functions(function("work", &sample::Gardener::work));
-}
-
 } // namespace trovi
 
 namespace {
@@ -48,12 +38,12 @@ using namespace trovi;
 using sample::Leaf;
 using testing::ElementsAre;
 using testing::UnorderedElementsAre;
+using Notification = std::tuple<std::uint64_t, ElementDescription>; // for this observer
 
 struct StoreTest : testing::Test {
-    /// What was sent to observers: (observer, change, name, objId).
-    std::vector<std::tuple<std::uint64_t, std::uint32_t, std::string, std::uint64_t>> notifications()
+    std::vector<Notification> notifications()
     {
-        std::vector<std::tuple<std::uint64_t, std::uint32_t, std::string, std::uint64_t>> all;
+        std::vector<Notification> all;
         messages::Message message;
         while (channel.try_dequeue(message)) {
             auto& response = std::get<messages::Response>(message);
@@ -62,23 +52,27 @@ struct StoreTest : testing::Test {
             EXPECT_EQ(deserializeElement<std::string>(stream), "");
             const auto elements = deserializeElement<std::vector<ElementDescription>>(stream);
             EXPECT_EQ(elements.size(), 1U);
-            EXPECT_EQ(elements[0].type, "sample::Leaf");
-            EXPECT_EQ(elements[0].ref.storeId, 7U);
-            all.emplace_back(response.destination, elements[0].change, elements[0].name, elements[0].ref.objId);
+            all.emplace_back(response.destination, elements[0]);
         }
         return all;
     }
     StoreRef insertLeaf(const std::string& name) { return store.insert(name, std::make_unique<Leaf>()); }
+    StoreRef insertMortal(int id, std::function<void()> last = {})
+    {
+        return store.insert(std::to_string(id), std::make_unique<sample::Mortal>(ends, id, std::move(last)));
+    }
 
+    std::vector<int> ends;
     MessageChannel channel;
     Store store{channel, 7};
 };
 
-TEST_F(StoreTest, IdsCountOnAndReportsAreInTheirOrder)
+TEST_F(StoreTest, IdsCountOnReportsAreInTheirOrderAndANameIsGivenOnce)
 {
     EXPECT_THAT(store.report(), testing::IsEmpty());
     EXPECT_EQ(insertLeaf("a"), (StoreRef{7, 0}));
-    EXPECT_EQ(insertLeaf("b"), (StoreRef{7, 1}));
+    EXPECT_EQ(errorOf([&] { insertLeaf("a"); }), "Name: a is already used by other element in the store!");
+    EXPECT_EQ(insertLeaf("b"), (StoreRef{7, 1})); // the refused one took no id
     EXPECT_TRUE(store.erase({7, 0}));
     EXPECT_FALSE(store.erase({7, 0}));
     EXPECT_FALSE(store.erase({8, 1}));
@@ -88,88 +82,54 @@ TEST_F(StoreTest, IdsCountOnAndReportsAreInTheirOrder)
     EXPECT_EQ(store.size(), 2U);
 }
 
-TEST_F(StoreTest, ANameIsGivenOnce)
-{
-    insertLeaf("a");
-    EXPECT_EQ(test::errorOf([&] { insertLeaf("a"); }), "Name: a is already used by other element in the store!");
-    EXPECT_EQ(store.size(), 1U);
-    EXPECT_EQ(insertLeaf("b"), (StoreRef{7, 1})); // the refused one took no id
-}
-
-TEST_F(StoreTest, EveryObserverIsToldOnce)
+TEST_F(StoreTest, EveryObserverIsNotifiedOnce)
 {
     insertLeaf("unseen");
     EXPECT_THAT(notifications(), testing::IsEmpty());
-    store.addObserverNode(20);
-    store.addObserverNode(30);
-    store.addObserverNode(20);
+    for (const std::uint64_t observer : {20, 30, 20})
+        store.addObserverNode(observer);
     EXPECT_THAT(store.getObserverNodes(), UnorderedElementsAre(20, 30));
     insertLeaf("a");
-    EXPECT_THAT(notifications(), UnorderedElementsAre(std::tuple(20, 0, "a", 1), std::tuple(30, 0, "a", 1)));
+    const ElementDescription added{{7, 1}, "sample::Leaf", "a", ElementDescription::added};
+    EXPECT_THAT(notifications(), UnorderedElementsAre(Notification(20, added), Notification(30, added)));
     store.removeObserverNode(20);
     store.erase({7, 1});
-    EXPECT_THAT(notifications(), ElementsAre(std::tuple(30, 1, "a", 1)));
     EXPECT_NE(store.extract({7, 0}), nullptr);
-    EXPECT_THAT(notifications(), ElementsAre(std::tuple(30, 1, "unseen", 0)));
+    EXPECT_THAT(notifications(),
+                ElementsAre(Notification(30, {{7, 1}, "sample::Leaf", "a", ElementDescription::removed}),
+                            Notification(30, {{7, 0}, "sample::Leaf", "unseen", ElementDescription::removed})));
 }
 
-TEST_F(StoreTest, ExtractHandsTheObjectOut)
+TEST_F(StoreTest, ClosingDestroysTheObjectsInTheOrderOfTheirIdsAndBorrowedOnesLiveOn)
 {
-    std::vector<int> ends;
-    const StoreRef ref = store.insert("m", std::make_unique<sample::Mortal>(ends, 1));
-    EXPECT_EQ(store.extract({8, ref.objId}), nullptr);
-    std::unique_ptr<Storable> holder = store.extract(ref);
-    EXPECT_EQ(store.extract(ref), nullptr);
-    EXPECT_EQ(holder->getHeldName(), "m");
-    EXPECT_EQ(holder->getHeldTypeName(), "sample::Mortal");
-    EXPECT_THAT(ends, testing::IsEmpty());
-    holder.reset();
-    EXPECT_THAT(ends, ElementsAre(1));
-}
-
-TEST(Store, ObjectsEndInTheOrderOfTheirIdsAndBorrowedOnesLiveOn)
-{
-    std::vector<int> ends;
     sample::Mortal borrowed(ends, 9);
-    MessageChannel channel;
-    {
-        Store store(channel, 1);
-        for (int i = 0; i < 5; ++i)
-            store.insert(std::to_string(i), std::make_unique<sample::Mortal>(ends, i));
-        store.insertBorrowed("borrowed", borrowed);
-        store.erase({1, 2});
-    }
-    EXPECT_THAT(ends, ElementsAre(2, 0, 1, 3, 4));
+    insertMortal(0, [this] { store.erase({7, 4}); });
+    for (int id = 1; id < 6; ++id)
+        insertMortal(id);
+    store.insertBorrowed("borrowed", borrowed);
+    store.erase({7, 2});
+    EXPECT_EQ(store.extract({8, 3}), nullptr);
+    std::unique_ptr<Storable> holder = store.extract({7, 3});
+    EXPECT_EQ(store.extract({7, 3}), nullptr);
+    EXPECT_EQ(holder->getHeldName() + holder->getHeldTypeName(), "3sample::Mortal");
+    store.close();
+    EXPECT_THAT(ends, ElementsAre(2, 0, 4, 1, 5));
+    holder.reset();
+    EXPECT_EQ(ends.back(), 3);
+    EXPECT_EQ(errorOf([&] { insertMortal(8); }), "The store is closed: its node was stopped.");
+    EXPECT_EQ(ends.back(), 8);
 }
 
-TEST_F(StoreTest, AMethodMayChangeTheStoreItRunsIn)
+TEST_F(StoreTest, MessagesForNobodyAreDroppedAndAFailureLeavesTheStoreUsable)
 {
-    insertLeaf("weed");
-    const StoreRef gardener = store.insert("gardener", std::make_unique<sample::Gardener>(store));
-    store.receiveMsg({0, gardener, StoreCommand::call, 0},
-                     serializeToBuffer(std::uint64_t{0}, std::uint64_t{2}, uuid().str()));
-    std::vector<std::string> names;
-    for (const auto& element : store.report())
-        names.push_back(element.name);
-    EXPECT_THAT(names, ElementsAre("gardener", "planted"));
-}
-
-TEST_F(StoreTest, MessagesForNobodyAreDropped)
-{
-    store.receiveMsg({0, {7, 5}, StoreCommand::call, 0}, {});
     const StoreRef ref = insertLeaf("a");
+    store.receiveMsg({0, {7, 5}, StoreCommand::call, 0}, {});
     for (const StoreCommand command : {StoreCommand::get, StoreCommand::set, StoreCommand::connect,
                                        StoreCommand::directSet, static_cast<StoreCommand>(99)})
         store.receiveMsg({0, ref, command, 0}, {});
     store.receiveMsg({0, ref, StoreCommand::call, 3}, {}); // one past the last function
-    messages::Message message;
-    EXPECT_FALSE(channel.try_dequeue(message));
-}
-
-TEST_F(StoreTest, AFailureLeavesTheStoreUsable)
-{
-    const StoreRef ref = insertLeaf("a");
-    EXPECT_EQ(test::errorOf([&] {
+    EXPECT_EQ(channel.size_approx(), 0U);
+    EXPECT_EQ(errorOf([&] {
                   store.receiveMsg({0, ref, StoreCommand::call, 1}, Bytes(3));
               }),
               "Failed to read 4 bytes from input stream! Read 3");

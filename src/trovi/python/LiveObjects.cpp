@@ -2,21 +2,21 @@
 
 #include <algorithm>
 #include <memory>
-#include <mutex>
 #include <stdexcept>
 #include <unistd.h>
 #include <utility>
 #include <vector>
 
 #include "trovi/python/GilRelease.h"
+#include "util/Mutex.h"
 
 namespace trovi::python {
 namespace {
 
 // Stopping an object and destroying it exclude each other; both are done with the interpreter lock released.
 struct Life {
-    std::mutex mutex;
-    bool over = false;
+    util::Mutex mutex;
+    bool over VORNA_GUARDED_BY(mutex) = false;
 };
 
 struct Entry {
@@ -51,7 +51,7 @@ bool LiveObjects::forget(void* object)
     entries().erase(found);
     if (ours) {
         const GilRelease release;
-        const std::lock_guard lock(life->mutex);
+        const util::Lock lock(life->mutex);
         life->over = true;
     }
     return ours;
@@ -74,7 +74,7 @@ void LiveObjects::stopAll()
             continue;
         const Entry entry = entries()[i];
         const GilRelease release;
-        const std::lock_guard lock(entry.life->mutex);
+        const util::Lock lock(entry.life->mutex);
         if (!entry.life->over)
             entry.stop();
     }

@@ -2,7 +2,7 @@
 
 #include <chrono>
 #include <stdexcept>
-#include <unistd.h>
+#include <string_view>
 #include <utility>
 
 #include "trovi/Dispatcher.h"
@@ -19,14 +19,21 @@ using namespace std::chrono_literals;
 
 constexpr std::uint64_t pollIntervalMs = 100;
 
-// The interpreter keeps its own table of modules; a submodule that stayed there would be found again, with the proxies
-// of another day, when its name is used anew.
-void forgetModule(py::handle parent, const char* name)
+// The interpreter keeps a table of modules. A submodule that stayed there would be found again, with its old proxies,
+// when a new one gets the name.
+void forgetModule(py::handle parent, const std::string& name)
 {
     const std::string full = std::string(PyModule_GetName(parent.ptr())) + "." + name;
     py::dict modules = py::module_::import("sys").attr("modules");
     if (modules.contains(full.c_str()))
         PyDict_DelItemString(modules.ptr(), full.c_str());
+}
+
+// A dot would name a module inside another one, and replace it.
+void requirePlainName(const std::string& name)
+{
+    if (name.empty() || name.find_first_of(std::string_view(".\0", 2)) != std::string::npos)
+        throw std::runtime_error("The name of a remote store must not be empty, nor hold a dot or a zero byte.");
 }
 
 } // namespace
@@ -39,7 +46,7 @@ PythonNode::PythonNode(const std::string& senderEndpoint, const std::string& req
                                                      [this](std::istream& stream) { contentUpdated(stream); });
     dispatcher().setOnResponseMessageCommandCallback(StoreCommand::storeClosed, [this](std::istream& stream) {
         const auto storeId = deserializeElement<std::uint64_t>(stream);
-        const std::lock_guard lock(openStores->mutex);
+        const util::Lock lock(openStores->mutex);
         openStores->ids.erase(storeId);
     });
 }
@@ -47,8 +54,6 @@ PythonNode::PythonNode(const std::string& senderEndpoint, const std::string& req
 PythonNode::~PythonNode()
 {
     stop(); // the callbacks above use this object's members
-    const py::gil_scoped_acquire lock;
-    remoteModules.clear();
 }
 
 void PythonNode::contentUpdated(std::istream& stream)
@@ -61,26 +66,31 @@ void PythonNode::contentUpdated(std::istream& stream)
             updateRemoteElements(update);
 }
 
-py::module_ PythonNode::makeSubmodule(const char* name, std::uint64_t storeId)
+py::module_ PythonNode::makeSubmodule(const std::string& name, std::uint64_t storeId)
 {
     forgetModule(module, name);
     py::module_ submodule =
-        py::reinterpret_borrow<py::module_>(module).def_submodule(name, "Automatically generated submodule.");
+        py::reinterpret_borrow<py::module_>(module).def_submodule(name.c_str(), "Automatically generated submodule.");
     submodule.def(
         "is_open",
         [stores = openStores, storeId] {
-            const std::lock_guard lock(stores->mutex);
+            const util::Lock lock(stores->mutex);
             return stores->ids.contains(storeId);
         },
         "False once the store has announced that it closes.");
     return submodule;
 }
 
+void PythonNode::removeSubmodule(const std::string& name)
+{
+    py::delattr(module, name.c_str());
+    forgetModule(module, name);
+}
+
 // A publisher drops an answer for which it hasn't seen the subscription yet, and a client that has just connected may
-// ask faster than it subscribes. So the question is put again after a while, within the one second; any answer will do.
+// ask faster than it subscribes. So the question is repeated within the one second; any answer will do.
 std::vector<ElementDescription> PythonNode::askForContent(std::uint64_t storeId)
 {
-    const std::string noAnswer = "Store with ID: " + std::to_string(storeId) + " timed out on content request";
     std::vector<std::future<std::vector<ElementDescription>>> answers;
     for (const auto patience : {50ms, 100ms, 200ms, 650ms}) { // one second in all
         {
@@ -90,29 +100,30 @@ std::vector<ElementDescription> PythonNode::askForContent(std::uint64_t storeId)
         static_cast<void>(waitWithSignals(answers.back(), patience));
         for (auto& answer : answers)
             if (answer.wait_for(0s) == std::future_status::ready)
-                return valueOf(answer, noAnswer);
+                return valueOf(answer);
     }
-    throw std::runtime_error(noAnswer);
+    throw std::runtime_error("Store with ID: " + std::to_string(storeId) + " timed out on content request");
 }
 
-void PythonNode::openRemoteNode(std::uint64_t storeId, const char* name)
+void PythonNode::openRemoteNode(std::uint64_t storeId, const std::string& name)
 {
-    std::unique_lock oneAtATime(openMutex, std::defer_lock);
     {
         const GilRelease release;
-        oneAtATime.lock();
+        openMutex.lock();
     }
+    const util::Lock oneAtATime(openMutex, std::adopt_lock);
     if (storeId == id())
         throw std::runtime_error("Trying to load local store as remote!");
-    if (py::hasattr(module, name))
+    requirePlainName(name);
+    if (py::hasattr(module, name.c_str()))
         throw std::runtime_error("Trying to use an already taken remote store name!");
     if (remoteModules.contains(storeId))
         throw std::runtime_error("Remote store id = " + std::to_string(storeId) + " already bound!");
 
     opening = true;
-    // Whatever becomes of the opening, an empty update then brings on those that were put aside, on a thread that may
-    // end the process for what they hold.
-    const util::ScopeGuard bringOn([this] {
+    // Whatever becomes of the opening, an empty update then triggers those that were deferred, on a thread that may end
+    // the process for what they hold.
+    const util::ScopeGuard handleDeferred([this] {
         opening = false;
         if (!deferred.empty())
             channel().enqueue(messages::Response{id(), StoreCommand::contentUpdate,
@@ -122,9 +133,8 @@ void PythonNode::openRemoteNode(std::uint64_t storeId, const char* name)
     const std::vector<ElementDescription> content = askForContent(storeId);
 
     util::ScopeGuard undo([&] {
-        if (py::hasattr(module, name))
-            py::delattr(module, name);
-        forgetModule(module, name);
+        if (py::hasattr(module, name.c_str()))
+            removeSubmodule(name);
         remoteModules.erase(storeId);
     });
     py::module_ submodule = makeSubmodule(name, storeId);
@@ -132,22 +142,22 @@ void PythonNode::openRemoteNode(std::uint64_t storeId, const char* name)
     for (const ElementDescription& element : content)
         Remote::executeBindingRule(submodule, sharedChannel(), element);
     {
-        const std::lock_guard lock(openStores->mutex);
+        const util::Lock lock(openStores->mutex);
         openStores->ids.insert(storeId);
     }
     undo.dismiss();
 }
 
-void PythonNode::closeRemoteNode(const char* name)
+void PythonNode::closeRemoteNode(const std::string& name)
 {
-    if (!py::hasattr(module, name))
+    const py::str key(name); // with its zero bytes, if any
+    if (!py::hasattr(module, key))
         throw std::runtime_error("Specified name doesen't exists!");
-    const py::object submodule = module.attr(name);
+    const py::object submodule = module.attr(key);
     for (auto i = remoteModules.begin(); i != remoteModules.end(); ++i)
         if (i->second.is(submodule)) {
             remoteModules.erase(i);
-            py::delattr(module, name);
-            forgetModule(module, name);
+            removeSubmodule(name);
             return;
         }
     throw std::runtime_error("Specified submodule is not a remote store proxy!");
@@ -156,7 +166,7 @@ void PythonNode::closeRemoteNode(const char* name)
 void PythonNode::updateRemoteElements(const std::vector<ElementDescription>& elements)
 {
     for (const ElementDescription& element : elements) {
-        // the look-up leaves a null entry for a store that isn't bound, and openRemoteNode() then refuses its id
+        // the lookup leaves a null entry for a store that isn't bound; openRemoteNode() then refuses its id
         const py::object bound = remoteModules[element.ref.storeId];
         if (!bound)
             continue;
@@ -166,54 +176,6 @@ void PythonNode::updateRemoteElements(const std::vector<ElementDescription>& ele
         else if (element.change == ElementDescription::removed && py::hasattr(submodule, element.name.c_str()))
             py::delattr(submodule, element.name.c_str());
     }
-}
-
-std::shared_ptr<PythonNode> PythonNodeSingleton::instance;
-std::vector<std::shared_ptr<PythonNode>> PythonNodeSingleton::retired;
-pid_t PythonNodeSingleton::owner = 0;
-bool PythonNodeSingleton::ended = false;
-
-void PythonNodeSingleton::end()
-{
-    ended = true;
-    replace(nullptr);
-    auto last = std::exchange(retired, {});
-    const GilRelease release;
-    last.clear();
-}
-
-void PythonNodeSingleton::requireInterpreter()
-{
-    if (ended)
-        throw std::runtime_error("The interpreter is exiting: no node can be set up any more.");
-}
-
-std::shared_ptr<PythonNode> PythonNodeSingleton::getInstance()
-{
-    if (!instance || owner != ::getpid())
-        throw std::runtime_error("Local node not initialized! Please setup_local_node(...) first!");
-    // The last share may be given up by a thread that was inside the node while it was replaced; the lock must be free
-    // then.
-    return {instance.get(), [share = instance](PythonNode*) mutable {
-                const GilRelease release;
-                share.reset();
-            }};
-}
-
-void PythonNodeSingleton::replace(std::shared_ptr<PythonNode> made)
-{
-    std::shared_ptr<PythonNode> former = std::exchange(instance, std::move(made));
-    if (std::exchange(owner, ::getpid()) != ::getpid() && former) {
-        new std::shared_ptr<PythonNode>(
-            std::move(former)); // its threads are the parent process's: never to be joined here
-        return;
-    }
-    if (former && former->channel().isMyTurn()) {
-        retired.push_back(std::move(former));
-        return;
-    }
-    const GilRelease release;
-    former.reset();
 }
 
 } // namespace trovi::python

@@ -3,30 +3,28 @@
 
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <string>
-#include <sys/types.h>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
 #include <pybind11/pybind11.h>
 
-#include "trovi/Node.h"
+#include "trovi/TroviNode.h"
+#include "util/Mutex.h"
 
 namespace trovi::python {
 
 namespace py = pybind11;
 
 /// Threads. Its own: the base's receiver and dispatcher. Python threads call openRemoteNode() and closeRemoteNode()
-/// with the interpreter lock held. The dispatcher takes the interpreter lock to serve a `contentUpdate`, so nobody may
+/// with the interpreter lock held. The dispatcher takes the interpreter lock to handle a `contentUpdate`, so nobody may
 /// wait for the dispatcher with that lock held:
-///   - openRemoteNode() gives the lock up while it waits. For the store's content to be bound before any update of it,
-///     updates are then put aside, in order, and acted on when the opener is done;
-///   - the node is destroyed with the lock released (PythonNodeSingleton sees to that).
-/// Locks: openMutex (one opener at a time; taken with the interpreter lock released, before it), then the interpreter
-/// lock, which guards `remoteModules`, `opening` and `deferred`; openStores' mutex is innermost and held for a look
-/// only.
+///   - openRemoteNode() releases the lock while it waits. A store's content must be bound before any update of it, so
+///     updates that arrive meanwhile are deferred, and handled in order when the opener is done;
+///   - PythonNodeSingleton calls stop() with the lock released, and only then gives up its share.
+/// Locks: openMutex lets one opener in at a time. It is taken with the interpreter lock released, and before it. The
+/// interpreter lock guards `remoteModules`, `opening` and `deferred`. The mutex of openStores is innermost.
 class PythonNode : public TroviNode<Subscriber, Pusher> {
 public:
     /// Connects at once; a server that isn't there yet is no error.
@@ -34,61 +32,38 @@ public:
     /// @throws zmq::error_t for a malformed endpoint
     PythonNode(const std::string& senderEndpoint, const std::string& requestsEndpoint, std::uint64_t id,
                py::handle module);
+    /// Needs the interpreter lock, and a node that was stopped before with the lock released.
     ~PythonNode() override;
 
     /// Makes the submodule `name` with a proxy for each object of the store of node `nodeId`.
-    /// @throws std::runtime_error when the name or the id is taken, or the store doesn't answer within a second
-    void openRemoteNode(std::uint64_t nodeId, const char* name);
+    /// @throws std::runtime_error when the name is empty, holds a dot or a zero byte, or is taken; when the id is
+    ///         taken; when the store doesn't answer within a second; when this node is stopped meanwhile
+    void openRemoteNode(std::uint64_t nodeId, const std::string& name);
 
-    /// Takes the submodule away; the far node isn't told.
+    /// Removes the submodule; nothing is sent.
     /// @throws std::runtime_error when `name` is no submodule of proxies
-    void closeRemoteNode(const char* name);
+    void closeRemoteNode(const std::string& name);
 
 private:
     // Stores whose content has been read and that haven't announced their closing. Shared with the `is_open` functions
     // of submodules, which may outlive the node.
     struct OpenStores {
-        std::mutex mutex;
-        std::unordered_set<std::uint64_t> ids;
+        util::Mutex mutex;
+        std::unordered_set<std::uint64_t> ids VORNA_GUARDED_BY(mutex);
     };
 
     std::vector<ElementDescription> askForContent(std::uint64_t storeId);
     void contentUpdated(std::istream& stream);
     void updateRemoteElements(const std::vector<ElementDescription>& elements);
-    py::module_ makeSubmodule(const char* name, std::uint64_t storeId);
+    py::module_ makeSubmodule(const std::string& name, std::uint64_t storeId);
+    void removeSubmodule(const std::string& name);
 
     py::handle module;
     std::unordered_map<std::uint64_t, py::object> remoteModules; // null: an update came for a store that wasn't bound
     std::shared_ptr<OpenStores> openStores = std::make_shared<OpenStores>();
-    std::mutex openMutex;
+    util::Mutex openMutex;
     bool opening = false;
     std::vector<std::vector<ElementDescription>> deferred;
-};
-
-/// Holder of the one PythonNode of the interpreter.
-class PythonNodeSingleton {
-public:
-    /// @throws std::runtime_error "Local node not initialized! Please setup_local_node(...) first!" when there is none,
-    /// or
-    ///         when this process was forked off one that has
-    static std::shared_ptr<PythonNode> getInstance();
-
-    /// Makes `made` the node; null: none. The node before it, if any, is destroyed with the interpreter lock released,
-    /// when nobody is inside one of its functions any more.
-    static void replace(std::shared_ptr<PythonNode> made);
-
-    /// For the exit hook: takes the node away, for good. A node made later would outlive the interpreter.
-    static void end();
-
-    /// @throws std::runtime_error after end()
-    static void requireInterpreter();
-
-private:
-    static std::shared_ptr<PythonNode> instance;
-    // Replaced from inside their own turn, as by a finalizer that an update ran: stopped at the interpreter's end.
-    static std::vector<std::shared_ptr<PythonNode>> retired;
-    static pid_t owner;
-    static bool ended;
 };
 
 } // namespace trovi::python

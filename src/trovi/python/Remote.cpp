@@ -44,7 +44,7 @@ Bytes callAndWait(remote::Element& element, StoreCommand command, std::uint64_t 
     post([&] { reply = element.callAsync(command, id, std::move(arguments)); });
     if (waitWithSignals(reply, callLimit) == std::future_status::timeout)
         throw std::runtime_error("RPC timeout!");
-    return valueOf(reply, "RPC timeout!");
+    return valueOf(reply);
 }
 
 // A chained proxy keeps the proxy that it was got from alive, and with it the channel.

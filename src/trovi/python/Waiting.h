@@ -5,7 +5,6 @@
 #include <chrono>
 #include <future>
 #include <stdexcept>
-#include <string>
 
 #include "trovi/python/GilRelease.h"
 
@@ -33,14 +32,15 @@ std::future_status waitWithSignals(const std::future<T>& future, std::chrono::mi
 }
 
 /// The value of a future that is ready.
-/// @throws std::runtime_error with `lost` when nobody will give one any more: the node was stopped meanwhile
+/// @throws std::runtime_error when the local node was stopped before the answer came
 template <class T>
-T valueOf(std::future<T>& future, const std::string& lost)
+T valueOf(std::future<T>& future)
 {
     try {
         return future.get();
     } catch (const std::future_error&) {
-        throw std::runtime_error(lost);
+        throw std::runtime_error("No answer: the local node of this call was replaced by another "
+                                 "setup_local_node(...), or it ended with the interpreter.");
     }
 }
 

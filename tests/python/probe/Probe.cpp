@@ -12,7 +12,7 @@
 #include <variant>
 #include <vector>
 
-#include "trovi/Node.h"
+#include "trovi/TroviNode.h"
 #include "trovi/python/Local.h"
 #include "trovi/python/PythonNode.h"
 #include "trovi/python/Remote.h"
@@ -267,7 +267,7 @@ PYBIND11_MODULE(binder_probe, module)
             made->store().insert("weights", std::make_unique<probe::Weights>());
             return made;
         }))
-        .def("close", &Server::stop, py::call_guard<py::gil_scoped_release>());
+        .def("close", &Server::stop, py::call_guard<trovi::python::GilRelease>());
     module.def("open_client", [root](const std::string& sender, const std::string& receiver, std::uint64_t id) {
         using namespace trovi::python;
         PythonNodeSingleton::replace(std::make_shared<PythonNode>(sender, receiver, id, root));
