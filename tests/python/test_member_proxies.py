@@ -145,7 +145,7 @@ def test_a_proxy_that_is_kept_beyond_its_store(vorna, by_hand):
     (lambda far: far.Ref.obj_id, 7, 1, struct.pack("<Q", 3), 3),
     (lambda far: int(far.Role.get()), 6, 0, struct.pack("<i", 2), 2),
     (lambda far: int(far.Opened.reference_type.get()), 5, 1, struct.pack("<i", 1), 1),
-], ids=["first member", "second member", "enumeration", "member that is an enumeration"])
+])
 def test_reading_asks_for_the_member_by_number(far, read, obj, number, answer, value):
     far.server.answer = answer
     assert read(far) == value
@@ -173,7 +173,7 @@ def role(vorna):
     (lambda vorna, far: far.Opened.reference_type.set(role(vorna)), 5, 1, struct.pack("<i", 2)),
     (lambda vorna, far: far.Role.set(role(vorna)), 6, 0, struct.pack("<i", 2)),
     (assign("Opened.store_ref", lambda vorna: vorna.trovi.StoreRef(store_id=1, obj_id=2)), 5, 2, struct.pack("<QQ", 1, 2)),
-], ids=["number", "enumeration by assignment", "enumeration by set", "enumeration itself", "whole value"])
+])
 def test_writing_sends_the_member_and_awaits_nothing(vorna, far, write, obj, number, buffer):
     write(vorna, far)
     assert far.server.next_message() == struct.pack("<i", 0) + header(obj, SET, number) + with_length(buffer)
@@ -198,7 +198,7 @@ def test_members_of_members_go_by_a_chain(far):
     assign("Opened.reference_type", lambda vorna: 2),
     assign("Opened.store_ref", lambda vorna: None),
     lambda vorna, far: far.Role.set("Board"),
-], ids=["text", "out of range", "number for an enumeration", "none", "text for an enumeration"])
+])
 def test_a_value_of_the_wrong_type_fails_before_anything_is_sent(vorna, far, wrong):
     with pytest.raises(TypeError):
         wrong(vorna, far)

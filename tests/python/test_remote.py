@@ -1,4 +1,5 @@
 """Two nodes in one process and in two: stores as submodules, proxies, their failures."""
+import sys
 import threading
 import time
 
@@ -45,10 +46,6 @@ def test_objects_come_and_go(vorna, server, remote):
         server.node.expose_root_node()
 
 
-def test_a_device_type_without_a_driver_is_told_locally(vorna, server):
-    assert server.node.get_ombrel_vid_and_pid() == (0x151F, 0x012B)
-
-
 def test_opening_dev_kits_without_one(vorna, server, capfd):
     server.node.open_dev_kit()
     server.node.open_ravik_dev_kit()
@@ -56,14 +53,31 @@ def test_opening_dev_kits_without_one(vorna, server, capfd):
     assert runtime_text(lambda: server.node.open_ombrel_dev_board(1, 2)) in ("Device not found", "No devices")
 
 
-def test_a_closed_node_and_a_taken_endpoint_say_so(vorna, server, node_id):
+def test_what_a_node_cannot_bind_it_names(vorna, server, node_id):
     sender = server.client_endpoints[1]
-    assert runtime_text(lambda: vorna.VornaNode(sender, "tcp://127.0.0.1:*", node_id())) == \
-        "Address already in use (endpoints %s and tcp://127.0.0.1:*)" % sender
-    assert runtime_text(lambda: vorna.setup_local_node("nonsense", "tcp://127.0.0.1:1", node_id())).startswith("Invalid argument")
-    server.node.close()
-    for call in (server.node.open_davis, server.node.open_dev_kit, server.node.expose_root_node):
-        assert runtime_text(call) == "This VornaNode is closed; make a new one."
+    for call, text in (
+            (lambda: vorna.VornaNode(sender, "tcp://127.0.0.1:*", node_id()),
+             "Address already in use (endpoints %s and tcp://127.0.0.1:*)" % sender),
+            (lambda: vorna.VornaNode("tcp://127.0.0.1:*", "tcp://127.0.0.1:*\0", node_id()),
+             "Invalid argument (endpoints tcp://127.0.0.1:* and tcp://127.0.0.1:*)"),
+            (lambda: vorna.setup_local_node("nonsense", "x", node_id()), "Invalid argument (endpoints nonsense and x)")):
+        assert runtime_text(call) == text
+
+
+def test_a_closed_node_frees_its_endpoints_and_devices_and_refuses_the_rest(vorna, node_id):
+    endpoints, this_id = free_endpoints(), node_id()
+    with vorna.emulation.plug_virtual_davis():
+        for _ in range(3):
+            with vorna.VornaNode(*endpoints, this_id) as node:
+                node.open_davis()  # refused while another node holds the one camera
+                vorna.setup_local_node(*reversed(endpoints), node_id())
+                vorna.open_remote_node(this_id, "held")
+                vorna.held.Davis240.start()
+                vorna.close_remote_node("held")
+            node.close()
+            for call in (node.open_davis, node.open_dev_kit, lambda: node.open_ombrel_dev_board(1, 2), node.expose_root_node,
+                         node.get_ombrel_vid_and_pid, node.__enter__):
+                assert runtime_text(call) == "This VornaNode is closed; make a new one."
 
 
 def test_failures_of_opening_and_closing(vorna, server, remote, node_id):
@@ -72,6 +86,14 @@ def test_failures_of_opening_and_closing(vorna, server, remote, node_id):
     assert runtime_text(lambda: open_remote_node(server.id, remote.__name__.split(".")[1])) == \
         "Trying to use an already taken remote store name!"
     assert runtime_text(lambda: open_remote_node(9, "VornaNode")) == "Trying to use an already taken remote store name!"
+    nodes = vorna.graph.nodes
+    for name in ("", "graph.nodes", "a\0b", remote.__name__.split(".")[1] + "\0"):
+        assert runtime_text(lambda: open_remote_node(9, name)) == \
+            "The name of a remote store must not be empty, nor hold a dot or a zero byte."
+        assert runtime_text(lambda: close_remote_node(name)) == "Specified name doesen't exists!"
+    assert vorna.graph.nodes is sys.modules["vorna.graph.nodes"] is nodes
+    with pytest.raises(ValueError, match="zero byte"):
+        vorna.trovi.StoreRef().to_json("a\0b")
     assert runtime_text(lambda: close_remote_node("nothing")) == "Specified name doesen't exists!"
     assert runtime_text(lambda: close_remote_node("davis")) == "Specified submodule is not a remote store proxy!"
     assert hasattr(vorna, "davis")
@@ -113,6 +135,22 @@ def test_a_second_local_node_replaces_the_first(vorna, server, remote, node_id):
     assert runtime_text(lambda: vorna.close_remote_node(remote.__name__.split(".")[1])) == \
         "Specified submodule is not a remote store proxy!"
     assert old.get_store_reference().store_id == server.id, "an old proxy is still an object"
+    assert runtime_text(old.get_opened_devices).startswith("No answer: the local node of this call was replaced")
+
+
+def test_a_second_local_node_ends_what_waits_for_the_first(vorna, server, remote, node_id):
+    server.node.close()  # nobody answers
+    interval = sys.getswitchinterval()
+    sys.setswitchinterval(10)  # the lock changes hands no sooner than the call waits
+    for wait in (remote.DeviceController.get_opened_devices, lambda: vorna.open_remote_node(55, "nobody")):
+        texts, called = [], threading.Event()
+        waiting = threading.Thread(target=lambda: (called.set(), texts.append(runtime_text(wait))))
+        waiting.start()
+        called.wait()
+        vorna.setup_local_node(*server.client_endpoints, node_id())
+        waiting.join(5)
+        assert texts and texts[0].startswith("No answer: the local node of this call was replaced")
+    sys.setswitchinterval(interval)
 
 
 def test_a_call_to_a_server_that_dies_times_out_and_the_client_lives(vorna, script, node_id):
@@ -177,14 +215,3 @@ def test_many_threads_call_at_once(vorna, server, remote):
         thread.join(30)
         assert not thread.is_alive()
     assert faults == []
-
-
-def test_opening_does_not_wait_for_an_update_of_another_store(vorna, node_id):
-    """An update that came first is served only when the interpreter lock is free: the answer behind it must get through."""
-    sender, receiver = free_endpoints()
-    nodes = vorna.VornaNode(sender, receiver, 320)
-    vorna.setup_local_node(receiver, sender, node_id())
-    for i in range(20):
-        vorna.open_remote_node(320, "busy")
-        vorna.close_remote_node("busy")
-    nodes.close()
