@@ -21,7 +21,7 @@ void PacketBuffer::push_back(std::uint64_t value, std::uint64_t count)
 
 void PacketBuffer::prepToSend()
 {
-    // not cut to its field: a board knows the packet without payload by the header that this gives
+    // Not cut to its field: boards recognise a packet without payload by the header that results.
     const auto sizeLess1 = static_cast<std::uint32_t>(size - 1);
     header = (header & ~(header::length.mask() | header::secondLength.mask())) | sizeLess1;
     if (format() == PktFmt::Raw)

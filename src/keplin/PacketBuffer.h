@@ -1,5 +1,5 @@
 #pragma once
-// One packet, as it lies in memory: how much payload it has, and the run of words that goes over the wire.
+// One packet in memory: the size of its payload, and the words that go over the wire.
 //
 //   auto packet = Keplin::getRawPacketBuffer(2, HdrExtFmt::Command, PktFmt::Raw);
 //   packet->push_back(0x0004, 2);
@@ -27,7 +27,7 @@ struct PacketBuffer {
     /// @throws std::length_error "Attempt to exceed max size of Keplin packet." when `count` more bytes don't fit
     void pushBackSizeCheck(std::uint64_t count) const;
 
-    /// Starts the header. The id is cut to 6 bits; the extension counts in Raw packets alone.
+    /// Starts the header. The id is cut to 6 bits; the extension is used in Raw packets only.
     void setHeader(std::uint8_t moduleId, HdrExtFmt hdrExt, PktFmt pktFmt)
     {
         header = header::moduleId.put(moduleId) | static_cast<std::uint32_t>(pktFmt);
@@ -59,8 +59,8 @@ struct PacketBuffer {
         return util::readLittleEndian<T>(padded.data());
     }
 
-    /// Calls `visit` with each 64-bit event word of the payload, in order. A last word of which half or more is there
-    /// counts, as if zeros followed; so a packet of 4 bytes has one.
+    /// Calls `visit` with each 64-bit event word of the payload, in order. A last word of at least 4 bytes is filled up
+    /// with zeros, so a packet of 4 bytes has one word.
     template <class Visit>
     void forEachEventWord(Visit&& visit) const
     {
@@ -72,7 +72,7 @@ struct PacketBuffer {
             visit(payload<std::uint64_t>(offset));
     }
 
-    /// The packet as it goes over the wire: `wireWords()` words of 4 bytes, beginning with the header.
+    /// The packet on the wire: wireWords() words of 4 bytes, beginning with the header.
     std::byte* wire() { return reinterpret_cast<std::byte*>(this) + offsetof(PacketBuffer, header); }
     const std::byte* wire() const { return reinterpret_cast<const std::byte*>(this) + offsetof(PacketBuffer, header); }
     std::uint32_t wireWords() const

@@ -1,5 +1,5 @@
 #pragma once
-// The packets of one read on their way to their clients, with a lock a read where there would be one a packet.
+// Hands the packets of one read to their clients, with one lock for the read instead of one for each packet.
 
 #include <cstdint>
 #include <utility>
@@ -11,12 +11,12 @@
 
 namespace keplin {
 
-/// Made for one read. It behaves as if every packet had been dispatched (with a dispatcher) or enqueued on the receive
-/// queue (without one) by itself, in order: packets for one queue are held back only while no callback could notice.
+/// Made for one read. It behaves as if each packet were dispatched (with a dispatcher) or enqueued on the receive queue
+/// (without one) by itself, in order. Packets for one queue are held back only while no callback could notice.
 /// Locks: the dispatcher's, shared, for as long as it lives; inside it the queues' and the pool's, one after the other.
 class PacketDelivery {
 public:
-    /// What lives from read to read, so that a steady run allocates nothing.
+    /// Kept from read to read, so that a steady run allocates nothing.
     struct Memory {
         PacketStash stash;
         PacketRun run;
@@ -43,16 +43,16 @@ public:
     }
 
 private:
-    /// Looks up where packets of that source go. Takes `packet` over; a bare pointer, so that deliver() keeps its own
-    /// in a register.
+    /// Looks up where packets of this source go. Takes ownership of `packet`; it is a bare pointer so that deliver()
+    /// keeps its own in a register.
     void deliverFromOther(PacketBuffer* packet) VORNA_NO_THREAD_SAFETY_ANALYSIS; // the constructor took the lock
     void flush();
 
     const PacketDispatcher* dispatcher;
     Memory& memory;
-    PacketQueue* runQueue;    // where `memory.run` goes
-    std::uint32_t sourceMask; // bits of a header that choose a dispatcher's entry; 0 without a dispatcher
-    std::uint32_t runSource;  // these bits of the packets that were last put into `memory.run`
+    PacketQueue* runQueue;    // destination of `memory.run`
+    std::uint32_t sourceMask; // header bits that choose the dispatcher's entry; 0 without a dispatcher
+    std::uint32_t runSource;  // these bits of the packets in `memory.run`
 };
 
 } // namespace keplin

@@ -15,15 +15,15 @@
 
 namespace keplin {
 
-/// Takes the packet over. Runs on the thread of the reader/writer, under the dispatcher's lock: it must not touch the
-/// dispatcher, and delays all reading.
+/// Takes ownership of the packet. Runs on the thread of the reader/writer, under the dispatcher's lock: it must not
+/// call the dispatcher, and it delays all reading.
 using pktfunc = std::function<void(PacketPtr)>;
 
-/// The callback that puts the packet into `queue`, which must outlive it. A dispatcher knows it, and hands over all
-/// that one read brings in a row under one lock.
+/// The callback that puts the packet into `queue`, which must outlive it. A dispatcher recognises it and enqueues
+/// consecutive packets of one read under one lock.
 pktfunc enqueueInto(PacketQueue& queue);
 
-/// Locks: its own, shared while it dispatches and exclusive in the setters. What a callback locks comes inside it.
+/// Locks: its own, shared while it dispatches and exclusive in the setters. A callback's locks come inside it.
 /// Threads: thread-safe. A setter waits until no callback runs.
 class PacketDispatcher {
 public:

@@ -1,5 +1,5 @@
 #pragma once
-// The header word that opens every packet, described once: field by field, with the formats and extensions it holds.
+// The header word of every packet: its fields, and the formats and extensions that they hold.
 //
 //    31      24 23           16 15    14 13       8 7      0
 //   | extension | second length | format | module id | length |
@@ -34,7 +34,7 @@ enum class PktFmt : std::uint32_t {
 };
 static_assert(static_cast<std::uint32_t>(PktFmt::Config) == header::format.mask());
 
-/// Kind of the payload of a Raw packet. Modules have kinds of their own beyond these.
+/// Kind of the payload of a Raw packet. Modules define further kinds.
 enum class HdrExtFmt : std::uint8_t {
     Command = 0,       ///< sent: one 16-bit code
     InputEvents = 1,   ///< sent: words for a chip's input
@@ -61,7 +61,7 @@ constexpr std::uint32_t wordsOfHeader(std::uint32_t word) { return wordsOfSize(h
 inline constexpr std::uint32_t MaxPacketWords = wordsOfSize(MaxPayloadBytes);
 static_assert(MaxPacketWords == 65 && wordsOfHeader(0xFF) == MaxPacketWords && wordsOfHeader(0) == 2);
 
-/// The stream between host and board comes in blocks. From the board each begins with a credit word.
+/// The stream between host and board consists of blocks. Those from the board begin with a credit word.
 inline constexpr std::uint32_t BlockWords = 256;
 inline constexpr std::uint32_t BlockBytes = 4 * BlockWords;
 

@@ -13,7 +13,7 @@ PacketPtr PacketPool::getEmptyPacketBuffer()
     const util::Lock lock(bufferPoolMutex);
     if (!bufferPool.empty()) {
         PacketPtr buffer = bufferPool.pop_back();
-        buffer->size = 0; // of those that came back as a run nobody has touched it
+        buffer->size = 0; // still set if it came back in a run
         return buffer;
     }
     auto buffer = std::make_unique<PacketBuffer>();

@@ -45,7 +45,7 @@ private:
     constexpr PacketPool() = default;
     ~PacketPool() = default;
 
-    /// Leaves those for which there is no room, uncounted.
+    /// Leaves those for which there is no room in `buffers`, and no longer counts them.
     void putLocked(PacketRing& buffers) VORNA_REQUIRES(bufferPoolMutex);
     std::size_t pooled() const VORNA_REQUIRES_SHARED(bufferPoolMutex);
 

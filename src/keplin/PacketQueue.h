@@ -1,5 +1,5 @@
 #pragma once
-// A locked first-in, first-out queue of packets, without bound and without wake-up: who consumes it polls.
+// A locked first-in, first-out queue of packets. It is unbounded and notifies nobody: consumers poll.
 
 #include <atomic>
 #include <optional>
@@ -30,7 +30,7 @@ public:
     std::optional<PacketPtr> dequeue() VORNA_EXCLUDES(mutex);
     /// Moves everything to the end of `run`, under one lock.
     void dequeueAll(PacketRing& run) VORNA_EXCLUDES(mutex);
-    /// Moves packets to the end of `run` for as long as `fits` says so of the next one, under one lock.
+    /// Moves packets to the end of `run` while fits(next packet) is true, under one lock.
     template <class Fits>
     void dequeueWhile(Fits&& fits, PacketRing& run) VORNA_EXCLUDES(mutex)
     {
@@ -42,8 +42,8 @@ public:
         updateFirst();
     }
 
-    /// The first packet, or null, without a lock. Only for the one thread that takes packets out: for others it may be
-    /// gone by the time they look. A packet that is just being put in may be missed.
+    /// The first packet, or null, without a lock. Only for the one thread that takes packets out; for any other the
+    /// packet may be gone at once. A packet that is being put in meanwhile may be missed.
     PacketBuffer* peekUnsafe() const { return first.load(std::memory_order_acquire); }
 
     /// Empties the queue into the pool.

@@ -18,7 +18,7 @@ void PacketStash::refill()
         buffers.push_back(std::make_unique<PacketBuffer>());
         ++pool.packetsInCirculation;
     } else {
-        // no more than a turn like the last one would take; in a longer one twice as many each time
+        // as many as the last turn used; if this one is longer, twice as many each time
         const std::uint32_t expected = usedLastTurn > taken ? usedLastTurn - taken : std::max(1U, taken);
         pool.bufferPool.moveBackTo(buffers, std::min<std::size_t>(pool.bufferPool.size(), expected));
     }
@@ -41,7 +41,7 @@ void PacketStash::giveBack()
         count.store(0, std::memory_order_relaxed);
         pool.putLocked(buffers);
     }
-    buffers.clear(); // of what the pool had no room for
+    buffers.clear(); // those for which the pool had no room
 }
 
 PacketStash::~PacketStash()

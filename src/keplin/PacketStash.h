@@ -1,5 +1,5 @@
 #pragma once
-// Pooled buffers in the hands of one thread that needs many in a row: it takes and gives them without the pool's lock.
+// A cache of pooled buffers for one thread that needs many in a row: it gets and returns them without the pool's lock.
 
 #include <atomic>
 #include <cstdint>
@@ -10,8 +10,8 @@
 
 namespace keplin {
 
-/// Its buffers count as lying in the pool. Where get() finds none it takes as many as the last turn used, under one
-/// lock; giveBack() ends a turn and returns what is left, so that the pool is as if every buffer had been taken singly.
+/// Its buffers count as lying in the pool. When it is empty, get() takes as many from the pool as the last turn used,
+/// under one lock. giveBack() ends a turn and returns what is left; the pool is then as if each had been taken singly.
 /// Threads: reentrant; the pool's statistics may be read meanwhile.
 class PacketStash {
 public:
@@ -42,7 +42,7 @@ public:
     void giveBack();
 
 private:
-    /// Makes sure of at least one.
+    /// Gets at least one buffer.
     void refill();
     static void putBeforeAnyGet(PacketPtr buffer);
     void updateCount() { count.store(static_cast<std::uint32_t>(buffers.size()), std::memory_order_relaxed); }

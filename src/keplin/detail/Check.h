@@ -1,6 +1,5 @@
 #pragma once
-// Checks of what must hold whatever arrives; they are there in every build. Where one fails nothing that comes after
-// can be trusted, so the process ends.
+// Checks that stay in every build. After a failed one nothing can be trusted, so the process ends.
 
 namespace keplin::detail {
 

@@ -1,5 +1,5 @@
 #pragma once
-// Packs packets that wait to be sent into blocks: one after another, the rest of the last block zero.
+// Packs waiting packets into blocks, one after another; the rest of the last block is zero.
 
 #include <cstdint>
 #include <vector>
@@ -12,7 +12,7 @@ namespace keplin {
 /// Threads: reentrant; the thread that calls collect() is the queue's only consumer.
 class BlockWriter {
 public:
-    /// A packet without payload is its header word to a dev kit; an Opal Kelly board gets none of it.
+    /// A packet without payload is sent to a dev kit as its header word, and to an Opal Kelly board not at all.
     enum class EmptyPackets { send, drop };
 
     explicit BlockWriter(EmptyPackets emptyPackets) : emptyPackets(emptyPackets) {}
@@ -22,7 +22,7 @@ public:
     /// @return words taken, without the zeros that fill the last block
     std::int32_t collect(PacketQueue& queue, std::int32_t limitWords);
 
-    /// What collect() took, as whole blocks; good until it is called again.
+    /// What collect() took, as whole blocks; valid until its next call.
     const std::vector<std::uint8_t>& blocks() const { return bytes; }
 
 private:

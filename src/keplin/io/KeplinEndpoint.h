@@ -30,8 +30,8 @@ constexpr auto trovi::registerMemberFunctions<keplin::KeplinEndpoint>()
     using keplin::KeplinEndpoint;
     return functions(
         blockingFunction("read_keplin_endpoint", &KeplinEndpoint::readKeplinEndpoint,
-                         "Reads that many blocks of 1024 bytes. Not while the reader/writer runs: the blocks would be "
-                         "missing there.",
+                         "Reads that many blocks of 1024 bytes. Only while the reader/writer is stopped, which would "
+                         "miss them.",
                          "blocks"),
         blockingFunction("write_keplin_endpoint", &KeplinEndpoint::writeKeplinEndpoint,
                          "Writes bytes, a multiple of 1024 of them. True when the transport took them.", "data"));

@@ -56,7 +56,7 @@ void KeplinReaderWriter::write()
     if (words == 0)
         return;
     credit -= words;
-    endpoint.writeKeplinEndpoint(writer.blocks()); // packets that could not be written are gone
+    endpoint.writeKeplinEndpoint(writer.blocks()); // the packets of a failed write are lost
 }
 
 } // namespace keplin

@@ -16,9 +16,9 @@
 
 namespace keplin {
 
-/// Reads 8 blocks a turn and hands their packets to the dispatcher; then sends what waits, as far as the board's credit
-/// goes. The blocking read sets the pace. A read that fails is a block of zeros, one that fails at once makes the loop
-/// spin until stop(); what a failed write held is gone.
+/// Each turn reads 8 blocks and hands their packets to the dispatcher, then sends waiting packets as far as the board's
+/// credit allows. The blocking read sets the pace. A failed read counts as blocks of zeros; if reads fail without
+/// blocking, the loop spins until stop(). The packets of a failed write are lost.
 /// Must be stopped before it is destroyed: destroying it while its thread runs ends the process.
 /// Locks: those of LoopThread in start(), stop() and setPacketDispatcher(); while packets are handed on, the
 /// dispatcher's, and inside it a queue's or the pool's. None during a read or a write.
@@ -31,10 +31,10 @@ public:
     /// Null: packets go to the receive queue.
     /// @return false while the thread runs; nothing is changed then
     bool setPacketDispatcher(std::shared_ptr<PacketDispatcher> dispatcher);
-    /// From construction on one that gives every packet back to the pool.
+    /// At first one that gives every packet back to the pool.
     std::shared_ptr<PacketDispatcher> getPacketDispatcher() const { return dispatcher; }
 
-    /// Does nothing if already running. A packet that was cut by the last read goes on where it was.
+    /// Does nothing if already running. A packet cut off by the end of the last read continues in the next.
     void start();
     /// Waits for the end of the turn; does nothing if not running.
     void stop();
@@ -54,7 +54,7 @@ private:
     PacketQueue& receiveQueue;
     std::shared_ptr<PacketDispatcher> dispatcher = std::make_shared<PacketDispatcher>();
     BlockDecoder decoder;
-    std::int32_t credit = 0; // words that the board has room for
+    std::int32_t credit = 0; // words for which the board has room
     PacketDelivery::Memory memory;
     BlockWriter writer{BlockWriter::EmptyPackets::send};
     LoopThread thread;

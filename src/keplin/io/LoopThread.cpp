@@ -14,7 +14,7 @@ void LoopThread::start(std::function<void()> body)
     join(); // of a loop that stopped itself
     run = true;
     try {
-        // an exception in the loop ends the process: nobody is there to take it
+        // an exception in the loop ends the process: nobody could catch it
         thread = std::thread([this, body = std::move(body)]() noexcept {
             loop = std::this_thread::get_id();
             body();

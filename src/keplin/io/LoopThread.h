@@ -16,16 +16,17 @@ namespace keplin {
 /// false.
 class LoopThread {
 public:
-    /// Runs `body`, which returns soon after running() turned false. Does nothing if already running.
-    /// @throws std::system_error when there is no thread to be had; stopped then
+    /// Runs `body`, which must return soon after running() turns false. Does nothing if already running.
+    /// @throws std::system_error when no thread can be created; it is stopped then
     void start(std::function<void()> body) VORNA_EXCLUDES(mutex);
 
     void stop() VORNA_EXCLUDES(mutex);
 
-    /// What the loop looks at.
+    /// The loop's condition.
     bool running() const { return run.load(std::memory_order_relaxed); }
 
-    /// Calls `change` if there is no thread, and says if so.
+    /// Calls `change` if the loop is stopped.
+    /// @return whether it was
     bool whileStopped(const std::function<void()>& change) VORNA_EXCLUDES(mutex);
 
 private:
@@ -34,7 +35,7 @@ private:
 
     util::Mutex mutex;
     std::atomic<bool> run{false};
-    std::atomic<std::thread::id> loop{}; // who runs the body
+    std::atomic<std::thread::id> loop{}; // the thread that runs the body
     std::thread thread VORNA_GUARDED_BY(mutex);
 };
 

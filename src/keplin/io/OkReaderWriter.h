@@ -1,8 +1,8 @@
 #pragma once
 // The thread that moves packets between an Opal Kelly board and the queues.
 //
-//   keplin::OkReaderWriter<opalkelly::OpalKellyDevice> readerWriter(&device, core.transmitQueue(),
-//   core.receiveQueue());
+//   using ReaderWriter = keplin::OkReaderWriter<opalkelly::OpalKellyDevice>;
+//   ReaderWriter readerWriter(&device, core.transmitQueue(), core.receiveQueue());
 
 #include <algorithm>
 #include <chrono>
@@ -25,9 +25,9 @@ namespace keplin {
 ///   std::vector<std::uint8_t> readFromBlockPipeOut(int pipe, int blockSize, int length)        empty on failure
 ///   bool writeToBlockPipeIn(std::uint8_t pipe, int blockSize, const std::vector<std::uint8_t>& data)
 ///
-/// Reads 16 blocks a turn and hands their packets to the dispatcher, or to the receive queue when there is none; then
-/// sends what waits, as far as the credit of this read goes. 1 ms after each read and write sets the pace. A read that
-/// fails ends the turn; what a failed write held is gone.
+/// Each turn reads 16 blocks and hands their packets to the dispatcher, or without one to the receive queue; then it
+/// sends waiting packets as far as the credit of this read allows. It pauses 1 ms after each read and write. A failed
+/// read ends the turn. The packets of a failed write are lost.
 /// Locks: those of LoopThread in start(), stop() and setPacketDispatcher(); while packets are handed on, the
 /// dispatcher's, and inside it a queue's or the pool's. None during a transfer.
 /// Threads: start() and stop() are thread-safe. A turn by hand and a running thread exclude each other.
@@ -41,7 +41,7 @@ public:
     {}
     ~OkReaderWriter() { stop(); }
 
-    /// Null: packets go to the receive queue, as from construction on.
+    /// Null, as at first: packets go to the receive queue.
     /// @return false while the thread runs; nothing is changed then
     bool setPacketDispatcher(std::shared_ptr<PacketDispatcher> newDispatcher)
     {
@@ -49,8 +49,8 @@ public:
     }
     std::shared_ptr<PacketDispatcher> getPacketDispatcher() const { return dispatcher; }
 
-    /// Does nothing if already running, or without a device. A packet that was cut by the last read goes on where it
-    /// was.
+    /// Does nothing if already running, or without a device. A packet cut off by the end of the last read continues in
+    /// the next.
     void start()
     {
         if (device)
@@ -97,10 +97,10 @@ private:
     void write(std::int32_t credit)
     {
         if (writer.collect(transmitQueue, std::min(credit, mostWordsPerWrite)) > 0)
-            device->writeToBlockPipeIn(pipeIn, blockSize, writer.blocks()); // packets not written are gone
+            device->writeToBlockPipeIn(pipeIn, blockSize, writer.blocks()); // the packets of a failed write are lost
     }
 
-    // goes on sleeping after a signal
+    // a signal does not cut it short
     static void pause() { std::this_thread::sleep_for(std::chrono::milliseconds(1)); }
 
     Device* device;

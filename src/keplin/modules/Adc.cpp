@@ -64,8 +64,8 @@ void Adc::updateSampleRate()
         send(transmitQueue, moduleId, PktFmt::Config, {rateDivider, address::rateDivider});
         return;
     }
-    // Boards are used with this sign: the steps go down to 1 for every divider above the conversion's, though there
-    // would be time for more.
+    // Kept for compatibility with boards in use: the steps drop to 1 for every divider above the conversion time, even
+    // if there is time for more.
     const int spare = periodsOfConversion - rateDivider;
     settlingSteps = static_cast<std::uint16_t>(spare >= periodsPerStep ? spare / periodsPerStep + 1 : 1);
     send(transmitQueue, moduleId, PktFmt::Config, {settlingSteps, settlingRegister, rateDivider, address::rateDivider});
@@ -74,7 +74,7 @@ void Adc::updateSampleRate()
 std::vector<AdcSample> Adc::getSamples()
 {
     std::vector<AdcSample> samples;
-    // Packets end here, not in the pool, which goes on counting them as in circulation.
+    // The packets are freed here, not returned to the pool, which keeps counting them as in circulation.
     while (const std::optional<PacketPtr> packet = receiveQueue.dequeue()) {
         if ((*packet)->format() != PktFmt::Raw || (*packet)->extension() != HdrExtFmt::AdcSample)
             continue;

@@ -26,7 +26,7 @@ public:
     Adc(int moduleId, PacketQueue& transmitQueue, PacketQueue& receiveQueue);
 
     /// Chooses the divider of the converter's clock for `rate`, in Hz; nothing is sent. Divider and result are cut to
-    /// 16 bits, so that rates below 1526 Hz give another rate than asked for.
+    /// 16 bits, so rates below 1526 Hz give another rate than asked for.
     /// @return the rate that results
     /// @throws std::invalid_argument when `rate` is 0 or gives a divider of 0; the old rate stays
     std::uint16_t setSampleRate(std::uint32_t rate);
@@ -38,11 +38,10 @@ public:
     void reset();
     /// Asks for one sample.
     void singleShot();
-    /// Sends the divider, and before it, where the channels' settling would take longer than a sample, fewer settling
-    /// steps.
+    /// Sends the divider. If settling would take longer than a sample, it sends a lower number of settling steps first.
     void updateSampleRate();
 
-    /// Empties the receive queue, and returns the samples among what waited there. Bytes that a sample lacks read as 0.
+    /// Empties the receive queue and returns the samples that waited there. Missing bytes of a sample read as 0.
     std::vector<AdcSample> getSamples();
 
 private:

@@ -1,5 +1,5 @@
 #pragma once
-// What drivers of board modules send: a packet of words that all have one width.
+// How drivers of board modules send: one packet of words that all have the same width.
 
 #include <concepts>
 #include <initializer_list>

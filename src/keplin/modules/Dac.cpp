@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::uint16_t resetCommand = 0x1000;
 
-// the word that sets a channel; a channel above 15 reaches into the command
+// the word that sets a channel; a channel above 15 changes bits of the command
 namespace setWord {
 constexpr unsigned value = 4;
 constexpr unsigned channel = 20;

@@ -20,7 +20,7 @@ struct DacLinearChannelSpec {
 
 inline constexpr std::size_t channelCount = 8;
 
-/// The channels of a converter with a reference of 2.5 V, as the lab boards have it.
+/// The channels of a converter with a reference of 2.5 V, as on the lab boards.
 inline constexpr std::array<DacLinearChannelSpec, channelCount> specsOf2500mV = [] {
     std::array<DacLinearChannelSpec, channelCount> specs;
     specs.fill({0.0F, 2.5F});
@@ -28,7 +28,7 @@ inline constexpr std::array<DacLinearChannelSpec, channelCount> specsOf2500mV = 
 }();
 
 /// The code for `value`: 0 below the minimum, 65535 above the maximum, and in between the fraction of the range times
-/// 65535, cut to a whole number. Where there is no such fraction (an empty range, not a number) it is 0.
+/// 65535, cut to a whole number. If there is no such fraction (an empty range, not a number) it is 0.
 std::uint16_t floatToRegisterValue(float value, const DacLinearChannelSpec& spec);
 
 /// The word that sets a channel: the code from bit 4 on, the channel from bit 20 on, and the command.

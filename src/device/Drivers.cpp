@@ -1,7 +1,0 @@
-#include "device/Drivers.h"
-
-namespace device {
-
-std::string DeviceAPI::getDeviceTypeName() const { return "generic device"; }
-
-} // namespace device
