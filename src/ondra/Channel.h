@@ -1,5 +1,5 @@
 #pragma once
-// A typed, unbounded queue with many producers: what nodes of a graph, and a node's dispatcher, are fed by.
+// A typed, unbounded queue with many producers. Each node of a graph reads one, and so does a dispatcher.
 
 #include <cstddef>
 #include <memory>
@@ -32,9 +32,8 @@ public:
     Channel(const Channel&) = delete;
     Channel& operator=(const Channel&) = delete;
 
-    /// From now on empty batches are not put in. For the inputs of sinks to which they mean nothing: a filter of a
-    /// running graph sends one each pass, and where nobody reads they would pile up by millions. To be called before
-    /// the channel is shared.
+    /// From now on the channel drops empty batches. Sinks want this: a filter of a running graph sends one in each
+    /// pass, and millions would pile up if nobody reads. Call it before the channel is shared.
     void leaveOutEmptyBatches() { leavesOutEmpty = true; }
 
     bool enqueue(const T& item) { return isLeftOut(item) || Queue::enqueue(item); }

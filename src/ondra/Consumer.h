@@ -26,7 +26,7 @@ protected:
     /// The thread's body. An exception out of enqueuedItem() ends the process.
     void poll() noexcept
     {
-        constexpr std::int64_t turnUs = 1000; // so that `running` is looked at regularly
+        constexpr std::int64_t turnUs = 1000; // so that `running` is checked regularly
         T item;
         while (running.load())
             if (channel->wait_dequeue_timed(item, turnUs))

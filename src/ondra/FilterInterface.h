@@ -38,7 +38,7 @@ using Destinations = std::conditional_t<std::is_void_v<Out>, Nothing, std::vecto
 /// In and Out are the element types of the channels, void for a node without input or without output.
 ///
 /// Threads: any thread may send into the channel, and one reads it. `destinations` has no lock: in a graph, connecting
-/// and apply() exclude each other by the graph's lock; elsewhere the owner sees to it.
+/// and apply() exclude each other by the graph's lock; elsewhere the owner must do so.
 template <class In, class Out>
 class FilterInterface : public NodeInterface {
 public:
@@ -97,7 +97,7 @@ protected:
     }
 
     /// Enqueues `result` into each destination that lives, in order of connection, and forgets the others. A batch is a
-    /// shared pointer: every destination gets the same vector. What memory does not suffice for is lost.
+    /// shared pointer: every destination gets the same vector. When memory runs out, a destination misses the batch.
     template <class Result>
     void forwardResult(Result&& result) requires(!std::is_void_v<Out>)
     {

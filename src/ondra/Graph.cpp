@@ -7,8 +7,8 @@
 
 namespace ondra {
 
-// Holds the lock of a graph. While it waits for it, no new pass begins: a thread that runs pass after pass would hardly
-// ever leave the lock free for long enough.
+// Holds the lock of a graph. No new pass begins while it waits: a thread that runs pass after pass would otherwise
+// leave the lock free too briefly for others.
 class VORNA_SCOPED_CAPABILITY Graph::Guard {
 public:
     explicit Guard(const Graph& graph) VORNA_ACQUIRE(graph.lock) : lock(graph.lock)
@@ -84,7 +84,7 @@ bool Graph::add(std::uint64_t id, std::shared_ptr<NodeInterface> node) noexcept
 
 bool Graph::remove(std::uint64_t id) noexcept
 {
-    std::shared_ptr<NodeInterface> removed; // these two are destroyed after the lock is let go
+    std::shared_ptr<NodeInterface> removed; // these two are destroyed after the lock is released
     std::vector<std::shared_ptr<NodeInterface>> staleCache;
     const Guard guard(*this);
     cacheValid = false;

@@ -18,8 +18,8 @@ namespace ondra {
 
 class GraphExecutor;
 
-/// Failures come back as false, without a reason. An exception that passes through an operation declared noexcept, as
-/// from want of memory, ends the process.
+/// Failures are reported as false, without a reason. An exception out of an operation declared noexcept, such as
+/// std::bad_alloc, ends the process.
 ///
 /// Threads: thread-safe. `lock` is held during a whole pass and during every change. A change therefore spins for up
 /// to one pass, while a pass that finds the lock held or waited for is skipped. Nodes lock their own mutexes within it.
@@ -43,7 +43,7 @@ public:
 
     /// @return false when the identifier is taken or `node` is null; `node` is then dropped
     virtual bool add(std::uint64_t id, std::shared_ptr<NodeInterface> node) noexcept;
-    /// Takes the node and its edges out. Its predecessors drop its channel at their next send.
+    /// Removes the node and its edges. Its predecessors drop its channel at their next send.
     virtual bool remove(std::uint64_t id) noexcept;
     virtual bool hasNode(std::uint64_t id) const noexcept;
 
@@ -62,7 +62,7 @@ public:
     virtual const std::any* getTypeErasedNodeInputChannel(std::uint64_t id) const noexcept;
 
 protected:
-    /// As getNode(), for those who keep the node beyond its time in the graph.
+    /// As getNode(); the node may outlive the graph.
     std::shared_ptr<NodeInterface> shareNode(std::uint64_t id) const;
 
 private:

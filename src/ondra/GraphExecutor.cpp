@@ -8,7 +8,7 @@ GraphExecutor::GraphExecutor(std::size_t threadCount)
     try {
         for (std::size_t i = 0; i < threadCount; ++i)
             threads.emplace_back([this] { task(); });
-    } catch (...) { // no more threads to be had
+    } catch (...) { // no more threads can be created
         stop();
         throw;
     }

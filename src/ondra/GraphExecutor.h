@@ -14,7 +14,7 @@
 namespace ondra {
 
 /// The constructor starts the threads, the destructor joins them and drops what is still queued. A thread never sleeps:
-/// it looks for work at full speed, so that it ends at once. An exception out of a node ends the process.
+/// it polls for work at full speed, so that it can end at once. An exception out of a node ends the process.
 ///
 /// The nodes run without the lock of their graph: a graph must not be changed meanwhile. The order of the queue is that
 /// of the nodes given, but several threads run them in no fixed order, and may have one node twice.

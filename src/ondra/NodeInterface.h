@@ -1,6 +1,6 @@
 #pragma once
 // A unit of work in a graph. It has at most one input channel of its own and sends to the input channels of others.
-// Nothing here knows what moves through a channel, so that any two nodes can be offered to each other.
+// The interface does not know what moves through a channel, so any two nodes can be offered to each other.
 
 #include <any>
 

@@ -1,5 +1,5 @@
 #pragma once
-// The edges of a graph and an order in which every node comes before those that its edges lead to.
+// The edges of a graph and a topological order: every node comes before those that its edges lead to.
 
 #include <algorithm>
 #include <cstddef>
@@ -9,7 +9,7 @@
 
 namespace ondra::detail {
 
-/// Id is the type of a node's identifier. Threads: reentrant; its owner holds a lock.
+/// Id is the type of a node's identifier. Threads: reentrant; its owner has a lock.
 template <class Id>
 class DAG {
 public:
@@ -31,7 +31,7 @@ public:
         return true;
     }
 
-    /// Takes the node and all its edges out; false when there is no such node.
+    /// Removes the node and all its edges; false when there is no such node.
     bool removeNode(Id id)
     {
         if (!hasNode(id))
@@ -55,8 +55,7 @@ public:
         return adjacency.at(from).erase(to) > 0;
     }
 
-    /// The nodes in order, computed if an edge or a node has changed; empty for an empty graph and when an order cannot
-    /// be had.
+    /// The nodes in order, computed anew if an edge or a node has changed; empty for an empty graph and for a cycle.
     /// @throws std::out_of_range when an edge leads to a node that is not there
     const std::vector<Id>& order() const
     {
@@ -81,10 +80,10 @@ private:
         valid = true;
     }
 
-    // False when a node is reached a second time within this walk. That is what a cycle does, and so do two branches
-    // that meet again, unless an earlier walk has visited the place where they meet: whether those are accepted depends
-    // on the order in which the containers are walked. It stays as it is, so that a graph that was once accepted is
-    // accepted again. The walk keeps its own stack, since a script may build a chain of any length.
+    // False when this walk reaches a node a second time. That happens in a cycle, and also where two branches meet
+    // again, unless an earlier walk has visited the node where they meet. So the order of the containers decides if
+    // such branches are accepted. This stays, so that a graph that was once accepted is accepted again. The walk keeps
+    // its own stack, since a script may build a chain of any length.
     bool visitFrom(Id root, std::unordered_set<Id>& visited) const
     {
         struct Step {

@@ -22,7 +22,7 @@ void LiveInputs::remove(const std::any* input)
 
 std::any LiveInputs::copyOf(const std::any* input) const
 {
-    const util::Lock lock(mutex); // so that the node cannot go meanwhile
+    const util::Lock lock(mutex); // so that the node can't be destroyed meanwhile
     return inputs.contains(input) ? *input : std::any();
 }
 

@@ -1,6 +1,6 @@
 #pragma once
-// Which inputs of nodes are there. The address of one may come back from a script, or over the wire, long after its
-// node is gone; here it is looked up before anything reads from it.
+// The inputs of all living nodes. A script or a peer may pass an input's address long after its node is gone, so the
+// address is looked up here before anything reads from it.
 
 #include <any>
 #include <unordered_set>
@@ -9,7 +9,7 @@
 
 namespace ondra::detail {
 
-/// The inputs of all nodes of the process, by address. An address that a later node got again stands for that one.
+/// The inputs of all nodes of the process, by address. If a later node gets the same address, it stands for that node.
 /// Threads: thread-safe; `mutex` is the innermost lock.
 class LiveInputs {
 public:
@@ -18,7 +18,7 @@ public:
     void add(const std::any* input) VORNA_EXCLUDES(mutex);
     void remove(const std::any* input) VORNA_EXCLUDES(mutex);
 
-    /// What `input` holds; empty when it is of no node that lives.
+    /// A copy of what `input` holds; empty when no living node has this input.
     std::any copyOf(const std::any* input) const VORNA_EXCLUDES(mutex);
 
 private:
