@@ -21,8 +21,7 @@ const Log& logger()
     return log;
 }
 
-// A role that is none of the three means broken memory. Static objects are left as they are: among them may be what
-// waits for this very thread.
+// An unknown role means broken memory. Static objects are not destroyed: one of them may wait for this very thread.
 [[noreturn]] void endProcess(DriverReferenceType role)
 {
     logger().fatal("a device is recorded under the unknown role " + std::to_string(static_cast<int>(role)));
@@ -184,7 +183,7 @@ trovi::StoreRef DeviceController::record(const DeviceInfo& info, MapElement elem
         entry->second = element;
         return element.store_ref;
     }
-    // Made in a map of its own first, so that its place is found by the address that the key is going to keep.
+    // Made in a map of its own first: its place then follows from the address that the key keeps.
     OpenMap single;
     single.emplace(info, element);
     opened.insert(single.extract(single.begin()));

@@ -1,9 +1,9 @@
 #pragma once
-// Opens devices into a store, and moves them from one role to another on request.
+// Opens devices into a store, and changes their role on request.
 //
-// A device is held in one role at a time. From API to model and back its hardware object stays alive; to and from a
-// board the device is closed and built anew. The driver stands in the store under its `device_type_name`, and each
-// change of role gives it a new reference: the old one names nothing any more.
+// A device is in one role at a time. Between API and model its hardware object stays alive; to and from a board the
+// device is closed and built anew. The driver is in the store under its `device_type_name`. Each change of role gives
+// it a new reference, and the old one becomes invalid.
 
 #include <map>
 #include <memory>
@@ -12,6 +12,7 @@
 
 #include "device/DeviceDiscoverer.h"
 #include "device/DeviceInfo.h"
+#include "device/OpenedDevice.h"
 #include "trovi/Reflect.h"
 #include "trovi/StoreRef.h"
 
@@ -21,9 +22,9 @@ class Store;
 
 namespace device {
 
-/// Failures: what DeviceInterfaceFactory and trovi::Store::insert throw passes through the open... functions. When an
-/// existing API is to become a model and the model cannot be built, the API is destroyed with the exception and the
-/// device stays recorded under its dead reference, until closeDevice.
+/// Failures: the open... functions pass on what DeviceInterfaceFactory and trovi::Store::insert throw. If an open API
+/// is to become a model and the model can't be built, the API is destroyed and the device stays recorded under its dead
+/// reference until closeDevice().
 /// Threads: thread-bound, to the thread that serves the store's messages. No lock.
 class DeviceController {
 public:
@@ -56,8 +57,8 @@ public:
     static void registerDiscoverer(const std::string& name, std::shared_ptr<DeviceDiscovererInterface> discoverer);
 
 protected:
-    // Ordered by where its keys lie, since that is how two infos compare. A search by that order would miss keys, so
-    // look up by find() and add by record().
+    // Ordered by the addresses of its keys, since that is how two infos compare. A search by that order would miss
+    // keys, so use find() and record().
     using OpenMap = std::map<DeviceInfo, MapElement>;
     OpenMap opened;
 

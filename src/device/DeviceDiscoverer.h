@@ -15,7 +15,7 @@ class DeviceDiscovererInterface {
 public:
     virtual ~DeviceDiscovererInterface() = default;
 
-    /// What is there now, open or not.
+    /// The devices that are there now, open or not.
     virtual std::vector<DeviceInfo> getDevices() = 0;
 };
 

@@ -27,8 +27,4 @@ bool operator<(const DeviceInfo& left, const DeviceInfo& right)
     return !(left == right) && std::less<const void*>()(&left, &right);
 }
 
-OpenedDevice::OpenedDevice(DeviceInfo deviceInfo, trovi::StoreRef storeRef, DriverReferenceType referenceType)
-    : device_info(std::move(deviceInfo)), store_ref(storeRef), reference_type(referenceType)
-{}
-
 } // namespace device

@@ -1,11 +1,10 @@
 #pragma once
-// The vocabulary of devices: which one is meant, and in which role its driver is held.
+// Which device is meant.
 
 #include <cstdint>
 #include <string>
 
 #include "trovi/Reflect.h"
-#include "trovi/StoreRef.h"
 
 namespace device {
 
@@ -29,28 +28,7 @@ struct DeviceInfo {
     friend bool operator<(const DeviceInfo& left, const DeviceInfo& right);
 };
 
-/// The role in which a device is open; it is in one at a time.
-enum class DriverReferenceType { DeviceAPI = 0, DeviceModel = 1, Board = 2 };
-
-/// One device that a DeviceController holds open.
-struct OpenedDevice {
-    DeviceInfo device_info;
-    trovi::StoreRef store_ref;
-    DriverReferenceType reference_type = DriverReferenceType::DeviceAPI;
-
-    OpenedDevice() = default;
-    OpenedDevice(DeviceInfo deviceInfo, trovi::StoreRef storeRef, DriverReferenceType referenceType);
-
-    friend bool operator==(const OpenedDevice&, const OpenedDevice&) = default;
-};
-
 } // namespace device
-
-template <>
-constexpr const char* trovi::registerDoc<device::DriverReferenceType>()
-{
-    return "The role in which a device's driver is held; it is in one at a time.";
-}
 
 template <>
 constexpr auto trovi::registerMembers<device::DeviceInfo>()
@@ -71,20 +49,4 @@ template <>
 constexpr const char* trovi::registerDoc<device::DeviceInfo>()
 {
     return "Names one device: where it is plugged in and which driver it wants.";
-}
-
-// The order is wire order; in memory the reference comes before its type.
-template <>
-constexpr auto trovi::registerMembers<device::OpenedDevice>()
-{
-    using device::OpenedDevice;
-    return members(member("device_info", &OpenedDevice::device_info, "the device, as it was given when it was opened"),
-                   member("reference_type", &OpenedDevice::reference_type, "the role in which it is open"),
-                   member("store_ref", &OpenedDevice::store_ref, "where its driver is; dead after a change of role"));
-}
-
-template <>
-constexpr const char* trovi::registerDoc<device::OpenedDevice>()
-{
-    return "A device that the controller holds open, with its role and its place in the store.";
 }

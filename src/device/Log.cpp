@@ -13,7 +13,7 @@ namespace {
 
 log4cpp::Category& categoryNamed(const std::string& name)
 {
-    // log4cpp makes its root unlocked when first asked
+    // log4cpp creates its root on first use, without a lock
     static util::Mutex mutex;
     const util::Lock lock(mutex);
     return log4cpp::Category::getInstance(name);

@@ -1,6 +1,6 @@
 #pragma once
-// One category of the log, named after the class that writes to it. Nothing is written anywhere until somebody gives
-// log4cpp an appender, as the Python module does by logErrorsToStandardError().
+// One category of the log, named after the class that writes to it. Nothing is shown until log4cpp has an appender; the
+// Python module adds one by logErrorsToStandardError().
 
 #include <string>
 
@@ -23,7 +23,7 @@ private:
     log4cpp::Category& category; // lives until the process exits
 };
 
-/// Shows what is logged as an error or worse, of all categories, on standard error. Does nothing a second time.
+/// From now on errors and worse, of all categories, appear on standard error. Further calls do nothing.
 void logErrorsToStandardError();
 
 } // namespace device

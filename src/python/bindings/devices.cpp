@@ -1,8 +1,8 @@
 // Python classes of device management.
 
 #include "device/DeviceController.h"
-#include "device/DeviceInfo.h"
 #include "device/Drivers.h"
+#include "device/OpenedDevice.h"
 #include "trovi/python/Local.h"
 #include "trovi/python/Remote.h"
 
