@@ -63,7 +63,7 @@ bool EventFilterGraph::start()
             while (running)
                 Graph::compute();
         });
-    } catch (...) { // no thread to be had
+    } catch (...) { // no thread can be created
         running = false;
         throw;
     }

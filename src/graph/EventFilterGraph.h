@@ -28,14 +28,13 @@ namespace graph {
 /// sinks among the nodes slow it down, by waiting for a batch for 10 ms. An exception out of a node ends the process.
 ///
 /// Threads: thread-safe. Lock order: `lifecycle`, then the lock of ondra::Graph, then those of the nodes; the thread
-/// takes all but the first, so that stop() may hold that one while it joins. A node must not call stop().
+/// takes all but the first, so stop() may hold that one while it joins. A node must not call stop().
 class EventFilterGraph : public ondra::Graph {
 public:
     EventFilterGraph() = default;
     ~EventFilterGraph() override;
 
-    /// The new node's identifier: 0, 1, 2 and so on, none is used twice. Nothing while running, and when the name is
-    /// unknown.
+    /// The new node's identifier: 0, 1, 2 and so on; none is used twice. Empty while running and for an unknown name.
     std::optional<std::uint64_t> addFilterNode(const std::string& name) VORNA_EXCLUDES(lifecycle);
 
     // These do nothing and return false while running; otherwise see ondra::Graph.

@@ -7,7 +7,7 @@
 namespace graph {
 namespace {
 
-// In this file, so that whoever is linked with the factory is linked with its names.
+// In this file, so that whatever links the factory also links its names.
 const Filters filters;
 
 } // namespace

@@ -12,8 +12,8 @@
 
 namespace graph::nodes {
 
-/// Gathers the events of all batches in one vector, which has no limit. A batch that went to no other node, and that
-/// finds the vector empty, becomes the vector: its events are not copied.
+/// Gathers the events of all batches in one vector, which has no limit. If the vector is empty and no other node has
+/// the batch, the batch becomes the vector and no event is copied.
 /// Threads: thread-safe.
 template <class Event>
 class BasicSinkNode : public SinkNode<Batch<Event>> {

@@ -1,5 +1,5 @@
 #pragma once
-// The door through which cameras, chip readers and scripts put events into a graph.
+// Feeds the events of a camera, a chip or a script into a graph.
 
 #include <memory>
 #include <utility>

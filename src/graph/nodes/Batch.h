@@ -9,15 +9,15 @@
 
 namespace graph::nodes {
 
-/// A batch has one owner for each place that it waits at, and is read-only once it has been sent: a node that changes
-/// events builds a new vector.
+/// Each channel in which a batch waits owns it. A batch is read-only once it has been sent: a node that changes events
+/// builds a new vector.
 template <class Event>
 using Batch = std::shared_ptr<std::vector<Event>>;
 
 namespace detail {
 
-/// All batches that wait in one channel at the time of the call. Not those that come while it runs: a filter that runs
-/// ahead sends batches all the time, and taking them until none is left may take for ever.
+/// All batches that wait in a channel at the time of the call. Not those that arrive meanwhile: if another filter sends
+/// all the time, there may be no end of them.
 template <class Event>
 struct WaitingBatches {
     explicit WaitingBatches(ondra::Channel<Batch<Event>>& channel)
@@ -47,9 +47,9 @@ void appendWaiting(ondra::Channel<Batch<Event>>& channel, std::vector<Event>& ev
 template <class Event>
 void takeIn(Batch<Event> batch, std::vector<Event>& events)
 {
-    // Another owner that has let go may have read the events until then, and looking at the count acquires nothing. The
-    // library counts owners by operations that acquire and release: with no other owner left, one more count comes
-    // after all that they did.
+    // Another owner may have read the events until it released the batch, and reading the count does not synchronise
+    // with that release. Changing the count does: the library uses operations that acquire and release. So one more
+    // owner is counted here, and what follows happens after all reads of the others.
     if (events.empty() && batch.use_count() == 1) {
         const Batch<Event> counted = batch; // NOLINT(performance-unnecessary-copy-initialization)
         events = std::move(*batch);

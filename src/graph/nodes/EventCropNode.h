@@ -11,8 +11,10 @@
 #include "graph/nodes/Batch.h"
 #include "graph/nodes/FilterNode.h"
 #include "graph/nodes/NodeReflection.h"
+#include "graph/nodes/detail/AlwaysTrue.h"
+#include "graph/nodes/detail/ChunkAppender.h"
 #include "graph/nodes/detail/EventCopy.h"
-#include "graph/nodes/detail/EventCrop.h"
+#include "graph/nodes/detail/RegionOfInterest.h"
 #include "graph/nodes/detail/TurnMutex.h"
 #include "util/Mutex.h"
 
@@ -38,7 +40,7 @@ public:
         install(detail::eventCropPredicate(xtl, ytl, xbr, ybr), xtl, ytl);
     }
 
-    /// Keeps what `predicate` holds for, and leaves the origin where it is.
+    /// Keeps the events for which `predicate` holds; the origin stays.
     void setPredicate(Predicate predicate) { install(std::move(predicate), 0, 0); }
 
     void reset() { install(detail::AlwaysTrue(), 0, 0); }
@@ -65,7 +67,7 @@ void EventCropNode<Event>::apply()
     const detail::WaitingBatches<Event> waiting(*this->inputChannel);
     auto kept = std::make_shared<std::vector<Event>>();
     kept->reserve(waiting.eventCount);
-    // A region is by far the commonest predicate: its test is compiled into the loop instead of called.
+    // A region is by far the most common predicate: its test is compiled into the loop instead of called.
     if (const auto* region = eventsInROI.template target<detail::RegionOfInterest>()) {
         const auto left = static_cast<std::uint16_t>(xtl), top = static_cast<std::uint16_t>(ytl);
         const auto write = [region = *region, left, top](Event& slot, const Event& event) {

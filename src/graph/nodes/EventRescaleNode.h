@@ -10,6 +10,7 @@
 #include "graph/nodes/Batch.h"
 #include "graph/nodes/FilterNode.h"
 #include "graph/nodes/NodeReflection.h"
+#include "graph/nodes/detail/ChunkAppender.h"
 #include "graph/nodes/detail/EventCopy.h"
 #include "graph/nodes/detail/Rescaling.h"
 #include "graph/nodes/detail/TurnMutex.h"

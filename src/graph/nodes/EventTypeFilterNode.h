@@ -26,7 +26,7 @@ class EventTypeFilterNode;
 
 /// Destinations take batches of the variant or of one of its alternatives; unlike with other nodes, none can be added
 /// twice. Needs setDesiredType(): before that, batches wait in the channel without limit.
-/// Threads: all of it is thread-safe. What is sent after setDesiredType() is judged by the new type.
+/// Threads: all of it is thread-safe. Batches sent after setDesiredType() are filtered by the new type.
 template <class... Alternatives>
 class EventTypeFilterNode<std::variant<Alternatives...>>
     : public FilterNode<Batch<std::variant<Alternatives...>>, Batch<std::variant<Alternatives...>>> {
@@ -167,7 +167,7 @@ private:
     // The base's list stays empty.
     std::vector<Destination> typedDestinations VORNA_GUARDED_BY(this->destinationsMutex);
     const TypeNames availableTypes = {trovi::registeredName<Variant>(), trovi::registeredName<Alternatives>()...};
-    // Index into availableTypes. Mutable: which kind is wanted can be said through a constant node, as callers do.
+    // Index into availableTypes. Mutable, since callers set it on constant nodes too.
     mutable std::atomic<std::uint32_t> desiredType = std::numeric_limits<std::uint32_t>::max();
 };
 

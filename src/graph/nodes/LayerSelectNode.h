@@ -1,11 +1,10 @@
 #pragma once
-// Keeps the events of some layers of a chip.
+// Keeps the events of the chosen layers of a chip.
 
 #include <bitset>
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <type_traits>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -13,20 +12,16 @@
 #include "graph/nodes/Batch.h"
 #include "graph/nodes/FilterNode.h"
 #include "graph/nodes/NodeReflection.h"
-#include "graph/nodes/detail/EventCrop.h"
+#include "graph/nodes/detail/AlwaysTrue.h"
 #include "graph/nodes/detail/TurnMutex.h"
 #include "util/Mutex.h"
 
 namespace graph::nodes {
 
-/// Specialised as true beside those events of a chip that are selected by their member `layer`. Other kinds pass only
-/// while no layers are set, even if they have such a member.
-template <class Event>
-inline constexpr bool isSelectedByLayer = false;
-
 namespace detail {
 
-/// Holds for events of these layers.
+/// Holds for events of these layers. A kind of event says by its member `isSelectedByLayer` that its `layer` counts;
+/// other kinds are never selected, even if they have a layer.
 class LayersSelected {
 public:
     explicit LayersSelected(const std::vector<std::uint8_t>& layers)
@@ -39,8 +34,8 @@ public:
     bool operator()(const Variant& event) const
     {
         return std::visit(
-            [this](const auto& alternative) {
-                if constexpr (isSelectedByLayer<std::remove_cvref_t<decltype(alternative)>>)
+            [this]<class Kind>(const Kind& alternative) {
+                if constexpr (requires { requires Kind::isSelectedByLayer; })
                     return alternative.layer < selected.size() && selected[alternative.layer];
                 else
                     return false;

@@ -1,5 +1,5 @@
 #pragma once
-// What the descriptions of all nodes share.
+// What the descriptions of all nodes have in common.
 
 #include <concepts>
 #include <string>

@@ -16,8 +16,8 @@
 
 namespace graph::nodes {
 
-/// A destination is added together with the name of a function over batches, and gets what that yields. A node has no
-/// functions of its own: those are put in by a derived class. It keeps the channels of its destinations alive.
+/// A destination is added with the name of a function over batches, and gets what the function returns. The functions
+/// come from a derived class; without one there are none. The node keeps the channels of its destinations alive.
 /// Threads: all of it is thread-safe.
 template <class Event>
 class SplittingNode : public FilterNode<Batch<Event>, Batch<Event>> {

@@ -1,5 +1,5 @@
 #pragma once
-// What nodes with an output, sources and filters, have on top of the interfaces of ondra.
+// What nodes with an output (sources and filters) add to the interfaces of ondra.
 
 #include <any>
 #include <utility>
@@ -30,9 +30,7 @@ public:
         return Interface::removeDestination(channel);
     }
 
-    /// @return false, and nothing is changed, also when `boxed` holds no input of a node of this process, or of one
-    /// that
-    ///         is gone
+    /// @return false, and nothing is changed, also when `boxed` holds no input of a living node of this process
     bool addDestination(const trovi::BoxedPtr& boxed)
     {
         const std::any input = unboxInput(boxed);
@@ -45,7 +43,7 @@ public:
     }
 
 protected:
-    /// forwardResult() under the lock. One lock a batch: nothing beside what an event costs.
+    /// forwardResult() under the lock, once for each batch.
     template <class Result>
     void send(Result&& result)
     {
@@ -53,7 +51,7 @@ protected:
         this->forwardResult(std::forward<Result>(result));
     }
 
-    util::Mutex destinationsMutex;
+    util::Mutex destinationsMutex; // of the base's list
 };
 
 } // namespace graph::nodes::detail

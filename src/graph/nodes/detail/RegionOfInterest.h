@@ -40,13 +40,4 @@ constexpr RegionOfInterest eventCropPredicate(std::int32_t xtl, std::int32_t ytl
     return {xtl, ytl, xbr, ybr};
 }
 
-/// The predicate that a filter starts with.
-struct AlwaysTrue {
-    template <class Event>
-    constexpr bool operator()(const Event&) const
-    {
-        return true;
-    }
-};
-
 } // namespace graph::nodes::detail

@@ -21,8 +21,8 @@ inline std::uint16_t cutFittingQuotient(std::uint16_t value, double divisor)
     return static_cast<std::uint16_t>(static_cast<std::int32_t>(value / divisor));
 }
 
-/// The same for any divisor. A quotient that a 32-bit integer does not hold gives 0, as do division by 0 and NaN: that
-/// is what the processor's own conversion leaves in the low 16 bits.
+/// The same for any divisor. A quotient beyond 32 bits gives 0, as do division by 0 and NaN: the processor's own
+/// conversion leaves 0 in the low 16 bits.
 inline std::uint16_t cutQuotient(std::uint16_t value, double divisor)
 {
     if (divisor == 0)

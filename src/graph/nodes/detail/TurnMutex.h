@@ -8,9 +8,9 @@
 
 namespace graph::nodes::detail {
 
-/// A graph's thread takes a node's mutex again as soon as it has let go of it, and may hold it for 10 ms each time.
-/// With a plain mutex a script that asks for a result would hardly ever win. Whoever waits here keeps the turn
-/// meanwhile, so it gets the mutex when the holder lets go. Lockable. Threads: thread-safe; not recursive.
+/// A graph's thread locks a node's mutex again right after unlocking it, and may hold it for 10 ms each time. With a
+/// plain mutex, a script that asks for a result would hardly ever get it. Here a waiting thread gets the mutex at the
+/// next unlock. Lockable. Threads: thread-safe; not recursive.
 class VORNA_CAPABILITY("mutex") TurnMutex {
 public:
     void lock() VORNA_ACQUIRE()
