@@ -1,23 +1,21 @@
 #include <array>
 #include <functional>
+#include <sstream>
 #include <utility>
 
 #include <gmock/gmock.h>
 
+#include "../Golden.h"
 #include "LogCapture.h"
 #include "device/DeviceDiscoverer.h"
-#include "device/DeviceInfo.h"
 #include "device/DeviceInterfaceFactory.h"
 #include "device/Drivers.h"
+#include "device/OpenedDevice.h"
 
 namespace {
 
 using namespace device;
-using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::ThrowsMessage;
-
-constexpr const char* factoryCategory = "device::DeviceInterfaceFactory";
 
 TEST(DeviceInfo, EqualityLooksAtEveryField)
 {
@@ -39,13 +37,7 @@ TEST(DeviceInfo, LessThanOrdersDifferentInfosByAddressAlone)
     EXPECT_TRUE(infos[1] < infos[2]);
     EXPECT_FALSE(infos[0] < infos[2]) << "equal infos";
     EXPECT_FALSE(infos[2] < infos[0]) << "equal infos";
-}
-
-TEST(OpenedDevice, AddressesNothingByDefault)
-{
-    const OpenedDevice opened;
-    EXPECT_EQ(opened, OpenedDevice(DeviceInfo(), {0, 0}, DriverReferenceType::DeviceAPI));
-    EXPECT_NE(opened, OpenedDevice(DeviceInfo(), {0, 0}, DriverReferenceType::Board));
+    EXPECT_EQ(OpenedDevice(), OpenedDevice(DeviceInfo(), {0, 0}, DriverReferenceType::DeviceAPI));
 }
 
 struct Api : DeviceAPI {
@@ -69,37 +61,29 @@ struct Factory : DeviceInterfaceFactory {
     Factory() = default;
 };
 
-TEST(DeviceInterfaceFactory, SaysAndLogsWhichBuilderIsMissing)
+TEST(DeviceInterfaceFactory, BuildsByNameAndSaysWhatIsMissing)
 {
     Factory factory;
-    const DeviceInfo info("", 0, 0, 0, "usb");
-    const struct {
-        std::function<void()> build;
-        const char* text;
-        const char* logged;
-    } rows[] = {
-        {[&] { factory.getDeviceAPI(info); }, "API builder missing for: usb",
-         "getDeviceAPI API builder missing for: usb"},
-        {[&] { factory.getBoard(info); }, "Board builder missing for: usb", "getBoard Board builder missing for: usb"},
-        {[&] { factory.getDeviceModel(std::make_unique<Api>(info)); }, "Model builder missing for: generic device",
-         "getDeviceModel Model builder missing for: generic device"},
-        {[&] { factory.getDeviceModel(std::make_unique<NamedApi>(info)); }, "Model builder missing for: named",
-         "getDeviceModel Model builder missing for: named"},
-    };
-    for (const auto& row : rows) {
-        LogCapture log;
-        EXPECT_THAT(row.build, ThrowsMessage<std::runtime_error>(row.text));
-        EXPECT_THAT(log.lines(), ElementsAre(LogCapture::Line{factoryCategory, "FATAL", row.logged}));
-    }
-    EXPECT_THROW(factory.getDeviceModel(nullptr), std::invalid_argument);
-}
-
-TEST(DeviceInterfaceFactory, ALaterBuilderReplacesAnEarlierOne)
-{
     LogCapture log;
-    Factory factory;
+    std::ostringstream text;
+    const DeviceInfo x("S", 0, 0, 0, "x");
     int used = 0;
-    for (const int number : {1, 2}) {
+    const auto tryAll = [&] {
+        for (const auto& build : std::initializer_list<std::function<void()>>{
+                 [&] { factory.getDeviceAPI(x); }, [&] { factory.getBoard(x); },
+                 [&] { factory.getDeviceModel(std::make_unique<Api>(x)); },
+                 [&] { factory.getDeviceModel(std::make_unique<NamedApi>(x)); }})
+            try {
+                build();
+            } catch (const std::runtime_error& error) {
+                text << "raised: " << error.what() << '\n';
+            }
+        for (const auto& line : log.lines())
+            text << line.category << ' ' << line.level << ' ' << line.text << '\n';
+        log.clear();
+    };
+    tryAll();
+    for (const int number : {1, 2}) { // a later builder replaces an earlier one
         factory.registerAPIBuilder("x", [&used, number](const DeviceInfo& info) {
             used = number;
             return std::make_unique<Api>(info);
@@ -108,22 +92,14 @@ TEST(DeviceInterfaceFactory, ALaterBuilderReplacesAnEarlierOne)
                                      [](auto api) { return std::make_unique<Model>(std::move(api)); });
         factory.registerBoardBuilder("x", [](const DeviceInfo&) { return std::make_unique<Board>(); });
     }
-    auto api = factory.getDeviceAPI(DeviceInfo("S", 0, 0, 0, "x"));
+    tryAll();
     EXPECT_EQ(used, 2);
+    EXPECT_GOLDEN("device_factory.txt", text.str());
+    auto api = factory.getDeviceAPI(x);
     DeviceAPI* const hardware = api.get();
     EXPECT_EQ(factory.getDeviceModel(std::move(api))->releaseDeviceAPI().get(), hardware);
-    EXPECT_NE(factory.getBoard(DeviceInfo("S", 0, 0, 0, "x")), nullptr);
-    EXPECT_THAT(log.texts(),
-                ElementsAre("registerAPIBuilder registering for x",
-                            "registerModelBuilder registering for generic device",
-                            "registerBoardBuilder registering for x", "registerAPIBuilder registering for x",
-                            "registerModelBuilder registering for generic device",
-                            "registerBoardBuilder registering for x", "getDeviceAPI retrieve for x",
-                            "getDeviceModel retrieve for generic device", "getBoard retrieve for x"));
-    for (const auto& line : log.lines()) {
-        EXPECT_EQ(line.category, factoryCategory);
-        EXPECT_EQ(line.level, "DEBUG");
-    }
+    EXPECT_NE(factory.getBoard(x), nullptr);
+    EXPECT_THROW(factory.getDeviceModel(nullptr), std::invalid_argument);
 }
 
 TEST(APIBuilderRegistrar, BuildsItsClassFromACopyOfTheInfo)

@@ -1,172 +1,156 @@
-// The nodes over chip events, by their names in the table; typed over both families.
+// The filters over chip events, by their names in the table. Both families come from one text, so most tests take one.
 
-#include "graph/nodes/ChipNodes.h"
-
-#include <gmock/gmock.h>
+#include <algorithm>
+#include <array>
+#include <thread>
 
 #include "NodeTesting.h"
-#include "graph/EventFilterGraph.h"
+#include "davis/event/DvsEvent.h"
 #include "graph/EventFilterNodeFactory.h"
-#include "graph/nodes/BufferSinkNode.h"
-#include "graph/nodes/EventCropNode.h"
-#include "graph/nodes/SplittingNode.h"
+#include "graph/nodes/ChipNodes.h"
 
 namespace {
 
 using namespace graph::nodes;
 using namespace node_testing;
-using graph::EventFilterGraph;
-using graph::EventFilterNodeFactory;
+using namespace tessel::event;
 using testing::ElementsAre;
-
-#define FAMILY_OF(Title, family)                                    \
-    struct Title {                                                  \
-        using Input = family::event::InputEvent;                    \
-        using Output = family::event::OutputEvent;                  \
-        using Spike = family::event::Spike;                         \
-        using Dvs = family::event::DvsEvent;                        \
-        using Interface = family::event::InputInterfaceEvent;       \
-        using Neuron = family::event::NeuronValue;                  \
-        using Register = family::event::RegisterValue;              \
-        using Memory = family::event::MemoryValue;                  \
-        using Bist = family::event::BistValue;                      \
-        using Probe = family::event::ProbeValue;                    \
-        using Router = family::event::RouterEvent;                  \
-        static std::string title() { return #Title; }               \
-        static std::string prefix() { return #family "::event::"; } \
-        static std::string snake() { return #family "_event_"; }    \
-    };
-FAMILY_OF(Tessel, tessel)
-FAMILY_OF(Ravik, ravik)
-#undef FAMILY_OF
-
-template <class Family>
-class ChipNodes : public testing::Test {};
-using Families = testing::Types<Tessel, Ravik>;
-TYPED_TEST_SUITE(ChipNodes, Families);
+using testing::IsEmpty;
+using testing::SizeIs;
 
 std::unique_ptr<ondra::NodeInterface> built(const std::string& name)
 {
-    const EventFilterGraph registers; // the table, if nobody did yet
-    auto node = EventFilterNodeFactory::getInstance().buildEventFilterNode(name);
-    if (!node)
-        throw std::runtime_error(name);
-    return node;
+    return graph::EventFilterNodeFactory::getInstance().buildEventFilterNode(name);
 }
 
-TYPED_TEST(ChipNodes, SelectTheKindsThatHaveALayer)
+template <class Output>
+void expectSelection(const std::string& name)
 {
-    using F = TypeParam;
-    using Output = typename F::Output;
-    const auto node = built(F::title() + "LayerSelect");
+    constexpr std::array layersOfEvents = {3, 4, 255};
+    std::vector<Output> all; // every kind, on these layers if it has any
+    trovi::staticFor<std::variant_size_v<Output>>([&](auto kind) {
+        for (const int layer : layersOfEvents) {
+            std::variant_alternative_t<kind, Output> event{};
+            if constexpr (requires { event.layer; })
+                event.layer = static_cast<std::uint8_t>(layer);
+            all.push_back(event);
+        }
+    });
+    const auto node = built(name);
     auto& select = dynamic_cast<LayerSelectNode<Output>&>(*node);
-    typename F::Register ofRegister{};
-    ofRegister.layer = 3;
-    typename F::Memory ofMemory{};
-    ofMemory.layer = 3;
-    typename F::Bist ofBist{};
-    ofBist.layer = 3;
-    typename F::Dvs dvs{};
-    dvs.layer = 9;
-    const typename F::Spike on3{3, 1, 2, 4, 5}, on4{4, 1, 2, 4, 5};
-    const std::vector<Output> all = {on3,
-                                     on4,
-                                     dvs,
-                                     ofRegister,
-                                     ofMemory,
-                                     ofBist,
-                                     typename F::Neuron{},
-                                     typename F::Probe{},
-                                     typename F::Interface{}};
     Bench<Output> bench(select);
     EXPECT_EQ(bench.applyOne({all}), all) << "until layers are set, also those without one";
-    const struct {
-        std::vector<std::uint8_t> layers;
+    const std::vector<std::size_t> kinds = {0, 1, 6, 7, 8}; // Spike, Dvs, Register, Memory, Bist
+    for (const auto& layers : std::vector<std::vector<std::uint8_t>>{{3}, {255, 4, 4}, {0}, {}}) {
         std::vector<Output> kept;
-    } rows[] = {
-        {{3}, {on3, ofRegister, ofMemory, ofBist}},
-        {{9, 4}, {on4, dvs}},
-        {{0}, {}},
-        {{}, {}},
-    };
-    for (const auto& row : rows) {
-        select.setLayers(row.layers);
-        EXPECT_EQ(bench.applyOne({all}), row.kept) << testing::PrintToString(row.layers);
+        for (std::size_t i = 0; i < all.size(); ++i)
+            if (std::ranges::count(kinds, i / 3) > 0 && std::ranges::count(layers, layersOfEvents[i % 3]) > 0)
+                kept.push_back(all[i]);
+        select.setLayers(layers);
+        EXPECT_EQ(bench.applyOne({all}), kept) << testing::PrintToString(layers);
+        EXPECT_THAT(bench.applyOne({}), IsEmpty());
     }
     select.reset();
     EXPECT_EQ(bench.applyOne({all}), all);
 }
 
-TYPED_TEST(ChipNodes, FilterTypesByTheTwelveNames)
+TEST(LayerSelect, KeepsTheKindsThatHaveALayer)
 {
-    using F = TypeParam;
-    const auto node = built(F::title() + "EventTypeFilter_OutputEvents");
-    auto& filter = dynamic_cast<EventTypeFilterNode<typename F::Output>&>(*node);
-    const std::string p = F::prefix();
-    EXPECT_THAT(filter.getAvailableTypes(),
-                ElementsAre(p + "OutputEvent", p + "Spike", p + "DvsEvent", p + "InputInterfaceEvent",
-                            p + "NeuronValue", p + "BiasValue", p + "WeightValue", p + "RegisterValue",
-                            p + "MemoryValue", p + "BistValue", p + "ProbeValue", p + "ReadoutValue"));
-    const std::string other = p == "tessel::event::" ? "ravik::event::Spike" : "tessel::event::Spike";
-    EXPECT_EQ(errorOf([&] { filter.setDesiredType(other); }), "The desired type: \"" + other + "\" is unknown!");
-
-    Bench<typename F::Output> whole(filter);
-    BatchSink<typename F::Dvs> sink;
-    ASSERT_TRUE(filter.connectTo(sink));
-    filter.setDesiredType(p + "DvsEvent");
-    const typename F::Dvs dvs{true, 1, 2, 9, 3};
-    EXPECT_THAT(whole.applyOne({{typename F::Spike{}, dvs}}), ElementsAre(typename F::Output(dvs)));
-    const auto batches = sink.batches();
-    ASSERT_THAT(batches, testing::SizeIs(1));
-    EXPECT_THAT(*batches[0], ElementsAre(dvs));
+    expectSelection<tessel::event::OutputEvent>("TesselLayerSelect");
+    expectSelection<ravik::event::OutputEvent>("RavikLayerSelect");
 }
 
-TYPED_TEST(ChipNodes, ForwardAndConvert)
+TEST(EventTypeFilter, ServesTheVariantAndTheTypeItself)
 {
-    using F = TypeParam;
-    const auto forward = built(F::title() + "Forward");
-    Bench<typename F::Output> forwarding(*forward);
-    EXPECT_THAT(forwarding.applyOne({{typename F::Spike{1}}}), ElementsAre(typename F::Output(typename F::Spike{1})));
+    EventTypeFilterNode<OutputEvent> node;
+    Bench<OutputEvent> whole(node);
+    BatchSink<Spike> spikes;
+    BatchSink<ReadoutValue> readouts;
+    ASSERT_TRUE(node.connectTo(spikes));
+    ASSERT_TRUE(node.addDestination(readouts.getInput()));
 
-    using davis::event::DvsEvent;
-    using Input = typename F::Input;
-    using Router = typename F::Router;
-    const auto convert = built("DavisTo" + F::title() + "Input");
-    Bench<DvsEvent, Input> converting(*convert);
-    EXPECT_THAT(converting.applyOne({{{300, 5, true, 1}}}), ElementsAre(Input(Router{13, 1, 5, 44})));
-    const auto middle = built("Davis346Center128To" + F::title() + "Input");
-    Bench<DvsEvent, Input> cutting(*middle);
-    EXPECT_THAT(cutting.applyOne({{{109, 66}, {110, 66}, {237, 193, true, 0}, {238, 193}, {110, 194}}}),
+    const std::vector<OutputEvent> mixed = {Spike{1}, DvsEvent{}, Spike{2}, ReadoutValue{}};
+    EXPECT_EQ(node.getDesiredType(), "");
+    EXPECT_THAT(whole.apply({mixed}), IsEmpty()) << "without a type, events wait";
+    node.setDesiredType("tessel::event::Spike");
+    EXPECT_EQ(errorOf([&] { node.setDesiredType("ravik::event::Spike"); }),
+              "The desired type: \"ravik::event::Spike\" is unknown!");
+    EXPECT_EQ(node.getDesiredType(), "tessel::event::Spike");
+    EXPECT_EQ(whole.applyOne({}), (std::vector<OutputEvent>{Spike{1}, Spike{2}}));
+    const auto asSpikes = spikes.batches();
+    ASSERT_THAT(asSpikes, SizeIs(1));
+    EXPECT_THAT(*asSpikes[0], ElementsAre(Spike{1}, Spike{2}));
+
+    EXPECT_THAT(whole.apply({}), IsEmpty()) << "no empty batch";
+    EXPECT_THAT(whole.apply({{DvsEvent{}}}), IsEmpty());
+    node.setDesiredType("tessel::event::OutputEvent");
+    EXPECT_EQ(node.getDesiredType(), "") << "the first reads back as empty";
+    EXPECT_EQ(whole.applyOne({mixed}), mixed);
+    EXPECT_THAT(whole.apply({}), IsEmpty());
+    EXPECT_THAT(spikes.batches(), IsEmpty());
+    EXPECT_THAT(readouts.batches(), IsEmpty());
+}
+
+TEST(EventTypeFilter, ChecksABatchAgainstTheTypeThatWasSetBeforeItWasSent)
+{
+    EventTypeFilterNode<OutputEvent> node;
+    Bench<OutputEvent> bench(node);
+    const std::jthread graph([&](const std::stop_token& stop) {
+        while (!stop.stop_requested())
+            node.apply();
+    });
+    const OutputEvent kinds[] = {Spike{1}, ReadoutValue{}};
+    for (std::size_t round = 0; round < 500; ++round) {
+        node.setDesiredType(round % 2 ? "tessel::event::ReadoutValue" : "tessel::event::Spike");
+        bench.source.write({kinds[0], kinds[1]});
+        std::vector<Batch<OutputEvent>> batches;
+        while (batches.empty()) {
+            batches = bench.sink.batches();
+            std::this_thread::yield();
+        }
+        ASSERT_THAT(*batches[0], ElementsAre(kinds[round % 2])) << round;
+    }
+}
+
+TEST(EventTypeFilter, TakesADestinationOnce)
+{
+    EventTypeFilterNode<OutputEvent> node;
+    BatchSink<Spike> spikes;
+    BatchSink<int> others;
+    EXPECT_FALSE(node.connectTo(others));
+    EXPECT_FALSE(node.addDestination(nullptr));
+    EXPECT_FALSE(node.disconnectFrom(spikes));
+    EXPECT_TRUE(node.connectTo(spikes));
+    EXPECT_FALSE(node.connectTo(spikes));
+    EXPECT_TRUE(node.disconnectFrom(spikes));
+    EXPECT_TRUE(node.connectTo(spikes));
+    node.setDesiredType("tessel::event::Spike");
+    { // a destination that dies leaves room for no other, and harms none
+        BatchSink<Spike> dying;
+        EXPECT_TRUE(node.connectTo(dying));
+    }
+    Bench<OutputEvent> bench(node);
+    bench.apply({{Spike{}}});
+    bench.apply({{Spike{}}});
+    EXPECT_THAT(spikes.batches(), SizeIs(2));
+}
+
+template <class Input, class Router>
+void expectConversion(const std::string& family)
+{
+    using Camera = davis::event::DvsEvent;
+    const auto whole = built("DavisTo" + family + "Input"), middle = built("Davis346Center128To" + family + "Input");
+    EXPECT_THAT((Bench<Camera, Input>(*whole).applyOne({{{300, 5, true, 1}, {255, 256}}})),
+                ElementsAre(Input(Router{13, 1, 5, 44}), Input(Router{13, 0, 0, 255})));
+    EXPECT_THAT((Bench<Camera, Input>(*middle).applyOne(
+                    {{{109, 66}, {110, 66}, {237, 193, true, 0}, {238, 193}, {110, 194}, {110, 65}}})),
                 ElementsAre(Input(Router{13, 0, 0, 0}), Input(Router{13, 1, 127, 127})));
 }
 
-TYPED_TEST(ChipNodes, JoinOnlyWithTheirOwnFamily)
+TEST(CameraConverters, MakeRouterEvents)
 {
-    using F = TypeParam;
-    const std::string other = F::title() == "Tessel" ? "Ravik" : "Tessel";
-    EventFilterGraph graph;
-    const auto crop = graph.addFilterNodeOrThrow("DvsEventCrop");
-    const auto input = graph.addFilterNodeOrThrow("DavisTo" + F::title() + "Input");
-    const auto select = graph.addFilterNodeOrThrow(F::title() + "LayerSelect");
-    const auto foreign = graph.addFilterNodeOrThrow(other + "LayerSelect");
-    EXPECT_TRUE(graph.connect(crop, input));
-    for (const auto& [a, b] : std::initializer_list<std::pair<std::uint64_t, std::uint64_t>>{
-             {select, foreign}, {crop, select}, {input, select}})
-        EXPECT_EQ(errorOf<std::invalid_argument>([&, a = a, b = b] { graph.connectOrThrow(a, b); }),
-                  "Cannot create connection " + std::to_string(a) + " -> " + std::to_string(b));
-}
-
-TYPED_TEST(ChipNodes, HaveTheirNames)
-{
-    using F = TypeParam;
-    using trovi::registeredName;
-    EXPECT_EQ(registeredName<LayerSelectNode<typename F::Output>>(),
-              "graph::nodes::LayerSelect_" + F::snake() + "output_event");
-    EXPECT_EQ(registeredName<EventTypeFilterNode<typename F::Output>>(),
-              "graph::nodes::EventTypeFilter_" + F::snake() + "output_event");
-    EXPECT_EQ(registeredName<BufferSinkNode<typename F::Output>>(), "BufferSinkNode_" + F::snake() + "output_event");
-    EXPECT_EQ(registeredName<BufferSinkNode<typename F::Spike>>(), "BufferSinkNode_" + F::snake() + "spike");
-    EXPECT_EQ(registeredName<SplittingNode<typename F::Input>>(), "SplittingNode_" + F::snake() + "input_event");
+    expectConversion<tessel::event::InputEvent, tessel::event::RouterEvent>("Tessel");
+    expectConversion<ravik::event::InputEvent, ravik::event::RouterEvent>("Ravik");
 }
 
 } // namespace

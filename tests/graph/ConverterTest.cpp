@@ -27,14 +27,7 @@ struct ChipDvs {
     bool p = false;
     std::uint32_t timestamp = 0;
 };
-struct Router {
-    std::uint8_t layer = 0;
-    std::uint16_t feature = 0;
-    std::uint8_t y = 0, x = 0;
-    friend bool operator==(const Router&, const Router&) = default;
-};
 using ChipOutput = std::variant<Spike, ChipDvs>;
-using ChipInput = std::variant<Spike, Router>;
 
 TEST(Converters, ForwardTheVeryBatch)
 {
@@ -63,24 +56,6 @@ TEST(Converters, MakeRawEventsOfACameras)
     Bench<DvsEvent, Raw> bench(*node);
     EXPECT_THAT(bench.applyOne({{{345, 259, true, 0x1'0000'0007}, {0, 1, false, -1}}}),
                 ElementsAre(Raw(0, 259, 345, 0, 7, 1), Raw(0, 1, 0, 0, 0xFFFFFFFF, 0)));
-}
-
-TEST(Converters, CutCoordinatesForTheChip)
-{
-    const auto node = davisToChipInputConverter<ChipInput, Router>();
-    Bench<DvsEvent, ChipInput> bench(*node);
-    EXPECT_THAT(bench.applyOne({{{255, 0, true, 0}, {256, 300, false, 0}}}),
-                ElementsAre(ChipInput(Router{13, 1, 0, 255}), ChipInput(Router{13, 0, 44, 0})));
-}
-
-TEST(Converters, TakeTheMiddleOfALargeSensor)
-{
-    const auto node = davis346Center128ToChipInputConverter<ChipInput, Router>();
-    Bench<DvsEvent, ChipInput> bench(*node);
-    for (const DvsEvent& outside : {DvsEvent{109, 66}, DvsEvent{238, 66}, DvsEvent{110, 65}, DvsEvent{110, 194}})
-        EXPECT_THAT(bench.applyOne({{outside}}), IsEmpty()) << outside.x << ", " << outside.y;
-    EXPECT_THAT(bench.applyOne({{{110, 66, true, 0}, {237, 193, false, 0}}}),
-                ElementsAre(ChipInput(Router{13, 1, 0, 0}), ChipInput(Router{13, 0, 127, 127})));
 }
 
 } // namespace

@@ -1,8 +1,11 @@
+#include <array>
 #include <atomic>
+#include <functional>
 #include <limits>
 #include <numeric>
 #include <thread>
 
+#include "../Golden.h"
 #include "NodeTesting.h"
 #include "graph/nodes/EventCropNode.h"
 #include "graph/nodes/EventDecimateNode.h"
@@ -37,56 +40,28 @@ std::vector<std::int64_t> numbersOf(const Events& events)
     return numbers;
 }
 
-TEST(Crop, KeepsTheRegionAndMovesTheOrigin)
+TEST(DvsFilters, RefuseSettingsAndKeepTheOldOnes)
 {
-    struct Roi {
-        std::int32_t xtl, ytl, xbr, ybr;
-    };
-    const struct {
-        Roi roi;
-        std::uint16_t x, y;
-        bool kept;
-        std::uint16_t newX, newY;
-    } rows[] = {
-        {{0, 0, 10, 10}, 10, 10, true, 10, 10},
-        {{0, 0, 10, 10}, 11, 10, false, 0, 0},
-        {{0, 0, 10, 10}, 10, 11, false, 0, 0},
-        {{5, 5, 10, 10}, 5, 5, true, 0, 0},
-        {{5, 5, 10, 10}, 4, 5, false, 0, 0},
-        {{5, 5, 10, 10}, 5, 4, false, 0, 0},
-        {{-5, -1, 10, 10}, 0, 0, true, 5, 1},            // 16-bit arithmetic: minus a negative corner
-        {{-70000, -1, 70000, 10}, 0, 0, true, 4464, 1},  // 70000 modulo 65536
-        {{-10, -10, -1, -1}, 0, 0, false, 0, 0},         // beside the sensor
-        {{-10, -10, -1, -1}, 65535, 65535, false, 0, 0}, // compared as integers, not as 16 bits
-        {{65535, 65535, 65536, 65536}, 65535, 65535, true, 0, 0},
-        {{std::numeric_limits<std::int32_t>::min(), 0, std::numeric_limits<std::int32_t>::max(), 1}, 7, 1, true, 7, 1},
-    };
-    for (const auto& row : rows) {
-        EventCropNode<DvsEvent> node;
-        Bench<DvsEvent> bench(node);
-        node.setROI(row.roi.xtl, row.roi.ytl, row.roi.xbr, row.roi.ybr);
-        const auto out = bench.applyOne({{{row.x, row.y, true, -7}}});
-        if (row.kept)
-            EXPECT_THAT(out, ElementsAre(DvsEvent{row.newX, row.newY, true, -7})) << row.roi.xtl << ", " << row.x;
-        else
-            EXPECT_THAT(out, IsEmpty()) << row.roi.xtl << ", " << row.x;
-    }
-}
-
-TEST(Crop, RefusesEmptyRegionsAndKeepsTheOldOne)
-{
-    EventCropNode<DvsEvent> node;
-    Bench<DvsEvent> bench(node);
-    node.setROI(1, 1, 2, 2);
-    EXPECT_EQ(errorOf([&] { node.setROI(10, 0, 10, 10); }),
-              "Left column (xtl = 10) is smaller (or equal) than right column (xbr = 10)\n");
-    EXPECT_EQ(errorOf([&] { node.setROI(0, 10, 10, -3); }),
-              "First row (ytl = 10) is greater (or equal) than last row (ybr = -3)\n");
-    EXPECT_EQ(errorOf([&] { node.setROI(3, 3, 2, 2); }),
-              "Left column (xtl = 3) is smaller (or equal) than right column (xbr = 2)\n");
-    EXPECT_THAT(bench.applyOne({{{1, 1, false, 0}, {3, 3, false, 0}}}), ElementsAre(DvsEvent{0, 0, false, 0}));
-    node.reset();
-    EXPECT_THAT(bench.applyOne({{{1, 1, false, 0}, {3, 3, false, 0}}}), SizeIs(2));
+    EventCropNode<DvsEvent> crop;
+    EventDecimateNode<DvsEvent> decimate;
+    Bench<DvsEvent> cropping(crop), decimating(decimate);
+    crop.setROI(1, 1, 2, 2);
+    decimate.setDecimationFraction(2, 1);
+    EXPECT_EQ(numbersOf(decimating.applyOne({numbered(3)})), (std::vector<std::int64_t>{0, 2}));
+    std::string texts;
+    for (const auto& refused : std::initializer_list<std::function<void()>>{
+             [&] { crop.setROI(10, 0, 10, 10); }, [&] { crop.setROI(0, 10, 10, -3); }, [&] { crop.setROI(3, 3, 2, 2); },
+             [&] { decimate.setDecimationFraction(0, 1); }, [&] { decimate.setDecimationFraction(1, 0); },
+             [&] { decimate.setDecimationFraction(1, 2); }})
+        texts += errorOf(refused) + '\n';
+    EXPECT_GOLDEN("filter_refusals.txt", texts);
+    const Events events = {{1, 1, false, 0}, {3, 3, false, 0}};
+    EXPECT_THAT(cropping.applyOne({events}), ElementsAre(DvsEvent{0, 0, false, 0}));
+    EXPECT_EQ(numbersOf(decimating.applyOne({numbered(3)})), (std::vector<std::int64_t>{1})) << "the count went on";
+    crop.reset();
+    decimate.reset();
+    EXPECT_EQ(cropping.applyOne({events}), events);
+    EXPECT_THAT(decimating.applyOne({numbered(3)}), SizeIs(3));
 }
 
 TEST(Crop, TakesAnyPredicate)
@@ -101,74 +76,61 @@ TEST(Crop, TakesAnyPredicate)
     EXPECT_THROW(bench.apply({{{1, 1, false, 0}}}), std::bad_function_call);
 }
 
-// Sizes around the chunks in which filters copy, against the plain way to say it.
+// Regions at and beyond the ends of what coordinates hold, and sizes around the chunks in which filters copy, against the
+// plain way to say it: ends included, compared as integers, the corner subtracted in 16 bits.
 TEST(Crop, AgreesWithOneEventAtATime)
 {
-    for (const std::int64_t size : {1, 255, 256, 257, 511, 512, 5000}) {
-        EventCropNode<DvsEvent> node;
-        Bench<DvsEvent> bench(node);
-        node.setROI(20, 0, 200, 3);
-        const auto first = numbered(size), second = numbered(size, size);
-        Events expected;
-        for (const auto& batch : {first, second})
-            for (auto event : batch)
-                if (event.x >= 20 && event.x <= 200 && event.y <= 3) {
-                    event.x = static_cast<std::uint16_t>(event.x - 20);
-                    expected.push_back(event);
-                }
-        EXPECT_THAT(bench.applyOne({first, second}), ElementsAreArray(expected)) << size;
-    }
+    constexpr auto least = std::numeric_limits<std::int32_t>::min(), most = std::numeric_limits<std::int32_t>::max();
+    const std::array<std::int32_t, 4> regions[] = {{20, 0, 200, 3},
+                                                   {0, 0, 10, 10},
+                                                   {5, 5, 10, 10},
+                                                   {-5, -1, 10, 10},
+                                                   {-70000, -1, 70000, 10},
+                                                   {-10, -10, -1, -1},
+                                                   {65535, 65535, 65536, 65536},
+                                                   {least, 0, most, 1}};
+    for (const auto& [xtl, ytl, xbr, ybr] : regions)
+        for (const std::int64_t size : {1, 255, 256, 257, 511, 512, 5000}) {
+            EventCropNode<DvsEvent> node;
+            Bench<DvsEvent> bench(node);
+            node.setROI(xtl, ytl, xbr, ybr);
+            const std::vector<Events> batches = {
+                numbered(size),
+                numbered(size, size),
+                {{4, 5}, {5, 5}, {5, 4}, {10, 11}, {10, 10, true, -7}, {65535, 65535}}};
+            Events expected;
+            for (const auto& batch : batches)
+                for (auto event : batch)
+                    if (event.x >= xtl && event.x <= xbr && event.y >= ytl && event.y <= ybr) {
+                        event.x = static_cast<std::uint16_t>(event.x - xtl);
+                        event.y = static_cast<std::uint16_t>(event.y - ytl);
+                        expected.push_back(event);
+                    }
+            EXPECT_THAT(bench.applyOne(batches), ElementsAreArray(expected)) << xtl << ", " << size;
+        }
 }
 
 TEST(Decimate, KeepsEveryNthAcrossBatches)
 {
-    const struct {
-        std::uint64_t M, L;
-        std::vector<std::int64_t> kept; // of 0 to 11, which come in batches of 5, 1 and 6
-    } rows[] = {
-        {1, 1, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}},
-        {10, 3, {0, 3, 6, 9}},
-        {7, 1, {0, 7}},
-        {11, 1, {0, 11}},
-        {12, 1, {0}},
-        {5, 3, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}},
-        {std::numeric_limits<std::uint64_t>::max(), 1, {0}},
-    };
-    for (const auto& row : rows)
+    const std::pair<std::uint64_t, std::uint64_t> fractions[] = {
+        {1, 1}, {10, 3}, {7, 1}, {11, 1}, {12, 1}, {5, 3}, {std::numeric_limits<std::uint64_t>::max(), 1}};
+    for (const auto& [M, L] : fractions)
         for (const bool inOnePass : {true, false}) {
             EventDecimateNode<DvsEvent> node;
             Bench<DvsEvent> bench(node);
             bench.apply({numbered(2)}); // so that the count is not at 0 when the fraction is set
-            node.setDecimationFraction(row.M, row.L);
+            node.setDecimationFraction(M, L);
             const std::vector<Events> batches = {numbered(5), numbered(1, 5), numbered(6, 6)};
-            Events out;
-            if (inOnePass)
-                out = bench.applyOne(batches);
-            else
-                for (const auto& batch : batches)
-                    for (const auto& event : bench.applyOne({batch}))
-                        out.push_back(event);
-            EXPECT_EQ(numbersOf(out), row.kept) << row.M << " " << row.L;
+            std::vector<std::int64_t> expected, kept;
+            for (std::int64_t number = 0; number < 12; ++number)
+                if (static_cast<std::uint64_t>(number) % (M / L) == 0)
+                    expected.push_back(number);
+            using Passes = std::vector<std::vector<Events>>;
+            for (const auto& pass : inOnePass ? Passes{batches} : Passes{{batches[0]}, {batches[1]}, {batches[2]}})
+                for (const std::int64_t number : numbersOf(bench.applyOne(pass)))
+                    kept.push_back(number);
+            EXPECT_EQ(kept, expected) << M << " " << L;
         }
-}
-
-TEST(Decimate, RefusesFractionsAndKeepsTheOldOne)
-{
-    EventDecimateNode<DvsEvent> node;
-    Bench<DvsEvent> bench(node);
-    node.setDecimationFraction(2, 1);
-    EXPECT_EQ(numbersOf(bench.applyOne({numbered(3)})), (std::vector<std::int64_t>{0, 2}));
-    for (const auto& [M, L] : {std::pair(0, 1), std::pair(1, 0), std::pair(0, 0)})
-        EXPECT_EQ(errorOf([&, M = M, L = L] {
-                      node.setDecimationFraction(static_cast<std::uint64_t>(M), static_cast<std::uint64_t>(L));
-                  }),
-                  "Neither values in setDecimationFunction can be zero!");
-    EXPECT_EQ(errorOf([&] { node.setDecimationFraction(1, 2); }),
-              "The number of points where the decimation is performed (M = 1) is smaller than the number of points "
-              "that are being selected!(L = 2).\n");
-    EXPECT_EQ(numbersOf(bench.applyOne({numbered(3)})), (std::vector<std::int64_t>{1})) << "the count went on";
-    node.reset();
-    EXPECT_THAT(bench.applyOne({numbered(3)}), SizeIs(3));
 }
 
 TEST(Rescale, DividesXByTheSecondAndYByTheFirst)
@@ -199,10 +161,6 @@ TEST(Rescale, DividesXByTheSecondAndYByTheFirst)
         node.reset();
         EXPECT_THAT(bench.applyOne({{{row.x, row.y, true, -9}}}), ElementsAre(DvsEvent{row.x, row.y, true, -9}));
     }
-}
-
-TEST(Rescale, CoefficientIsTheRatioOfTheSizes)
-{
     EXPECT_EQ(detail::rescalingCoefficient(346, 260, 128, 130), (std::pair{346.0 / 128, 2.0}));
 }
 
@@ -259,21 +217,6 @@ TYPED_TEST(DvsFilter, MayBeSetAndConnectedWhileItRuns)
     graph.join();
     bench.sink.batches();
     EXPECT_EQ(bench.applyOne({numbered(5)}), numbered(5)) << "after the last reset()";
-}
-
-TEST(DvsFilters, AreDescribed)
-{
-    EXPECT_EQ(trovi::registeredName<EventCropNode<DvsEvent>>(), "graph::nodes::DvsEventCrop");
-    EXPECT_EQ(trovi::registeredName<EventDecimateNode<DvsEvent>>(), "graph::nodes::DvsEventDecimate");
-    EXPECT_EQ(trovi::registeredName<EventRescaleNode<DvsEvent>>(), "graph::nodes::DvsEventRescale");
-    EXPECT_THAT(functionNames<EventCropNode<DvsEvent>>(),
-                ElementsAre("setROI", "reset", "getInputChannel", "addDestination", "removeDestination"));
-    EXPECT_THAT(
-        functionNames<EventDecimateNode<DvsEvent>>(),
-        ElementsAre("setDecimationFraction", "reset", "getInputChannel", "addDestination", "removeDestination"));
-    EXPECT_THAT(
-        functionNames<EventRescaleNode<DvsEvent>>(),
-        ElementsAre("setRescalingCoefficients", "reset", "getInputChannel", "addDestination", "removeDestination"));
 }
 
 } // namespace

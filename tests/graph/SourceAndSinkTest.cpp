@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <any>
 #include <atomic>
 #include <thread>
@@ -27,7 +26,6 @@ const DvsEvent second{3, 4, false, 20};
 const DvsEvent third{5, 6, true, 30};
 
 using Probe = node_testing::BatchSink<DvsEvent>;
-using node_testing::functionNames;
 
 TEST(BasicSource, SendsOneVectorToAllItsDestinations)
 {
@@ -64,30 +62,22 @@ TEST(BasicSource, TakesOnlyInputsOfItsOwnEventsAndProcess)
     EXPECT_THAT(sink.batches(), IsEmpty());
 }
 
-TEST(Buffer, HoldsWhatPassedAndWhatWaits)
+TEST(Sinks, HoldWhatPassedAndWhatWaits)
 {
     Source source;
-    Buffer sink;
-    EXPECT_THAT(sink.getBuf(), IsEmpty());
-    ASSERT_TRUE(source.connectTo(sink));
-    source.write({first});
-    source.write({second});
-    source.write({third});
-    sink.apply(); // takes one batch of the three
-    EXPECT_THAT(sink.getBuf(), ElementsAre(first, second, third));
-    EXPECT_THAT(sink.getBuf(), IsEmpty());
-}
-
-TEST(Counter, CountsSinceTheLastCall)
-{
-    Source source;
-    Counter sink;
-    ASSERT_TRUE(source.connectTo(sink));
-    source.write({first, second});
-    source.write({third});
-    sink.apply();
-    EXPECT_EQ(sink.getCount(), 3u);
-    EXPECT_EQ(sink.getCount(), 0u);
+    Buffer buffer;
+    Counter counter;
+    EXPECT_THAT(buffer.getBuf(), IsEmpty());
+    ASSERT_TRUE(source.connectTo(buffer));
+    ASSERT_TRUE(source.connectTo(counter));
+    for (const auto& event : {first, second, third})
+        source.write({event});
+    buffer.apply(); // takes one batch of the three
+    counter.apply();
+    EXPECT_THAT(buffer.getBuf(), ElementsAre(first, second, third));
+    EXPECT_THAT(buffer.getBuf(), IsEmpty());
+    EXPECT_EQ(counter.getCount(), 3u);
+    EXPECT_EQ(counter.getCount(), 0u);
 }
 
 TEST(BasicSink, TakesOneBatchAStep)
@@ -124,36 +114,6 @@ TEST(BasicSink, CopiesNoEventsOfABatchThatIsItsAlone)
     sink.apply();
     EXPECT_THAT(sink.takeEvents(), ElementsAre(first, third));
     EXPECT_THAT(*other.batches().at(0), ElementsAre(first, third)) << "a batch that others hold stays whole";
-}
-
-TEST(BasicSink, TakesBatchesThatOthersReadUntilThen)
-{
-    BasicSinkNode<DvsEvent> sink;
-    Source source;
-    Probe other;
-    ASSERT_TRUE(source.connectTo(other));
-    ASSERT_TRUE(source.connectTo(sink));
-    constexpr int batches = 500;
-    std::atomic<bool> done = false;
-    std::size_t seen = 0, taken = 0;
-    std::thread reader([&] {
-        for (bool last = false; !last;) {
-            last = done;
-            for (const auto& batch : other.batches())
-                seen += static_cast<std::size_t>(std::count(batch->begin(), batch->end(), first));
-        }
-    });
-    for (int n = 0; n < batches; ++n) {
-        source.write({first, first});
-        sink.apply();
-        auto events = sink.takeEvents();
-        taken += events.size();
-        std::fill(events.begin(), events.end(), third); // the owner's from now on
-    }
-    done = true;
-    reader.join();
-    EXPECT_EQ(taken, 2U * batches);
-    EXPECT_EQ(seen, 2U * batches);
 }
 
 // The other owner lets go in the moment in which the batch is looked at. Nothing but the batch orders the two threads.
@@ -232,19 +192,6 @@ TEST(Sources, MayBeWrittenAndConnectedByManyThreads)
     for (auto& thread : threads)
         thread.join();
     EXPECT_EQ(kept.getCount(), 2u * writers * batches);
-}
-
-TEST(SourcesAndSinks, AreDescribed)
-{
-    EXPECT_EQ(trovi::registeredName<Source>(), "BasicSourceNode_davis_event_dvs_event");
-    EXPECT_EQ(trovi::registeredName<Buffer>(), "BufferSinkNode_davis_event_dvs_event");
-    EXPECT_EQ(trovi::registeredName<Counter>(), "EventCounterSink_davis_event_dvs_event");
-    EXPECT_THAT(functionNames<Source>(), ElementsAre("write", "addDestination"));
-    EXPECT_THAT(functionNames<Buffer>(), ElementsAre("getBuf", "getInputChannel"));
-    EXPECT_THAT(functionNames<Counter>(), ElementsAre("getCount", "getInputChannel"));
-    EXPECT_THAT(functionNames<ondra::NodeInterface>(), IsEmpty());
-    static_assert(std::is_same_v<trovi::RegisterBase<Source>::type, ondra::NodeInterface>);
-    static_assert(std::is_same_v<trovi::RegisterBase<ondra::NodeInterface>::type, void>);
 }
 
 } // namespace

@@ -4,11 +4,7 @@
 #include <cstdlib>
 #include <new>
 
-#include <gtest/gtest.h>
-
-#include "Packets.h"
-#include "keplin/io/KeplinReaderWriter.h"
-#include "keplin/io/OkReaderWriter.h"
+#include "Boards.h"
 
 namespace {
 
@@ -30,69 +26,49 @@ using namespace packets;
 
 namespace {
 
-/// Always the same read: packets of one and of 32 event words, and some for a callback.
-struct Board : KeplinEndpoint {
-    Board()
-    {
-        Words stream;
-        while (stream.size() < 8 * 255 - 75) {
-            stream = stream + Words{0x0000'0207, 1, 2} + Words{0x0000'4303, 5} + Words{0x0000'0401, 6};
-            stream.push_back(0x0000'02FF);
-            stream.resize(stream.size() + 64, 9);
-        }
-        Words blocks;
-        for (std::size_t at = 0; at < stream.size(); at += 255)
-            blocks = blocks +
-                     block(1'000, {stream.begin() + static_cast<std::ptrdiff_t>(at),
-                                   stream.begin() + static_cast<std::ptrdiff_t>(std::min(at + 255, stream.size()))});
-        bytes = bytesOf(blocks);
-    }
-    Bytes readKeplinEndpoint(int) override { return bytes; }
-    bool writeKeplinEndpoint(const Bytes& data) override { return ++writes, !data.empty(); }
-    Bytes readFromBlockPipeOut(int, int, int) const { return bytes; }
-    bool writeToBlockPipeIn(std::uint8_t, int, const Bytes& data) { return ++writes, !data.empty(); }
-
-    Bytes bytes;
-    int writes = 0;
-};
-
-template <class ReaderWriter>
-void expectOneAllocationARead(ReaderWriter& readerWriter, Board& board, PacketQueue& transmit, PacketQueue& received)
+/// `turn` on a board that always sends the same: packets of one and of 32 event words for module 2, and some for others.
+template <class Turn>
+void expectOneAllocationARead(Board& board, PacketQueue& transmit, PacketQueue& received, Turn turn)
 {
-    std::size_t words = 0;
+    Words words;
+    for (int n = 0; n < 8; ++n) {
+        Words content;
+        while (content.size() < 180)
+            content = content + Words{0x0000'0207, 1, 2, 0x0000'4303, 5, 0x0000'0401, 6, 0x0000'02FF} + Words(64, 9);
+        words = words + block(1'000, content);
+    }
+    board.idle = bytesOf(words);
+    board.keepsWrites = false;
     PacketRun run;
-    const auto turn = [&] {
-        for (int i = 0; i < 20; ++i) {
+    std::size_t eventWords = 0;
+    constexpr int warmUp = 10, turns = 50;
+    int before = 0;
+    for (int i = 0; i < warmUp + turns; ++i) {
+        if (i == warmUp)
+            before = allocations;
+        for (int n = 0; n < 20; ++n) {
             PacketPtr command = Keplin::getRawPacketBuffer(2, HdrExtFmt::WriteRegister, PktFmt::Raw);
             for (std::uint32_t word = 0; word < 40; ++word)
                 command->push_back(word, 4);
             command->prepToSend();
             transmit.enqueue(std::move(command));
         }
-        readerWriter.singleShotReadWrite();
+        turn();
         received.dequeueAll(run);
-        for (std::size_t i = 0; i < run.size(); ++i)
-            run[i].forEachEventWord([&](std::uint64_t word) { words += word != 0; });
+        for (std::size_t n = 0; n < run.size(); ++n)
+            run[n].forEachEventWord([&](std::uint64_t word) { eventWords += word != 0; });
         Keplin::putPacketBuffers(run);
-    };
-    for (int i = 0; i < 10; ++i)
-        turn();
-    const int before = allocations;
-    words = 0;
-    board.writes = 0;
-    constexpr int turns = 50;
-    for (int i = 0; i < turns; ++i)
-        turn();
+    }
     EXPECT_EQ(allocations - before, turns);
-    EXPECT_EQ(board.writes, turns);
-    EXPECT_GT(words, 500U * turns);
+    EXPECT_EQ(board.writeCount, warmUp + turns);
+    EXPECT_GT(eventWords, 500U * turns);
 }
 
 } // namespace
 
 TEST(Allocations, OfADevKit)
 {
-    Board board;
+    DevKit board;
     PacketQueue transmit, receive, client;
     int calls = 0;
     KeplinReaderWriter readerWriter(board, transmit, receive);
@@ -101,25 +77,19 @@ TEST(Allocations, OfADevKit)
         ++calls;
         Keplin::putPacketBuffer(std::move(packet));
     });
-    expectOneAllocationARead(readerWriter, board, transmit, client);
+    expectOneAllocationARead(board, transmit, client, [&] { readerWriter.singleShotReadWrite(); });
     EXPECT_GT(calls, 0);
 }
 
 TEST(Allocations, OfAnOpalKellyBoard)
 {
-    Board board;
+    OpalKelly board;
     PacketQueue client;
     Keplin core;
     core.setDispatchEntry(2, client);
-    OkReaderWriter<Board> readerWriter(&board, core.transmitQueue(), core.receiveQueue());
-    const struct Sorted {
-        OkReaderWriter<Board>& inner;
-        Keplin& core;
-        void singleShotReadWrite() const
-        {
-            inner.singleShotReadWrite();
-            core.dispatchPackets();
-        }
-    } sorted{readerWriter, core};
-    expectOneAllocationARead(sorted, board, core.transmitQueue(), client);
+    OkReaderWriter<OpalKelly> readerWriter(&board, core.transmitQueue(), core.receiveQueue());
+    expectOneAllocationARead(board, core.transmitQueue(), client, [&] {
+        readerWriter.singleShotReadWrite();
+        core.dispatchPackets();
+    });
 }

@@ -2,8 +2,6 @@
 // Packets, blocks and pool counts for the tests of the board packet protocol.
 
 #include <cstring>
-#include <ostream>
-#include <span>
 #include <utility>
 #include <vector>
 
@@ -18,11 +16,8 @@ using Bytes = std::vector<std::uint8_t>;
 struct PoolStats {
     std::uint32_t inCirculation = 0;
     std::uint32_t inPool = 0;
+    std::uint32_t inUse() const { return inCirculation - inPool; }
     friend bool operator==(const PoolStats&, const PoolStats&) = default;
-    friend std::ostream& operator<<(std::ostream& stream, const PoolStats& stats)
-    {
-        return stream << stats.inCirculation << " in circulation, " << stats.inPool << " in the pool";
-    }
 };
 
 inline PoolStats poolStats()
@@ -48,11 +43,6 @@ inline Words wireOf(const PacketBuffer& packet)
     Words words(packet.wireWords());
     std::memcpy(words.data(), packet.wire(), 4 * words.size());
     return words;
-}
-
-inline Bytes payloadOf(const PacketBuffer& packet)
-{
-    return {packet.data.begin(), packet.data.begin() + static_cast<std::ptrdiff_t>(packet.size)};
 }
 
 /// Takes everything out of `queue`, as it would go over the wire.
@@ -86,6 +76,31 @@ inline Words operator+(Words left, const Words& right)
 {
     left.insert(left.end(), right.begin(), right.end());
     return left;
+}
+
+/// The packets in these blocks, found a word at a time.
+inline std::vector<Words> packetsIn(const Words& blocks)
+{
+    std::vector<Words> packets;
+    Words current;
+    std::uint32_t missing = 0;
+    bool ended = false;
+    for (std::size_t i = 0; i < blocks.size(); ++i) {
+        if (i % BlockWords == 0) {
+            ended = false;
+            continue; // the credit
+        }
+        if (missing == 0 && (ended = ended || blocks[i] == 0))
+            continue;
+        if (missing == 0) {
+            current.clear();
+            missing = (((blocks[i] & 0xFF) + 4) >> 2) + 1;
+        }
+        current.push_back(blocks[i]);
+        if (--missing == 0)
+            packets.push_back(current);
+    }
+    return packets;
 }
 
 } // namespace packets

@@ -46,12 +46,7 @@ TEST(Graph, KnowsItsNodes)
     EXPECT_FALSE(graph.hasNode(4));
     EXPECT_EQ(graph.getTypeErasedNodeInputChannel(3), graph.getNode(3).getInputChannel());
     EXPECT_EQ(graph.getTypeErasedNodeInputChannel(4), nullptr);
-    try {
-        graph.getNode(4);
-        ADD_FAILURE();
-    } catch (const std::out_of_range& error) {
-        EXPECT_STREQ(error.what(), "_Map_base::at");
-    }
+    EXPECT_THAT([&] { graph.getNode(4); }, testing::ThrowsMessage<std::out_of_range>("_Map_base::at"));
     EXPECT_TRUE(graph.remove(3));
     EXPECT_FALSE(graph.remove(3));
     EXPECT_FALSE(graph.hasNode(3));
@@ -67,10 +62,8 @@ TEST(Graph, RefusesEdgesAndKeepsTheOthers)
     const struct {
         const char* what;
         std::uint64_t from, to;
-    } refused[] = {
-        {"to itself", 0, 0},  {"no destination", 0, 7}, {"no source", 7, 0}, {"closes a cycle of two", 1, 0},
-        {"other type", 1, 9}, {"from a sink", 9, 1},
-    };
+    } refused[] = {{"to itself", 0, 0},  {"no destination", 0, 7}, {"no source", 7, 0}, {"closes a cycle of two", 1, 0},
+                   {"other type", 1, 9}, {"from a sink", 9, 1}};
     for (const auto& row : refused) {
         EXPECT_FALSE(graph.connect(row.from, row.to)) << row.what;
         EXPECT_FALSE(graph.disconnect(row.from, row.to)) << row.what << ": no edge is left";
@@ -79,25 +72,6 @@ TEST(Graph, RefusesEdgesAndKeepsTheOthers)
     EXPECT_FALSE(graph.connect(2, 0)) << "closes a cycle of three";
     EXPECT_TRUE(graph.disconnect(0, 1)) << "the first edge stayed in force";
     EXPECT_TRUE(graph.connect(2, 0)) << "and no cycle is left without it";
-}
-
-TEST(Graph, CarriesAValueFromEndToEndInOnePass)
-{
-    const std::vector<Edge> chain = {{2, 0}, {0, 3}, {3, 1}};
-    auto connecting = chain;
-    std::ranges::sort(connecting);
-    do {
-        Relays relays({0, 1, 2, 3});
-        Sink sink;
-        for (const auto& [from, to] : connecting)
-            ASSERT_TRUE(relays.graph.connect(from, to));
-        ASSERT_TRUE(relays.graph.addDestination(1, sink.getInputChannel()));
-        Source source;
-        ASSERT_TRUE(source.addDestination(relays.graph.getTypeErasedNodeInputChannel(2)));
-        source.send(5);
-        EXPECT_THAT(relays.pass(), ElementsAre(2, 0, 3, 1));
-        EXPECT_THAT(sink.received(), ElementsAre(5));
-    } while (std::ranges::next_permutation(connecting).found);
 }
 
 TEST(Graph, DoublesWhatADoubleEdgeDeliversAndRemovesItAtOnce)
@@ -112,33 +86,28 @@ TEST(Graph, DoublesWhatADoubleEdgeDeliversAndRemovesItAtOnce)
     EXPECT_TRUE(graph.connect(0, 1));
     source.send(1);
     graph.compute();
-    EXPECT_THAT(sink.received(), ElementsAre(1, 1));
-    EXPECT_TRUE(graph.disconnect(0, 1));
-    EXPECT_FALSE(graph.disconnect(0, 1));
-    source.send(2);
-    graph.compute();
-    EXPECT_THAT(sink.received(), IsEmpty());
-    EXPECT_TRUE(graph.removeDestination(1, sink.getInputChannel()));
-    EXPECT_FALSE(graph.removeDestination(1, sink.getInputChannel()));
+    EXPECT_THAT(sink.received(), ElementsAre(1, 1)) << "from end to end in one pass";
+    for (const bool found : {true, false}) {
+        EXPECT_EQ(graph.disconnect(0, 1), found);
+        EXPECT_EQ(graph.removeDestination(1, sink.getInputChannel()), found);
+    }
     EXPECT_FALSE(graph.removeDestination(7, sink.getInputChannel()));
     EXPECT_FALSE(graph.addDestination(7, sink.getInputChannel()));
 }
 
 TEST(Graph, DropsANodeWithItsEdges)
 {
-    Relays relays({0, 1, 2});
+    Relays relays({0, 1, 2, 5});
     Graph& graph = relays.graph;
     ASSERT_TRUE(graph.connect(0, 1));
     ASSERT_TRUE(graph.connect(1, 2));
-    std::weak_ptr<ondra::NodeInterface> removed;
+    const auto channel = *std::any_cast<std::weak_ptr<ondra::Channel<int>>>(graph.getTypeErasedNodeInputChannel(5));
     {
-        auto node = std::make_shared<Relay>();
-        removed = node;
-        ASSERT_TRUE(graph.add(5, std::move(node)));
+        ondra::GraphExecutor idle(0);
+        graph.compute(idle); // fills the list for executors, which then holds node 5 too
     }
-    ondra::GraphExecutor idle(0);
-    graph.compute(idle); // fills the list for executors, which then holds node 5 too
     EXPECT_TRUE(graph.remove(5));
+    EXPECT_TRUE(channel.expired()) << "nobody holds the node any more";
     EXPECT_TRUE(graph.remove(1));
     EXPECT_TRUE(graph.connect(2, 0)) << "2 after 0 is no rule any more";
     EXPECT_THAT(relays.pass(), ElementsAre(2, 0));
@@ -234,53 +203,38 @@ TEST(Graph, LetsAnExceptionOutOfAPassAndGoesOn)
     EXPECT_TRUE(graph.remove(0)) << "the lock was let go";
 }
 
-TEST(GraphExecutor, RunsAllNodesOfAPass)
+TEST(GraphExecutor, RunsAllNodesOfAPassAndDropsWhatIsLeft)
 {
-    for (const std::size_t threads : {1u, 2u}) {
+    for (const std::size_t threads : {0u, 1u, 2u}) {
         std::atomic<int> runs = 0;
-        Graph graph;
-        for (std::uint64_t id = 0; id < 8; ++id)
-            ASSERT_TRUE(graph.add(id, std::make_shared<Relay>([&] { ++runs; })));
-        ondra::GraphExecutor executor(threads);
-        graph.compute(executor);
-        graph.compute(executor);
-        while (runs < 16)
-            std::this_thread::yield();
-        ASSERT_TRUE(graph.remove(3));
-        graph.compute(executor);
-        while (runs < 23)
-            std::this_thread::yield();
+        std::vector<std::uint64_t> order; // with one thread, that of the edges
+        const auto node = std::make_shared<Relay>();
+        {
+            Graph graph;
+            for (const std::uint64_t id : {0u, 1u, 2u})
+                ASSERT_TRUE(graph.add(id, std::make_shared<Relay>([&, id] {
+                                          if (threads == 1)
+                                              order.push_back(id);
+                                          ++runs;
+                                      })));
+            ASSERT_TRUE(graph.connect(2, 1));
+            ASSERT_TRUE(graph.connect(1, 0));
+            ASSERT_TRUE(graph.add(3, node));
+            ASSERT_TRUE(graph.remove(3));
+            ondra::GraphExecutor executor(threads);
+            if (threads == 0)
+                executor.execute({node, node});
+            for (int passes = 1; passes <= 2; ++passes) {
+                graph.compute(executor);
+                while (threads > 0 && runs < 3 * passes)
+                    std::this_thread::yield();
+            }
+            EXPECT_EQ(node.use_count(), threads == 0 ? 3 : 1);
+        }
+        EXPECT_EQ(runs, threads == 0 ? 0 : 6);
+        EXPECT_EQ(node.use_count(), 1);
+        EXPECT_EQ(order, threads == 1 ? std::vector<std::uint64_t>({2, 1, 0, 2, 1, 0}) : std::vector<std::uint64_t>());
     }
-}
-
-TEST(GraphExecutor, KeepsTheOrderWithOneThread)
-{
-    std::vector<std::uint64_t> order;
-    std::atomic<bool> done = false;
-    Graph graph;
-    for (const std::uint64_t id : {0u, 1u, 2u})
-        ASSERT_TRUE(graph.add(id, std::make_shared<Relay>([&, id] {
-                                  order.push_back(id);
-                                  done = id == 0;
-                              })));
-    ASSERT_TRUE(graph.connect(2, 1));
-    ASSERT_TRUE(graph.connect(1, 0));
-    ondra::GraphExecutor executor(1);
-    graph.compute(executor);
-    while (!done)
-        std::this_thread::yield();
-    EXPECT_THAT(order, ElementsAre(2, 1, 0));
-}
-
-TEST(GraphExecutor, DropsWhatIsQueuedWithoutThreads)
-{
-    const auto node = std::make_shared<Relay>([] { ADD_FAILURE() << "nobody should run it"; });
-    {
-        ondra::GraphExecutor executor(0);
-        executor.execute({node, node});
-        EXPECT_EQ(node.use_count(), 3);
-    }
-    EXPECT_EQ(node.use_count(), 1);
 }
 
 } // namespace
