@@ -2,15 +2,13 @@
 // A node that the tests read by hand, and what they all need to run a camera into it.
 
 #include <cstdint>
-#include <optional>
 #include <vector>
 
+#include "../graph/NodeTesting.h"
 #include "davis/event/DvsEvent.h"
 #include "emulation/cameras/Scene.h"
 #include "emulation/cameras/VirtualCamera.h"
-#include "graph/nodes/Batch.h"
 #include "libcaer/StandIn.h"
-#include "ondra/SinkInterface.h"
 
 namespace test {
 
@@ -18,27 +16,7 @@ using davis::event::DvsEvent;
 
 constexpr std::int64_t longTimeMs = 60'000; // no wait of a good run comes near it
 
-class Sink : public ondra::SinkInterface<graph::nodes::Batch<DvsEvent>> {
-public:
-    /// The next batch; nothing after a long time without one.
-    std::optional<std::vector<DvsEvent>> wait()
-    {
-        graph::nodes::Batch<DvsEvent> batch;
-        if (!inputChannel->wait_dequeue_timed(batch, longTimeMs * 1000))
-            return std::nullopt;
-        return *batch;
-    }
-    /// All that has arrived.
-    std::vector<DvsEvent> drain()
-    {
-        std::vector<DvsEvent> events;
-        graph::nodes::Batch<DvsEvent> batch;
-        while (inputChannel->try_dequeue(batch))
-            events.insert(events.end(), batch->begin(), batch->end());
-        return events;
-    }
-    std::size_t waiting() const { return inputChannel->size_approx(); }
-};
+using Sink = node_testing::BatchSink<DvsEvent>;
 
 /// Leaves no camera behind where cameras are found.
 struct EmptyBus {

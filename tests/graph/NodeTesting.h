@@ -1,7 +1,9 @@
 #pragma once
 // Around one node: a source in front of it and a sink behind.
 
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,13 +14,29 @@
 
 namespace node_testing {
 
-/// Batches as they arrive.
+/// A sink that a test reads by hand.
 template <class Event>
 struct BatchSink : graph::nodes::SinkNode<graph::nodes::Batch<Event>> {
+    /// All batches that wait.
     std::vector<graph::nodes::Batch<Event>> batches()
     {
         return graph::nodes::detail::WaitingBatches<Event>(*this->inputChannel).batches;
     }
+    /// The events of all batches that wait.
+    std::vector<Event> drain()
+    {
+        std::vector<Event> events;
+        graph::nodes::detail::appendWaiting(*this->inputChannel, events);
+        return events;
+    }
+    /// The events of the next batch; nothing after a minute without one, which no good run comes near.
+    std::optional<std::vector<Event>> wait()
+    {
+        graph::nodes::Batch<Event> batch;
+        return this->inputChannel->wait_dequeue_timed(batch, std::int64_t{60'000'000}) ? std::optional(*batch)
+                                                                                       : std::nullopt;
+    }
+    std::size_t waiting() const { return this->inputChannel->size_approx(); }
 };
 
 /// Sends batches into a node and looks at what comes out of one apply().
