@@ -20,8 +20,8 @@ std::unique_ptr<Driver> open(CameraKind kind)
         if (auto camera = openLibcaer(kind))
             return camera;
     } catch (const std::runtime_error& error) {
-        throw std::runtime_error(std::string(error.what()) + " No virtual camera of the kind is plugged in either; " +
-                                 plug + " plugs one in.");
+        throw std::runtime_error(std::string(error.what()) + " (No virtual camera of the kind is plugged in either; " +
+                                 plug + " plugs one in.)");
     }
     throw std::runtime_error(failedToOpen(kind) +
                              "none is plugged in. This build has no libcaer and so drives no "

@@ -10,13 +10,13 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <iterator>
 #include <span>
 #include <vector>
 
 #include "davis/event/DvsEvent.h"
 #include "util/BitField.h"
+#include "util/LittleEndian.h"
 
 namespace davis::event {
 
@@ -28,8 +28,6 @@ struct PolarityWord {
     static constexpr std::size_t bytes = 8; ///< data word and timestamp
 };
 static_assert(util::fillWord(PolarityWord::valid, PolarityWord::polarity, PolarityWord::y, PolarityWord::x));
-
-static_assert(std::endian::native == std::endian::little, "words are copied from memory as they are");
 
 /// The data word of a valid event; x and y at most 32,767.
 constexpr std::uint32_t dataWord(const DvsEvent& event)
@@ -66,9 +64,7 @@ inline void appendEvents(std::span<const std::byte> words, std::vector<DvsEvent>
 
         DvsEvent operator*() const
         {
-            std::array<std::uint32_t, 2> word;
-            std::memcpy(word.data(), at, sizeof word);
-            return eventOf(word[0], static_cast<std::int32_t>(word[1]));
+            return eventOf(util::readLittleEndian<std::uint32_t>(at), util::readLittleEndian<std::int32_t>(at + 4));
         }
         Reading& operator++()
         {

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <bit>
-#include <cstring>
 
 #include "davis/event/PolarityWord.h"
+#include "util/LittleEndian.h"
 
 namespace davis::recording {
 
@@ -35,9 +35,7 @@ std::size_t Evt3Decoder::decode(std::span<const std::byte> words, std::vector<ev
         const std::size_t blockEnd = std::min(count, taken + blockWords);
         event::DvsEvent* out = block.data();
         while (taken < blockEnd) {
-            std::uint16_t word;
-            std::memcpy(&word, words.data() + taken * Evt3Word::bytes, sizeof word);
-            out = decodeWord(word, out);
+            out = decodeWord(util::readLittleEndian<std::uint16_t>(words.data() + taken * Evt3Word::bytes), out);
             if (expected_ != nullptr) [[unlikely]]
                 break;
             ++taken;

@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <string_view>
 
-#include "davis/recording/detail/Formats.h"
+#include "davis/recording/detail/FileReader.h"
 
 namespace davis::recording {
 

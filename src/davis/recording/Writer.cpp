@@ -6,7 +6,7 @@
 #include <system_error>
 
 #include "davis/event/PolarityWord.h"
-#include "davis/recording/detail/Aedat31.h"
+#include "davis/recording/detail/PacketHeader.h"
 
 namespace davis::recording {
 

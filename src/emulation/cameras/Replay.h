@@ -10,7 +10,7 @@
 
 #include "davis/recording/Reader.h"
 #include "emulation/cameras/Content.h"
-#include "emulation/cameras/Options.h"
+#include "emulation/cameras/ReplayOptions.h"
 
 namespace emulation {
 

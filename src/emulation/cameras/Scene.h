@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "emulation/cameras/Content.h"
-#include "emulation/cameras/Options.h"
+#include "emulation/cameras/SceneOptions.h"
 
 namespace emulation {
 

@@ -24,7 +24,8 @@
 
 #include "davis/driver/VirtualBus.h"
 #include "emulation/cameras/Content.h"
-#include "emulation/cameras/Options.h"
+#include "emulation/cameras/ReplayOptions.h"
+#include "emulation/cameras/SceneOptions.h"
 #include "emulation/cameras/TransferThread.h"
 #include "trovi/Reflect.h"
 #include "util/Mutex.h"

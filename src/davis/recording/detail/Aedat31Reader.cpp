@@ -1,12 +1,12 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <cstring>
 #include <stdexcept>
 
 #include "davis/event/PolarityWord.h"
-#include "davis/recording/detail/Aedat31.h"
-#include "davis/recording/detail/Formats.h"
+#include "davis/recording/detail/FileReader.h"
+#include "davis/recording/detail/PacketHeader.h"
+#include "util/LittleEndian.h"
 
 namespace davis::recording::detail {
 
@@ -173,12 +173,12 @@ private:
 
     bool decodeEvent(std::span<const std::byte> bytes, std::vector<event::DvsEvent>& batch)
     {
-        std::array<std::uint32_t, 2> word;
-        std::memcpy(word.data(), bytes.data(), sizeof word);
-        if (word[1] >> timestampBits != 0)
+        const auto timestamp = util::readLittleEndian<std::uint32_t>(bytes.data() + 4);
+        if (timestamp >> timestampBits != 0)
             return false;
         // the valid mark is not read, as with a camera
-        batch.push_back(event::eventOf(word[0], (std::int64_t{header.eventTSOverflow} << timestampBits) | word[1]));
+        batch.push_back(event::eventOf(util::readLittleEndian<std::uint32_t>(bytes.data()),
+                                       (std::int64_t{header.eventTSOverflow} << timestampBits) | timestamp));
         return true;
     }
 

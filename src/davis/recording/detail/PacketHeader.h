@@ -14,7 +14,7 @@
 //
 // A polarity event is the 8-byte word of event/PolarityWord.h, with a timestamp of 31 bits.
 
-#include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -37,7 +37,8 @@ struct PacketHeader {
     static constexpr std::uint16_t compressedMark = 0x8000;
     static constexpr std::int32_t polarityTSOffset = 4;
 };
-static_assert(sizeof(PacketHeader) == PacketHeader::bytes, "the header has no gaps, so it is copied as it stands");
+static_assert(sizeof(PacketHeader) == PacketHeader::bytes, "the header has no gaps, so it is copied as it is");
+static_assert(std::endian::native == std::endian::little, "and so are its fields");
 
 constexpr unsigned timestampBits = 31;
 

@@ -1,52 +1,16 @@
-// The two formats without a header: records of a fixed length up to the end of the file.
-//
-//   polarity  8 bytes: see event/PolarityWord.h; the timestamp is unsigned, and the valid mark must be set
-//   digit     5 bytes, most significant bit first: x (8 bits), y (8), polarity (1), timestamp in microseconds (23)
+// Digit events: records of 5 bytes up to the end of the file, without a header, most significant bit first: x (8 bits),
+// y (8), polarity (1), timestamp in microseconds (23).
 
 #include <algorithm>
-#include <array>
-#include <cstring>
 
-#include "davis/event/PolarityWord.h"
-#include "davis/recording/detail/Formats.h"
+#include "davis/recording/detail/FileReader.h"
+#include "util/BitField.h"
 
 namespace davis::recording::detail {
 
 namespace {
 
 using event::DvsEvent;
-using event::PolarityWord;
-
-class PolarityReader : public FileReader {
-public:
-    using FileReader::FileReader;
-    Format format() const override { return Format::polarity; }
-
-protected:
-    bool decode(std::vector<DvsEvent>& batch) override
-    {
-        const std::span<const std::byte> bytes = file.peek(PolarityWord::bytes);
-        if (bytes.size() < PolarityWord::bytes) {
-            if (!bytes.empty())
-                truncated("the 8 bytes of an event", bytes.size());
-            return false;
-        }
-        const std::size_t count = std::min(bytes.size() / PolarityWord::bytes, maxBatch - batch.size());
-        std::size_t taken = 0;
-        for (; taken < count; ++taken) {
-            std::array<std::uint32_t, 2> word;
-            std::memcpy(word.data(), bytes.data() + taken * PolarityWord::bytes, sizeof word);
-            if (PolarityWord::valid.get(word[0]) == 0) {
-                damaged("an event with its valid mark (bit 0) set", "data word " + hex(word[0], 8),
-                        taken * PolarityWord::bytes);
-                break;
-            }
-            batch.push_back(event::eventOf(word[0], std::int64_t{word[1]}));
-        }
-        file.take(taken * PolarityWord::bytes);
-        return !damage_;
-    }
-};
 
 class DigitReader : public FileReader {
 public:
@@ -93,7 +57,6 @@ private:
 
 } // namespace
 
-std::unique_ptr<Reader> openPolarity(BufferedFile&& file) { return std::make_unique<PolarityReader>(std::move(file)); }
 std::unique_ptr<Reader> openDigit(BufferedFile&& file) { return std::make_unique<DigitReader>(std::move(file)); }
 
 } // namespace davis::recording::detail

@@ -4,10 +4,10 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cstring>
 
 #include "davis/recording/Evt3Decoder.h"
-#include "davis/recording/detail/Formats.h"
+#include "davis/recording/detail/FileReader.h"
+#include "util/LittleEndian.h"
 
 namespace davis::recording::detail {
 
@@ -52,8 +52,7 @@ protected:
             return true; // the batch has no room for a word with the most events
         const std::size_t taken = decoder.decode(bytes.first(words * Evt3Word::bytes), batch);
         if (decoder.expected() != nullptr) {
-            std::uint16_t word;
-            std::memcpy(&word, bytes.data() + taken * Evt3Word::bytes, sizeof word);
+            const auto word = util::readLittleEndian<std::uint16_t>(bytes.data() + taken * Evt3Word::bytes);
             damaged(decoder.expected(), "word " + hex(word, 4), taken * Evt3Word::bytes);
         }
         file.take(taken * Evt3Word::bytes);
