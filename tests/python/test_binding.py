@@ -64,6 +64,11 @@ def test_a_dict_sets_the_members_that_it_names(opened):
     assert opened.device_info.serial_number == "serial"
     opened.store_ref = {"storeId": 5, "store_id": 6}  # reflected names count, not those of Python
     assert opened.store_ref.store_id == 5
+    opened.store_ref = [("storeId", 6)]  # what dict() takes is a dict
+    assert opened.store_ref.store_id == 6
+    for other in [1], "ab", 3, iter([("storeId", 7)]):
+        with pytest.raises(TypeError):
+            opened.store_ref = other
 
 
 @pytest.mark.parametrize("wrong", [{"serial_number": "new", "usb_bus_number": "x"}, {"serial_number": "new", "logic_version": {}}])

@@ -32,7 +32,20 @@ bool loadMember(void* object, const MemberOps& member, py::handle value)
     return member.value->load(member.address(object), value);
 }
 
-bool isDictLike(py::handle value) { return PyMapping_Check(value.ptr()) != 0 && py::hasattr(value, "keys"); }
+// A mapping, and what else dict() takes, such as a list of pairs; but no text, and no iterator, which would be used up.
+bool isDictLike(py::handle value)
+{
+    if (PyMapping_Check(value.ptr()) != 0 && py::hasattr(value, "keys"))
+        return true;
+    if (PyUnicode_Check(value.ptr()) || PyBytes_Check(value.ptr()) || PyIter_Check(value.ptr()))
+        return false;
+    auto* const dictType = reinterpret_cast<PyObject*>(&PyDict_Type);
+    const auto dict = py::reinterpret_steal<py::object>(PyObject_CallFunctionObjArgs(dictType, value.ptr(), nullptr));
+    if (!dict && !PyErr_ExceptionMatches(PyExc_TypeError) && !PyErr_ExceptionMatches(PyExc_ValueError))
+        throw py::error_already_set();
+    PyErr_Clear();
+    return static_cast<bool>(dict);
+}
 
 // A list of which some elements are dicts: those name members of the element that is there, the others stay as they
 // are. All or nothing. False when it is no such list.
