@@ -1,8 +1,8 @@
-// What it costs to get a batch from one node to the next, beside the queue that is inside.
+// What it costs to pass a batch from one node to the next, compared with the bare queue.
 //
-// BM_Pointer: the same batch again and again. What a node adds is taking hold of the destination, which may be gone:
-// two counts, where the queue's own work has as many. BM_Batch: a new batch each time, through the nodes that users
-// have. Argument: events a batch.
+// BM_Pointer: the same batch again and again. A node adds the lock of a weak pointer, since the destination may be
+// gone: two changes of a count, as many as the queue itself needs. BM_Batch: a new batch each time, through the nodes
+// that users have. Argument: events a batch.
 
 #include <memory>
 #include <thread>

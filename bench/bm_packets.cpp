@@ -1,7 +1,7 @@
 // What packets cost.
 //
-// BM_BlocksToWords: from blocks in memory, as a read brings them, through the dispatcher and a client's queue to
-// decoded words in a vector. The floor parses the same blocks in place. BM_OneByOne is the same with the operations for
+// BM_BlocksToWords: from the blocks of a read, through the dispatcher and a client's queue, to decoded words in a
+// vector. The floor parses the same blocks in place. BM_OneByOne is the same with the operations for
 // single packets, which lock pool, dispatcher and queue for each. Argument: 64-bit words a packet. BM_Dispatch: packets
 // alone, through queue and dispatcher. BM_Pool: get and put of a buffer, on one and on two threads, beside a bare
 // mutex.
@@ -30,7 +30,7 @@ constexpr std::uint32_t moduleId = 2;
 constexpr std::size_t blocksPerRead = 8;
 constexpr int reads = 20; // in a round
 
-// Two decoders: one of the chips', and one that does little, beside which the packets' own cost shows.
+// Two decoders: that of a chip, and one that does little, so that the packets' own cost shows.
 struct Chip {
     using Event = tessel::event::OutputEvent;
     static void decode(std::uint64_t word, std::vector<Event>& events)
@@ -60,7 +60,7 @@ struct Light {
     }
 };
 
-/// Reads of packets with `words` 64-bit words each; a packet that the last block cuts goes on in the first.
+/// Reads of packets with `words` 64-bit words each; a packet cut off by the end of the last block continues in the first.
 struct Reads {
     explicit Reads(std::uint32_t words)
     {

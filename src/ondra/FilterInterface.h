@@ -1,6 +1,6 @@
 #pragma once
 // The node with typed channels: it owns the channel that it reads and holds weak pointers to those it writes to. So a
-// node that is destroyed needs no unsubscribing: whoever sends to it drops the dead pointer at the next send.
+// node that is destroyed needs no unsubscribing: its senders drop the dead pointer at their next send.
 //
 //   class Doubler : public ondra::FilterInterface<int, int> {
 //       void apply() override

@@ -200,7 +200,7 @@ TEST(Graph, LetsAnExceptionOutOfAPassAndGoesOn)
     EXPECT_THROW(graph.compute(), std::runtime_error);
     broken = false;
     EXPECT_NO_THROW(graph.compute());
-    EXPECT_TRUE(graph.remove(0)) << "the lock was let go";
+    EXPECT_TRUE(graph.remove(0)) << "the lock was released";
 }
 
 TEST(GraphExecutor, RunsAllNodesOfAPassAndDropsWhatIsLeft)
