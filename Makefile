@@ -82,7 +82,7 @@ coverage: dev-deps ## all tests with gcov counters; the report is build/coverage
 
 fuzz: dev-deps ## each fuzzer for SECONDS=60; what it finds is written to build/fuzz/found
 	cmake --preset fuzz
-	cmake --build --preset fuzz --parallel $(JOBS)
+	cmake --build --preset fuzz --parallel $(JOBS) --target $(patsubst fuzz/%.cpp,%,$(wildcard fuzz/fuzz_*.cpp))
 	tools/run-fuzzers.sh build/fuzz $(SECONDS)
 
 # ---- speed
@@ -111,7 +111,8 @@ format-check: dev-deps ## says which files clang-format would change
 
 golden: build ## accepts what tests print today: rewrites tests/golden; read `git diff tests/golden` before you commit
 	VORNA_GOLDEN=accept tools/run-tests.py '$(BUILD)' --jobs $(JOBS)
-	git diff --stat tests/golden
+	/usr/bin/python3 fuzz/make-corpus.py
+	git diff --stat tests/golden fuzz/corpus
 
 locks: dev-deps configure ## clang's thread-safety analysis over src/: what src/util/Mutex.h marks is held where it must be
 	tools/check-locks.py '$(BUILD)' --jobs $(JOBS)
