@@ -18,7 +18,7 @@ std::future<Bytes> Element::callAsync(StoreCommand command, std::uint64_t id, By
 {
     auto promise = std::make_shared<std::promise<Bytes>>();
     std::future<Bytes> answer = promise->get_future();
-    send(messages::Call{{0, reference_, command, id}, nullptr, std::move(arguments)},
+    send(messages::Call{{0, reference, command, id}, nullptr, std::move(arguments)},
          [promise = std::move(promise)](std::istream& stream) { promise->set_value(ByteReader(stream).rest()); });
     return answer;
 }
@@ -37,18 +37,18 @@ Bytes Element::call(StoreCommand command, std::uint64_t id, Bytes arguments, std
 
 void Element::set(std::uint64_t id, Bytes value) const
 {
-    send(messages::Set{{0, reference_, StoreCommand::set, id}, std::move(value)}, nullptr);
+    send(messages::Set{{0, reference, StoreCommand::set, id}, std::move(value)}, nullptr);
 }
 
 Element Element::extended(messages::InternalType type, std::uint64_t id, const Bytes& arguments) const
 {
     messages::Internal step;
-    step.header = {0, reference_, StoreCommand::internal, id};
+    step.header = {0, reference, StoreCommand::internal, id};
     ByteWriter writer(step.buffer);
     encode(writer, type);
     writer.write(arguments.data(), arguments.size());
     Element result = *this;
-    result.path_.push_back(std::move(step));
+    result.path.push_back(std::move(step));
     return result;
 }
 

@@ -29,12 +29,12 @@ class Element {
 public:
     Element() = default;
     /// @param channel  of the own node, which must outlive the element
-    Element(MessageChannel* channel, StoreRef reference) : channel_(channel), reference_(reference) {}
+    Element(MessageChannel* channel, StoreRef reference) : channel_(channel), reference(reference) {}
 
-    const StoreRef& getReference() const { return reference_; }
+    const StoreRef& getReference() const { return reference; }
     MessageChannel* channel() const { return channel_; }
     /// True for an object that is reached by a chain.
-    bool isChained() const { return !path_.empty(); }
+    bool isChained() const { return !path.empty(); }
 
     /// Sends a call and waits. Release the Python interpreter's lock around it.
     /// @param command    StoreCommand::call, or ::get for a data member
@@ -77,15 +77,15 @@ private:
     template <class M>
     messages::Internal wrap(const M& message) const
     {
-        messages::Internal result = path_.back().append(message);
-        for (auto step = path_.rbegin() + 1; step != path_.rend(); ++step)
+        messages::Internal result = path.back().append(message);
+        for (auto step = path.rbegin() + 1; step != path.rend(); ++step)
             result = step->append(result);
         return result;
     }
 
     MessageChannel* channel_ = nullptr; // not owned
-    StoreRef reference_ = StoreRef::invalid();
-    std::vector<messages::Internal> path_; // the steps from the stored object down; empty for the object itself
+    StoreRef reference = StoreRef::invalid();
+    std::vector<messages::Internal> path; // the steps from the stored object down; empty for the object itself
 };
 
 /// @throws std::runtime_error "RPC timeout!", std::future_error
