@@ -60,7 +60,8 @@ struct Light {
     }
 };
 
-/// Reads of packets with `words` 64-bit words each; a packet cut off by the end of the last block continues in the first.
+/// Reads of packets with `words` 64-bit words each. A packet cut off by the end of the last block continues in the
+/// first.
 struct Reads {
     explicit Reads(std::uint32_t words)
     {
