@@ -1,22 +1,9 @@
 """Chip models in Python: over a chip in memory in this process, and by proxy."""
 import pytest
+import vorna
 
+from chips import family, gather, other  # noqa: F401
 from conftest import free_endpoints, run_script, wait_for
-
-
-@pytest.fixture(params=["tessel", "ravik"])
-def family(request, vorna):
-    """What both families have, under one name."""
-    class Family:
-        name = request.param
-        title = name.title()
-        event = getattr(vorna, name).event
-        Configuration = getattr(getattr(vorna, name).configuration, title + "Configuration")
-        MemoryChip = getattr(vorna.emulation, title + "MemoryChip")
-        MemoryModel = getattr(vorna.emulation, title + "MemoryModel")
-        OutputSink = getattr(vorna, "BufferSinkNode_%s_event_output_event" % name)
-        validate = staticmethod(getattr(vorna, name).validate_configuration)
-    return Family
 
 
 def test_a_chip_in_memory_answers(family):
@@ -31,22 +18,22 @@ def test_a_chip_in_memory_answers(family):
     assert chip.read() == [event.Spike(layer=1, feature=2, y=3, x=4)]
 
 
-def test_a_model_in_this_process(vorna, family):
+def test_a_model_in_this_process(family):
     chip, event = family.MemoryChip(), family.event
     with family.MemoryModel(chip) as model, vorna.graph.EventFilterGraph() as graph:
         select = graph.add_filter_node(family.title + "LayerSelect")
         graph.get_node(select).set_layers([5])
-        sink = family.OutputSink()
+        sink = family.sink()
         graph.add_destination(select, sink.get_input_channel())
         assert model.add_destination(graph.get_node_input(select)) is True
         assert model.add_destination(model.get_input_channel()) is False, "it takes other events"
         graph.start()
         chip.queue_output([event.Spike(layer=layer, x=layer) for layer in range(9)])
-        came = []
-        wait_for(lambda: came.extend(sink.get_buf()) or came, what="the spike of layer 5")
-        assert came == [event.Spike(layer=5, x=5)]
+        assert gather(sink) == [event.Spike(layer=5, x=5)]
         assert model.remove_destination(graph.get_node_input(select)) is True
     model.close()  # a second time
+    model.write([event.ReadProbe(core=3)])
+    assert model.read() == [event.ProbeValue(core=3)], "nobody carries the answer on any more"
 
 
 def test_a_configuration_is_applied_or_refused_as_a_whole(family):
@@ -64,17 +51,15 @@ def test_a_configuration_is_applied_or_refused_as_a_whole(family):
         assert chip.get_written_count() == count
 
 
-def test_the_other_familys_values_are_refused(vorna, family):
-    other = vorna.ravik if family.name == "tessel" else vorna.tessel
+def test_the_other_familys_values_are_refused(family, other):
     with family.MemoryModel(family.MemoryChip()) as model:
         with pytest.raises(TypeError):
             model.write([other.event.ReadProbe()])
         with pytest.raises(TypeError):
-            model.apply_configuration(getattr(other.configuration, "RavikConfiguration" if family.name == "tessel"
-                                              else "TesselConfiguration")())
+            model.apply_configuration(other.Configuration())
 
 
-def test_a_model_is_driven_by_proxy(vorna, family, server, remote):
+def test_a_model_is_driven_by_proxy(family, server, remote):
     chip, event = family.MemoryChip(), family.event
     chip.open_model(server.node, "Chip")
     wait_for(lambda: hasattr(remote, "Chip"), what="the model's proxy")
@@ -84,24 +69,20 @@ def test_a_model_is_driven_by_proxy(vorna, family, server, remote):
     configuration.cnn_layers[2].threshold_high = 300
     chip.set_recording(True)
     model.apply_configuration(configuration)
-    assert chip.take_written() == getattr(family.event, family.name + "_config_to_event")(configuration)
+    assert chip.take_written() == family.to_events(configuration)
 
-    answers = family.OutputSink()
+    answers = family.sink()
     assert model.get_source_node().add_destination(answers.get_input_channel()) is True
     model.write([event.WriteBiasValue(layer=1, address=2, bias=-7), event.ReadBiasValue(layer=1, address=2, monitor_tag=3)])
-    came = []
-    wait_for(lambda: came.extend(answers.get_buf()) or came, what="the answer")
-    assert came == [event.BiasValue(monitor_tag=3, bias=-7)]
+    assert gather(answers) == [event.BiasValue(monitor_tag=3, bias=-7)]
     model.get_source_node().write([event.Spike(layer=1)])
     assert answers.get_buf() == [event.Spike(layer=1)]
 
     chip.set_loop_back(True)
-    feeder = getattr(vorna.graph.nodes, "EventSource_%s_event_input_event" % family.name)()
+    feeder = family.node("EventSource", "InputEvent")
     assert feeder.add_destination(model.get_sink_node().getinput_node()) is True
     feeder.write([event.Spike(layer=2, timestamp=5)])
-    came.clear()
-    wait_for(lambda: came.extend(answers.get_buf()) or came, what="the spike that the sink was given")
-    assert came == [event.Spike(layer=2, timestamp=5)]
+    assert gather(answers) == [event.Spike(layer=2, timestamp=5)]
     if family.name == "tessel":
         assert model.get_sink_node().get_event_buf() == []
     assert isinstance(model.read(), list)

@@ -196,7 +196,8 @@ void bindEnum(py::module_& module)
 #define VORNA_BIND_ENUM(...)                                                         \
     VORNA_BINDING("trovi_bind_local_type_" + ::trovi::registeredName<__VA_ARGS__>(), \
                   [](::pybind11::module_& m) { ::trovi::python::bindEnum<__VA_ARGS__>(m); })
-// The key holds the argument as it is spelled, quotes and all; it is compared with itself alone.
-#define VORNA_BIND_FREE_FUNCTION(name, ...)                          \
+// The key holds the argument as it is spelled, its macros expanded, quotes and all; it is compared with itself alone.
+#define VORNA_BIND_FREE_FUNCTION_(name, ...)                         \
     VORNA_BINDING(std::string("trovi_bind_free_function_ ") + #name, \
                   [](::pybind11::module_& m) { ::trovi::python::bindFreeFunction(m, name, __VA_ARGS__); })
+#define VORNA_BIND_FREE_FUNCTION(name, ...) VORNA_BIND_FREE_FUNCTION_(name, __VA_ARGS__)

@@ -1,8 +1,10 @@
-// Python classes of the parts of a chip's configuration that most scripts leave alone: factory and debug settings.
+// Python classes of the parts of a chip's configuration that most scripts leave alone: factory and debug
+// settings. Compiled once for each family.
 
-#if !defined(VORNA_FAMILY)
-#error "compiled once for each family: see tessel/family/Names.h"
-#endif
+#include "tessel/family/Family.h"
+#include VORNA_FAMILY_HEADER_IN(configuration, Configuration)
+#include "trovi/python/Local.h"
+#include "trovi/python/Remote.h"
 
 // clang-format off
 #define VORNA_BIND_BOTH_(name)                            \

@@ -1,8 +1,15 @@
 // Python classes of a chip's model: proxies of one in a store, and a chip in memory with a model over it.
+// Compiled once for each family.
 
-#if !defined(VORNA_FAMILY)
-#error "compiled once for each family: see tessel/family/Names.h"
-#endif
+#include "graph/nodes/BasicSinkNode.h"
+#include "graph/nodes/BasicSourceNode.h"
+#include "python/VornaNode.h"
+#include "tessel/family/Family.h"
+#include VORNA_FAMILY_HEADER(MemoryChip)
+#include VORNA_FAMILY_HEADER(Model)
+#include "trovi/Dispatcher.h"
+#include "trovi/python/Local.h"
+#include "trovi/python/Remote.h"
 
 template <>
 inline constexpr bool trovi::python::isShared<VORNA_FAMILY::MemoryChip> = true;
