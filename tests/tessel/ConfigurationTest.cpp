@@ -44,7 +44,6 @@ TEST(Configuration, NamesTypesAndDefaults)
     EXPECT_GOLDEN("chip_configuration_defaults.txt", lines);
     EXPECT_EQ(trovi::registeredName<Root>(),
               VORNA_FAMILY_TEXT "::configuration::" VORNA_FAMILY_TEXT_OF(VORNA_FAMILY_NAME(Configuration)));
-    EXPECT_EQ(trovi::registeredName<BIST>(), VORNA_FAMILY_TEXT "::configuration::BIST");
     EXPECT_EQ(trovi::typeName<ProbePointRouter2>(), VORNA_FAMILY_TEXT "::configuration::ProbePointRouter2");
 }
 

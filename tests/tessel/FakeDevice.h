@@ -46,12 +46,9 @@ public:
         /// Until whatever was there to be said at the call has been said, and sent on.
         bool waitForTurns(std::uint64_t more)
         {
-            return waitUntil([this, until = turnsUntilNow() + more] { return turns >= until; });
-        }
-        std::uint64_t turnsUntilNow()
-        {
             const util::Lock lock(mutex);
-            return turns;
+            return changed.waitFor(mutex, std::chrono::seconds(10),
+                                   [&, until = turns + more] { return turns >= until; });
         }
         void say(Out events)
         {

@@ -190,13 +190,11 @@ TEST_F(ModelTest, EndsTheProcessWhenItsDeviceThrowsInTheThread)
 
 // ---- a chip in memory ------------------------------------------------------------------------------------------
 
-struct MemoryRow {
+const struct {
     const char* what;
-    std::vector<InputEvent> written;
-    std::vector<OutputEvent> answered;
-};
-
-const std::vector<MemoryRow> memoryRows{
+    In written;
+    Out answered;
+} memoryRows[] = {
     {"what was never written is 0", {ReadRegisterValue{1, 2}}, {RegisterValue{1, 2, 0, 0}}},
     {"registers are kept by block and number",
      {WriteRegisterValue{1, 2, 0xFFFF}, WriteRegisterValue{2, 1, 7}, WriteRegisterValue{2, 1, 8},
