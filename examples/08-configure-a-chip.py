@@ -1,8 +1,8 @@
-"""Builds a network of two layers for a chip by hand, has it judged, and reads what is wrong with a broken one.
+"""Builds a network of two layers for a chip, validates it, and prints the faults of a broken one.
 
     camera, 128 x 128, pooled to 2 x 64 x 64 --> layer 0 --> 8 x 32 x 32, pooled to 8 x 16 x 16 --> layer 3 --> 10 x 1 x 1
 
-Nothing is sent to a chip. docs/guide/chip-configuration.md explains the words.
+Nothing is sent to a chip. docs/guide/chip-configuration.md explains the terms.
 """
 import random
 
@@ -30,7 +30,7 @@ def shape(layer, inputs, outputs, kernel, stride=1, padding=0):
 def two_layers():
     configuration = family.configuration.TesselConfiguration()
     camera, first, second = configuration.dvs_layer, configuration.cnn_layers[0], configuration.cnn_layers[3]
-    camera.pooling = {"x": 2, "y": 2}  # of the whole sensor, as `origin` and `cut` stand
+    camera.pooling = {"x": 2, "y": 2}  # of the whole sensor, the default of `origin` and `cut`
     camera.destinations[0].layer, camera.destinations[0].enable = 0, True
 
     shape(first, inputs=(2, 64, 64), outputs=(8, 32, 32), kernel=3, stride=2, padding=1)
@@ -48,11 +48,11 @@ valid, findings = family.validate_configuration(configuration)
 print("as built: valid =", valid)
 assert findings == ""
 events = family.event.tessel_config_to_event(configuration)
-print("%d events write it into a chip" % len(events))
+print("%d events write it to a chip" % len(events))
 
 broken = two_layers()
 broken.cnn_layers[0].destinations[0].pooling = 1  # 32 x 32 arrive where 16 x 16 are expected
-broken.cnn_layers[0].threshold_low = 50  # has to lie at 0 or below
+broken.cnn_layers[0].threshold_low = 50  # must be 0 or less
 broken.cnn_layers[3].biases = [0] * 9  # for ten features
 broken.dvs_layer.merge = True  # one feature arrives where two are expected
 valid, findings = family.validate_configuration(broken)

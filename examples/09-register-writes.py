@@ -1,6 +1,6 @@
-"""Shows as a table which registers of a chip a setting reaches: those that differ from a default configuration's.
+"""Prints the registers of a chip that a setting changes, compared with a default configuration.
 
-A register is written as a word. The table takes each word apart into the fields of which it is made.
+A register is written as a word. The table shows the fields of each word.
 """
 import argparse
 

@@ -1,4 +1,4 @@
-"""Drives a chip through its model, with a chip in memory in its place, and filters in a graph what it says."""
+"""Drives a chip in memory through its model, and filters the events from it in a graph."""
 import vorna
 from parts.network import free_endpoints, wait_for
 
@@ -6,7 +6,7 @@ event = vorna.tessel.event
 chip = vorna.emulation.TesselMemoryChip()
 chip.set_recording(True)
 
-# 1. A model in this process. What it is given goes to the chip, what the chip says goes to a graph.
+# 1. A model in this process: from the script to the chip, and from the chip to a graph.
 with vorna.emulation.TesselMemoryModel(chip) as model, vorna.graph.EventFilterGraph() as graph:
     configuration = vorna.tessel.configuration.TesselConfiguration()
     configuration.cnn_layers[3].threshold_high = 20
@@ -31,7 +31,7 @@ with vorna.emulation.TesselMemoryModel(chip) as model, vorna.graph.EventFilterGr
     came = wait_for(sink.get_buf, "a spike of layer 3")
     print("through the graph:", [(spike.layer, spike.x, spike.y) for spike in came])
 
-# 2. A model in a node's store, driven by proxy as that of a board would be.
+# 2. A model in a node's store, used by proxy like the model of a board.
 sender, receiver = free_endpoints()
 with vorna.VornaNode(sender, receiver, 10) as node:
     vorna.setup_local_node(receiver, sender, 20)

@@ -1,4 +1,4 @@
-// The judgement of a full configuration, in which nothing is wrong: the nine layers in a chain, most destinations
+// Validation of a full configuration without faults: the nine layers in a chain, most destinations
 // enabled, about 100,000 memory words. Aim for less than a millisecond. The floor is a copy of the same configuration,
 // which a script pays each time it hands one over.
 

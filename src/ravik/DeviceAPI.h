@@ -1,5 +1,5 @@
 #pragma once
-// The way from a ravik model to its chip, and back: implemented by what drives a board, and by what stands in for one.
+// What a ravik model needs to reach its chip. The driver of a board implements it, and so does a chip in memory.
 
 #include <cstdint>
 #include <vector>
@@ -16,8 +16,8 @@
 
 namespace ravik {
 
-/// The lines around the chip, beside the stream of events. A device interface that has them is a
-/// RavikDeviceAPIInterface and this as well; RavikModel::init() asks for it.
+/// The control lines of the chip, beside its events. A device interface with these lines derives from
+/// RavikDeviceAPIInterface and from this class; RavikModel::init() needs it.
 class RavikChipControl {
 public:
     RavikChipControl() = default;

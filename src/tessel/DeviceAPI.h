@@ -1,5 +1,5 @@
 #pragma once
-// The way from a tessel model to its chip, and back: implemented by what drives a board, and by what stands in for one.
+// What a tessel model needs to reach its chip. The driver of a board implements it, and so does a chip in memory.
 
 #include <vector>
 

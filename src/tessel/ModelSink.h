@@ -1,5 +1,5 @@
 #pragma once
-// The node at which a graph hands events over to a tessel model.
+// The node to which a graph sends events for a tessel model.
 
 #include <vector>
 
@@ -11,8 +11,8 @@ namespace tessel {
 /// Threads: thread-safe. The mutex is the base's; it is held while apply() waits.
 class TesselModelSink : public graph::nodes::BasicSinkNode<event::InputEvent> {
 public:
-    /// Takes one batch in, for which it waits up to 10 ms, and hands out all events that were taken in and not yet
-    /// handed out. They are then not written to the chip: the model's thread is who calls this otherwise.
+    /// Waits up to 10 ms for one batch, and returns all events that were received and not yet returned. These are then
+    /// not written to the chip: the model's thread gets its events by this function too.
     std::vector<event::InputEvent> getEventBuf()
     {
         apply();
@@ -28,12 +28,12 @@ constexpr auto trovi::registerMemberFunctions<tessel::TesselModelSink>()
 {
     using tessel::TesselModelSink;
     return functions(blockingFunction("getEventBuf", &TesselModelSink::getEventBuf,
-                                      "Takes one batch in, for which it waits up to 10 ms, and hands its events out.\n"
-                                      "They don't reach the chip then: the model's thread asks in the same way."),
+                                      "Waits up to 10 ms for one batch and returns its events.\n"
+                                      "These don't reach the chip: the model's thread gets its events by this too."),
                      graph::nodes::detail::inputNodeFunction<TesselModelSink>());
 }
 template <>
 constexpr const char* trovi::registerDoc<tessel::TesselModelSink>()
 {
-    return "Takes events for the chip out of graphs.";
+    return "Receives events for the chip from graphs.";
 }

@@ -1,5 +1,5 @@
 #pragma once
-// Whether a ravik chip can take a configuration, and everything that is wrong with one that it can't.
+// Checks whether a ravik chip can take a configuration, and lists all faults.
 //
 //   std::ostringstream findings;
 //   if (!ravik::configuration::validate(configuration, findings))

@@ -1,5 +1,5 @@
 #pragma once
-// What is sent to a ravik chip (InputEvent) and what comes from it (OutputEvent), as plain values.
+// The events to a ravik chip (InputEvent) and from it (OutputEvent), as plain values.
 
 #include <cstdint>
 #include <string>

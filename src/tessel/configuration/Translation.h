@@ -1,5 +1,5 @@
 #pragma once
-// From a tessel configuration to the events that write it into the chip. The text of both families is
+// Translates a tessel configuration to the events that write it to the chip. The text of both families is
 // tessel/family/Translation.inc.
 
 #include <cstdint>

@@ -1,5 +1,5 @@
 #pragma once
-// The words that stand for the events of a tessel chip, and the events of words. Pure functions: none of them fails,
+// The words of the events of a tessel chip, and the events of words. Pure functions: none of them fails,
 // takes a lock or allocates; every word is some event and every event has a word.
 
 #include <cstddef>

@@ -1,5 +1,5 @@
 #pragma once
-// What a chip of either family consists of, and the numbers by which its blocks are addressed.
+// The parts of a chip of either family, and the numbers by which its blocks are addressed.
 
 #include <cstddef>
 #include <cstdint>

@@ -1,18 +1,18 @@
 #pragma once
-// The words that stand for events on the way to and from a chip, as data: where each member of an event lies in a word,
-// and which bits tell the kind of the event.
+// The words of events on their way to and from a chip, as data: which bits hold each member of an event, and which bits
+// say the kind of event.
 //
 //   using WriteWeightWord = Word<WriteWeightValue,
 //                                Field<&WriteWeightValue::weight, 0, 7>, Field<&WriteWeightValue::kill, 8>,
 //                                Field<&WriteWeightValue::address, 9, 29>, Clear<30>, Tag<35, 36, 2>,
 //                                Field<&WriteWeightValue::layer, 37, 40>>;
 //
-//   WriteWeightWord::spilled(event)  // towards the chip: members as they are, what is too wide reaches its neighbours
+//   WriteWeightWord::spilled(event)  // towards the chip: members in full, too wide ones overwrite their neighbours
 //   WriteWeightWord::cut(word)       // from a word: each member is its own bits
 //   WriteWeightWord::matches(word)   // the tag bits are this event's
 //
-// Bits count from 0 at the least significant one; both ends of a range belong to it. That fields and tags of a word lie
-// apart, and that a field fits its member, is checked by the compiler.
+// Bits count from 0 at the least significant one; a range includes both ends. The compiler checks that fields and tags
+// of a word don't overlap and that a field fits its member.
 
 #include <cstdint>
 #include <limits>
@@ -168,7 +168,7 @@ struct OverlaidWord : detail::WordOf<Event, Parts...> {
     static_assert(!detail::WordOf<Event, Parts...>::partsLieApart, "the parts lie apart: this is a Word");
 };
 
-/// The words of several kinds, to be told apart by their tags; of two that match, the first counts.
+/// The words of several kinds, with tags that differ. Of two that match, the first counts.
 template <class... Words>
 struct WordTable {
     static constexpr unsigned size = sizeof...(Words);

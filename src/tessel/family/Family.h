@@ -1,6 +1,6 @@
 #pragma once
-// The first include of a .cpp file that CMake compiles once for each chip family (FAMILY in cmake/VornaModule.cmake), with
-// VORNA_FAMILY defined as tessel or ravik:
+// The first include of a .cpp file that CMake compiles once for each chip family (FAMILY in cmake/VornaModule.cmake),
+// with VORNA_FAMILY defined as tessel or ravik:
 //
 //   #include "tessel/family/Family.h"
 //   #include VORNA_FAMILY_HEADER_IN(configuration, Validation) // "ravik/configuration/Validation.h"

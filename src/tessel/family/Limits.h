@@ -1,7 +1,7 @@
 #pragma once
-// What the chips can hold, as data. Both families share one core design, so both are judged by these numbers.
+// The limits of the chips. Both families share one core design, so these numbers hold for both.
 //
-// A constant has the type of the configuration member that it bounds. Ranges include both ends.
+// A constant has the type of the configuration member that it limits. Ranges include both ends.
 
 #include <array>
 #include <cstddef>

@@ -1,5 +1,5 @@
 #pragma once
-// The size of what a convolution gives.
+// The output size of a convolution.
 
 #include <cstdint>
 #include <stdexcept>

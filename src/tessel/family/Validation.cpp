@@ -1,4 +1,5 @@
-// The rules for configurations. Users see the texts, and scripts compare them: they stay. Compiled once for each family.
+// The rules for configurations. Users see the texts and scripts compare them, so don't change them. Compiled once for
+// each family.
 
 #include "tessel/family/Family.h"
 #include VORNA_FAMILY_HEADER_IN(configuration, Validation)

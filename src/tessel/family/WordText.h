@@ -1,5 +1,5 @@
 #pragma once
-// Words as text, for docstrings: one line for each, from the same tables that encode and decode.
+// Words as text, for docstrings: one line each, from the tables that encode and decode them.
 
 #include <string>
 #include <type_traits>

@@ -1,5 +1,5 @@
 #pragma once
-// What a register of the chips is: a word of which at most 8 bits are defined, with named fields in it.
+// A register of the chips: a word of which at most 8 bits are used, with named fields.
 //
 // A block of the chip is a table in a header of its own, to be read beside the chip's documentation; a line is a field:
 //
@@ -14,8 +14,8 @@
 // and fill the mask:
 //
 //   using R = layercore::Register04;
-//   const std::uint16_t raw = R().set(R::outputHeightLess1, rows - 1u).set(R::outputFeaturesLess1Low, count -
-//   1u).raw();
+//   const std::uint16_t raw =
+//       R().set(R::outputHeightLess1, rows - 1u).set(R::outputFeaturesLess1Low, count - 1u).raw();
 
 #include <algorithm>
 #include <array>
@@ -120,8 +120,7 @@ struct RegisterList {
     static_assert(ascending(), "the registers of a block are listed by ascending number");
 };
 
-// ---- streams of small values that run through registers
-// --------------------------------------------------------------
+// ---- streams of small values that run through registers -----------------------------------------------------------
 
 /// A stream of values of Width bits, one behind the other; register 0 holds its bits 0 to 7, register 1 its bits 8 to
 /// 15, and so on.

@@ -1,6 +1,5 @@
 #pragma once
-// Registers by name: what a register write says, field by field, for people and tables. It is read from the same tables
-// that the words are made from.
+// Registers by name: the fields of a register write, as text for people. They come from the tables that make the words.
 //
 //   for (const auto& field : tessel::registers::describeRegister(3, 4, 0x1F).fields)
 //       std::cout << field.name << " = " << field.value << "\n";    // outputHeightLess1 = 31 ...

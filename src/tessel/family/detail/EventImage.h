@@ -1,5 +1,5 @@
 #pragma once
-// Makes the event of a word without a branch: a stream of mixed kinds would mispredict one at every other event.
+// Makes the event of a word without a branch, which a stream of mixed kinds would mispredict at every other event.
 //
 // The kind's code picks a row, the row says where the fields of the word go in the event's memory, and the event is
 // put together in registers as its memory. The rows come from the table of words (EventWord.h) at compile time.
@@ -63,7 +63,7 @@ inline constexpr bool indexFollowsAlternatives<std::variant<Alternatives...>> = 
 }();
 
 /// Of a variant whose alternatives begin at its first byte and whose index follows them, in the last four bytes.
-/// Words, of type WordTable, are told apart by their bits CodeLow to CodeHigh; each has a time in bits 32 to 63 that
+/// Words, of type WordTable, differ in their bits CodeLow to CodeHigh; each has a time in bits 32 to 63 that
 /// goes to byte 4 or 8 of the event, and at most three other fields, in the event's first 8 bytes.
 template <class Variant, class Words, unsigned CodeLow, unsigned CodeHigh>
 class ImageTable {
@@ -74,7 +74,7 @@ public:
         const std::uint64_t front = row.constant | (std::rotr(word, row.turn[0]) & row.mask[0]) |
                                     (std::rotr(word, row.turn[1]) & row.mask[1]) |
                                     (std::rotr(word, row.turn[2]) & row.mask[2]) | (word & row.timeMask);
-        // an event that ends before byte 8 has the time there too, where nobody looks
+        // an event that ends before byte 8 has the time there too, where nobody reads it
         return std::bit_cast<Variant>(Image{TwoWords{front, word >> 32}, row.index});
     }
 
@@ -134,7 +134,7 @@ private:
     }();
 };
 
-/// Walks over words and gives their events, so that a vector takes a row of them with one look at its size.
+/// Walks over words and gives their events, so that a vector checks its size once for a whole row.
 template <auto Decode>
 struct DecodingIterator {
     using iterator_category = std::random_access_iterator_tag;
