@@ -77,7 +77,7 @@ public:
 
     /// A virtual camera that plays as fast as it is read asks how many batches still wait in the graph. Call it before
     /// start(); get() calls `waiting`. A real camera has a pace of its own and ignores it.
-    virtual void setBacklogQuery(std::function<std::size_t()> /*waiting*/) {}
+    virtual void setBacklogQuery(const std::function<std::size_t()>& /*waiting*/) {}
 };
 
 } // namespace davis::driver

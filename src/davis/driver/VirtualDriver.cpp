@@ -105,6 +105,6 @@ std::vector<event::DvsEvent> VirtualDriver::get()
     return events;
 }
 
-void VirtualDriver::setBacklogQuery(std::function<std::size_t()> waiting) { backlog = std::move(waiting); }
+void VirtualDriver::setBacklogQuery(const std::function<std::size_t()>& waiting) { backlog = waiting; }
 
 } // namespace davis::driver

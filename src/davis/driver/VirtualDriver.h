@@ -34,7 +34,7 @@ public:
     void start(void (*shutdown)(void* self), void* self) override;
     void stop() override;
     std::vector<event::DvsEvent> get() override;
-    void setBacklogQuery(std::function<std::size_t()> waiting) override;
+    void setBacklogQuery(const std::function<std::size_t()>& waiting) override;
 
 private:
     void require(bool good, const std::string& failure) const;
