@@ -9,8 +9,6 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
-#include <filesystem>
-#include <fstream>
 #include <future>
 #include <memory>
 #include <mutex>
@@ -19,11 +17,13 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
-#include <unistd.h>
 #include <vector>
 
 #include <gmock/gmock.h>
 
+#include "Image.h"
+#include "Plugged.h"
+#include "TemporaryFile.h"
 #include "fxtree/Fx3Boot.h"
 #include "fxtree/FxTreeDevice.h"
 #include "keplin/Keplin.h"
@@ -39,13 +39,17 @@ namespace {
 
 using namespace emulation;
 using namespace std::chrono_literals;
-using Bytes = std::vector<std::uint8_t>;
+using fxtree_tests::Image;
+using fxtree_tests::words;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using usb_tests::Bytes;
+using usb_tests::pattern;
 
 std::unique_ptr<usb::LibUSBDevice> open(const VirtualBoard& board)
 {
-    return std::make_unique<usb::LibUSBDevice>(static_cast<std::uint16_t>(board.busNumber()),
-                                               static_cast<std::uint16_t>(board.deviceAddress()));
+    return usb_tests::openAt(board.busNumber(), board.deviceAddress());
 }
 
 std::vector<int> addressesOf(usb::VendorId vendor, usb::ProductId product)
@@ -54,14 +58,6 @@ std::vector<int> addressesOf(usb::VendorId vendor, usb::ProductId product)
     for (const auto& info : usb::getDevicesWithVidPid(vendor, product))
         addresses.push_back(info.usb_device_address);
     return addresses;
-}
-
-Bytes pattern(std::size_t size, int seed = 1)
-{
-    Bytes bytes(size);
-    for (std::size_t i = 0; i < size; ++i)
-        bytes[i] = static_cast<std::uint8_t>(i * 7 + i / 251 + static_cast<std::size_t>(seed));
-    return bytes;
 }
 
 class Endpoint final : public keplin::KeplinEndpoint {
@@ -149,14 +145,13 @@ TEST(VirtualBoards, AreFoundUntilTheyAreUnplugged)
     EXPECT_EQ(kits[0].usb_bus_number, kit->busNumber());
     EXPECT_EQ(kits[0].usb_device_address, kit->deviceAddress());
     EXPECT_THAT(addressesOf(usb::VendorId::OpalKelly, usb::ProductId::OpalKellyFpga),
-                ::testing::ElementsAre(board->deviceAddress()));
+                ElementsAre(board->deviceAddress()));
     EXPECT_EQ(virtualBoards(), (std::vector<std::shared_ptr<VirtualBoard>>{kit, board}));
 
     const int before = kit->deviceAddress();
     kit->replug();
     EXPECT_NE(kit->deviceAddress(), before);
-    EXPECT_THAT(addressesOf(usb::VendorId::Cypress, usb::ProductId::DevKit),
-                ::testing::ElementsAre(kit->deviceAddress()));
+    EXPECT_THAT(addressesOf(usb::VendorId::Cypress, usb::ProductId::DevKit), ElementsAre(kit->deviceAddress()));
     unplugAllVirtualBoards();
     EXPECT_THAT(virtualBoards(), IsEmpty());
     EXPECT_THAT(addressesOf(usb::VendorId::Cypress, usb::ProductId::DevKit), IsEmpty());
@@ -166,93 +161,121 @@ TEST(VirtualBoards, AreFoundUntilTheyAreUnplugged)
 TEST(VirtualBoards, StayPluggedInThoughNobodyKeepsThem)
 {
     const int address = plugVirtualDevKit()->deviceAddress();
-    EXPECT_THAT(addressesOf(usb::VendorId::Cypress, usb::ProductId::DevKit), ::testing::ElementsAre(address));
+    EXPECT_THAT(addressesOf(usb::VendorId::Cypress, usb::ProductId::DevKit), ElementsAre(address));
+    std::weak_ptr<VirtualBoard> lost = plugVirtualOpalKelly();
+    lost.lock()->injectFault({.kind = FaultKind::unplug, .endpoint = 0});
+    EXPECT_LT(open(*lost.lock())->controlWrite({0x40, 0xC2, 0, 0, 0}, Bytes(), 2000), 0);
+    while (virtualBoards().size() > 1)
+        std::this_thread::yield();
+    ASSERT_FALSE(lost.expired()) << "listing releases none";
     unplugAllVirtualBoards();
+    EXPECT_TRUE(lost.expired());
     EXPECT_THAT(addressesOf(usb::VendorId::Cypress, usb::ProductId::DevKit), IsEmpty());
     EXPECT_THROW(plugVirtualDevKit({.serialNumber = std::string(127, 'x')}), std::invalid_argument);
     EXPECT_THAT(virtualBoards(), IsEmpty());
 }
 
-// An image with one record at the system RAM's beginning.
-std::string writeImage(const std::string& name, std::uint32_t entry)
+int bootSilently(const VirtualBoard& board, const std::string& path)
 {
-    const std::string path = ::testing::TempDir() + std::to_string(getpid()) + name;
-    std::ofstream file(path, std::ios::binary);
-    const auto word = [&](std::uint32_t value) {
-        for (int shift = 0; shift < 32; shift += 8)
-            file.put(static_cast<char>(value >> shift));
-    };
-    file << "CY" << '\0' << static_cast<char>(0xB0);
-    std::uint32_t sum = 0;
-    word(1000);
-    word(0x40003000);
-    for (std::uint32_t i = 0; i < 1000; ++i) {
-        word(i % 256 * 0x01010101);
-        sum += i % 256 * 0x01010101;
-    }
-    word(0);
-    word(entry);
-    word(sum);
-    return path;
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    const int result = fxtree::Fx3Boot(open(board)).configure(path);
+    testing::internal::GetCapturedStdout();
+    testing::internal::GetCapturedStderr();
+    return result;
 }
 
 TEST(VirtualBoards, AnFx3WithoutFirmwareComesBackAsADevKit)
 {
-    const std::string image = writeImage("good.img", 0x40003010);
+    const Image image = Image().record(0x40003000, words(1000, 1)).record(0x100, words(7, 2)).end(0x40003010);
+    const TemporaryFile good(image.bytes);
     const auto kit = plugVirtualDevKit({.firmware = false});
-    EXPECT_FALSE(kit->isRunning());
-    EXPECT_THAT(addressesOf(usb::VendorId::Cypress, usb::ProductId::Fx3Boot),
-                ::testing::ElementsAre(kit->deviceAddress()));
-    for (int round = 0; round < 20; ++round) {
-        EXPECT_EQ(fxtree::Fx3Boot(open(*kit)).configure(image), 0);
+    EXPECT_THAT(addressesOf(usb::VendorId::Cypress, usb::ProductId::Fx3Boot), ElementsAre(kit->deviceAddress()));
+    for (int round = 0; round < 10; ++round) {
+        EXPECT_FALSE(kit->isRunning());
+        EXPECT_EQ(bootSilently(*kit, good.path()), 0);
         ASSERT_TRUE(kit->waitUntilRunning(30'000));
-        EXPECT_EQ(kit->ramBytes(0x40003000 + 4 * 999, 4), Bytes(4, 999 % 256));
+        EXPECT_EQ(kit->ramBytes(0x40003000, 4000), usb_tests::slice(image.bytes, 12, 4000));
+        EXPECT_EQ(kit->ramBytes(0x100, 28), usb_tests::slice(image.bytes, 4020, 28));
         EXPECT_THAT(addressesOf(usb::VendorId::Cypress, usb::ProductId::Fx3Boot), IsEmpty());
-        EXPECT_THAT(addressesOf(usb::VendorId::Cypress, usb::ProductId::DevKit),
-                    ::testing::ElementsAre(kit->deviceAddress()));
-        fxtree::FxTreeDevice device(open(*kit));
-        device.eraseSpiFlash(3);
-        device.writeSpiFlash(pattern(5000, round), 0x30000);
-        EXPECT_EQ(device.readSpiFlash(5000, 0x30000), pattern(5000, round));
-        device.programFpgaPc(pattern(10'000, round));
-        EXPECT_EQ(kit->bitstream(), pattern(10'000, round));
+        EXPECT_THAT(addressesOf(usb::VendorId::Cypress, usb::ProductId::DevKit), ElementsAre(kit->deviceAddress()));
+        fxtree::FxTreeDevice(open(*kit)).resetFpgaFromPc();
         EXPECT_THAT(kit->problems(), IsEmpty());
         kit->replug(); // power goes: the firmware was in RAM
-        EXPECT_FALSE(kit->isRunning());
     }
-    kit->unplug();
-}
+    EXPECT_EQ(kit->ramBytes(0x40003004, 4), Bytes(4));
 
-TEST(VirtualBoards, AnFx3StaysInItsBootStateAfterAJumpIntoNothing)
-{
-    const auto kit = plugVirtualDevKit({.firmware = false});
-    EXPECT_EQ(fxtree::Fx3Boot(open(*kit)).configure(writeImage("bad.img", 0x40000000)), 0) << "a jump's end isn't told";
-    EXPECT_FALSE(kit->waitUntilRunning(0));
-    EXPECT_THAT(kit->problems(), ::testing::ElementsAre("a jump to 0x40000000, where nothing was written"));
-    kit->unplug();
-}
-
-TEST(VirtualBoards, AKitKeepsWhatItCountedInItsBootState)
-{
-    const auto kit = plugVirtualDevKit({.firmware = false});
-    EXPECT_EQ(fxtree::Fx3Boot(open(*kit)).configure(writeImage("bad.img", 0x40000000)), 0);
     const BoardCounters before = kit->counters();
-    EXPECT_EQ(before.problems, 1U);
-    kit->injectFault({.kind = FaultKind::stall, .endpoint = 0});
+    const struct {
+        const char* what;
+        Bytes image;
+        int result;
+        const char* problem;
+    } rows[] = {
+        {"a jump into nothing", Image().record(0x100, {7}).end(0x40000000).bytes, 0, "0x40000000, where nothing"},
+        {"a wrong checksum", Image().record(0x100, {7}).end(0x100, 1).bytes, -4, "0x40000000, where nothing"},
+        {"no RAM", Image().record(0x20000000, {7}).end(0x100).bytes, -3, "no RAM for 4 bytes at 0x20000000"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(bootSilently(*kit, TemporaryFile(row.image).path()), row.result) << row.what;
+        EXPECT_FALSE(kit->waitUntilRunning(0));
+        EXPECT_THAT(kit->problems().back(), HasSubstr(row.problem)) << row.what;
+    }
     kit->replug();
-    EXPECT_EQ(kit->counters(), before);
-    EXPECT_EQ(kit->ramBytes(0x40003000 + 4, 4), Bytes(4)) << "power was gone";
-
-    const std::string image = writeImage("good.img", 0x40003000);
-    EXPECT_EQ(fxtree::Fx3Boot(open(*kit)).configure(image), -3) << "the fault stayed";
-    EXPECT_EQ(fxtree::Fx3Boot(open(*kit)).configure(image), 0);
+    kit->injectFault({.kind = FaultKind::stall, .endpoint = 0});
+    EXPECT_EQ(bootSilently(*kit, good.path()), -3);
+    EXPECT_EQ(bootSilently(*kit, good.path()), 0);
     ASSERT_TRUE(kit->waitUntilRunning(30'000));
-    EXPECT_THAT(kit->problems(), ::testing::ElementsAre("a jump to 0x40000000, where nothing was written"));
-    const BoardCounters booted = kit->counters();
-    EXPECT_GT(booted.controlTransfers, before.controlTransfers);
-    fxtree::FxTreeDevice(open(*kit)).resetFpgaFromPc();
-    EXPECT_EQ(kit->counters().controlTransfers, booted.controlTransfers + 1);
+    EXPECT_EQ(kit->problems().size(), 2U) << "the boot state's are kept";
+    EXPECT_EQ(kit->counters().problems, 2U);
+    EXPECT_GT(kit->counters().controlTransfers, before.controlTransfers);
     kit->unplug();
+}
+
+TEST(VirtualBoards, AKitKeepsItsFlashAndIsConfiguredByItsDriver)
+{
+    const auto kit = plugVirtualDevKit({.configured = false});
+    fxtree::FxTreeDevice driver(open(*kit));
+    const int end = 1 << 24;
+    const struct {
+        int address, size;
+    } rows[] = {{0, 1}, {0x10000, 2048}, {0x2FFFF, 2049}, {0x3FFFFB, 13}, {0x400100, 100'000}, {end - 65536, 65536}};
+    for (const auto& [address, size] : rows) {
+        const Bytes data = pattern(static_cast<std::size_t>(size), address);
+        for (int sector = address >> 16; sector <= (address + size - 1) >> 16; ++sector)
+            driver.eraseSpiFlash(sector);
+        driver.writeSpiFlash(data, address);
+        EXPECT_EQ(kit->flashBytes(static_cast<std::uint32_t>(address), static_cast<std::uint32_t>(size)), data);
+        EXPECT_EQ(driver.readSpiFlash(size, address), data) << address;
+    }
+    EXPECT_EQ(driver.readSpiFlash(2100, end - 3000).size(), 2100U) << "the driver asks for whole chunks";
+    EXPECT_EQ(kit->erasedSectors(), 9U);
+    EXPECT_THAT(kit->problems(), IsEmpty());
+
+    kit->setFlashBytes(0xFFFE, {0x0F, 0xF0, 0x12, 0x34}); // across two sectors
+    driver.writeSpiFlash({0x33, 0xF0, 0x10, 0xFF}, 0xFFFE);
+    EXPECT_EQ(kit->flashBytes(0xFFFE, 4), (Bytes{0x03, 0xF0, 0x10, 0x34})) << "bits are only cleared";
+    EXPECT_EQ(kit->spoiledBytes(), 2U);
+    EXPECT_THAT(kit->problems(), ElementsAre(HasSubstr("isn't erased spoiled 2 of 4 bytes at 65534")));
+    driver.eraseSpiFlash(1);
+    EXPECT_EQ(kit->flashBytes(0xFFFE, 4), (Bytes{0x03, 0xF0, 0xFF, 0xFF})) << "sector 1 alone";
+    EXPECT_THROW(driver.readSpiFlash(1, end), std::runtime_error);
+    EXPECT_THROW(driver.writeSpiFlash(Bytes(2), end - 1), std::runtime_error);
+    EXPECT_THROW(driver.eraseSpiFlash(256), std::runtime_error);
+    EXPECT_THROW(kit->flashBytes(1 << 24, 1), std::out_of_range);
+    EXPECT_THROW(kit->setFlashBytes((1 << 24) - 1, Bytes(2)), std::out_of_range);
+
+    EXPECT_FALSE(kit->isConfigured());
+    driver.programFpgaPc(pattern(10'000));
+    EXPECT_EQ(kit->bitstream(), pattern(10'000));
+    driver.configFpgaFromFlash(64, 0x500000 - 5); // the driver adds 5
+    EXPECT_FALSE(kit->isConfigured()) << "the flash is erased there";
+    kit->setFlashBytes(0x500000, pattern(64));
+    driver.configFpgaFromFlash(64, 0x500000 - 5);
+    EXPECT_TRUE(kit->isConfigured());
+    EXPECT_EQ(kit->bitstream(), pattern(64));
+    kit->unplug();
+    EXPECT_EQ(driver.readGpif(1024), Bytes(1024));
 }
 
 TEST(VirtualBoards, ALoopGetsBackAllThatItSendsInOrder)
@@ -453,19 +476,26 @@ TEST(VirtualBoards, AnOpalKellyBoardWantsItsConfigurationFirst)
         EXPECT_FALSE(host.device.updateWireIns());
         EXPECT_THAT(host.device.readFromBlockPipeOut(0xA0, 1024, 16384), IsEmpty());
         EXPECT_EQ(board->problems().size(), 2U);
-        const std::string path = ::testing::TempDir() + std::to_string(getpid()) + "top.bit";
-        {
-            std::ofstream file(path, std::ios::binary);
-            file << "header" << '\xFF' << "body" << std::string(9000, '\x5A');
-        }
-        EXPECT_NE(host.device.configure(path), 0);
+        Bytes bitstream = pattern(9000);
+        bitstream[0] = 0xFF;
+        Bytes file{0, 9};
+        file.insert(file.end(), bitstream.begin(), bitstream.end());
+        EXPECT_NE(host.device.configure(TemporaryFile(file).path()), 0);
         EXPECT_TRUE(board->isConfigured());
-        EXPECT_EQ(board->bitstream().size(), 9005U);
+        EXPECT_EQ(board->bitstream(), bitstream);
+        for (int wire = 1; wire < 32; ++wire) {
+            host.device.wireInWrite(wire, static_cast<std::uint32_t>(wire) * 0x01020304U);
+            board->setWireOut(32 + wire, static_cast<std::uint32_t>(wire) * 0x0F0E0D0CU);
+        }
         EXPECT_TRUE(host.device.updateWireIns());
-        EXPECT_EQ(board->wireIn(0), 1U);
-        board->setWireOut(40, 77);
         EXPECT_TRUE(host.device.updateWireOuts());
-        EXPECT_EQ(host.device.wireOutRead(40), 77U);
+        EXPECT_EQ(board->wireUpdates(), 1U);
+        EXPECT_EQ(board->wireIn(0), 1U);
+        for (int wire = 1; wire < 32; ++wire) {
+            EXPECT_EQ(board->wireIn(wire), static_cast<std::uint32_t>(wire) * 0x01020304U) << wire;
+            EXPECT_EQ(host.device.wireOutRead(32 + wire), static_cast<std::uint32_t>(wire) * 0x0F0E0D0CU) << wire;
+        }
+        EXPECT_FALSE(host.device.writeToBlockPipeIn(0x81, 1024, Bytes(1024))) << "no such pipe";
         EXPECT_EQ(host.device.readFromBlockPipeOut(0xA0, 1024, 16384).size(), 16384U);
     }
     board->unplug();

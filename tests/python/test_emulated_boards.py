@@ -95,7 +95,7 @@ def test_boards_have_their_kinds_and_options(vorna):
     assert [type(b) for b in kinds.virtual_boards()] == [kinds.VirtualDevKit, kinds.VirtualOpalKelly]
     assert not kit.is_configured() and board.is_configured() and board.wire_in(0) == 1
     with pytest.raises(RuntimeError, match="no memory chip"):
-        kit.register_value(0, 0)
+        kit.chip()
     with pytest.raises((TypeError, AttributeError, ValueError), match="firmwar"):
         kinds.plug_virtual_dev_kit(firmwar=False)
     with pytest.raises(ValueError, match="descriptor|characters|126"):
@@ -156,7 +156,7 @@ def test_a_chip_stores_what_is_written_and_answers_reads(vorna):
         assert host.bulk(0x01, block(*write, *read)) == 1024
         answer = host.bulk(0x81, size=1024)
         assert answer[4:12] == words(0x08034203, 13 << 22 | 2 << 16 | 0xAB)
-        assert kit.register_value(13, 2) == 0xAB
+        assert kit.chip().register_value(13, 2) == 0xAB
         counters = kit.counters()
         assert (counters.packets_from_host, counters.packets_to_host, counters.problems) == (2, 1, 0)
         host.close()

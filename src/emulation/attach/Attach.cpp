@@ -6,7 +6,6 @@
 #include <dlfcn.h>
 #include <elf.h>
 #include <link.h>
-#include <mutex>
 #include <set>
 #include <span>
 #include <stdexcept>
@@ -19,6 +18,7 @@
 #include <libusb-1.0/libusb.h>
 
 #include "emulation/attach/detail/Redirections.h"
+#include "util/Mutex.h"
 
 // Which relocations fill a slot with a function's address.
 #if defined(__x86_64__)
@@ -185,13 +185,14 @@ void attachOnce()
         throw std::runtime_error(std::string("libusb is linked into the program") + remedy);
 }
 
+util::Mutex attachMutex; // outermost: libusb lists devices while it is held
+bool attached VORNA_GUARDED_BY(attachMutex) = false;
+
 } // namespace
 
 void attachToLibusb()
 {
-    static std::mutex mutex;
-    static bool attached = false;
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(attachMutex);
     if (!attached)
         attachOnce(); // a failed attempt is made again next time
     attached = true;

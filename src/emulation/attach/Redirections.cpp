@@ -10,7 +10,6 @@
 #include <fcntl.h>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -20,6 +19,7 @@
 #include <vector>
 
 #include "emulation/usb/Bus.h"
+#include "util/Mutex.h"
 
 // libudev's types, of which only pointers are handed on
 struct udev;
@@ -195,9 +195,18 @@ Entry entryFor(int address)
 
 // The handles that we gave out in place of libudev's. libusb lists under a lock of its own, so one listing is enough.
 struct Handles {
-    std::mutex mutex;
-    std::vector<std::unique_ptr<Entry>> listing;
-    std::map<const void*, std::unique_ptr<Entry>> devices;
+    util::Mutex mutex; // outer to the bus's
+    std::vector<std::unique_ptr<Entry>> listing VORNA_GUARDED_BY(mutex);
+    std::map<const void*, std::unique_ptr<Entry>> devices VORNA_GUARDED_BY(mutex);
+
+    // The place of a list entry of ours; empty for libudev's.
+    std::optional<std::size_t> placeInListing(const udev_list_entry* entry) const VORNA_REQUIRES(mutex)
+    {
+        for (std::size_t i = 0; i < listing.size(); ++i)
+            if (static_cast<const void*>(listing[i].get()) == entry)
+                return i;
+        return std::nullopt;
+    }
 };
 
 Handles& handles()
@@ -215,27 +224,17 @@ T* asHandle(Entry* entry)
 udev_list_entry* startListing()
 {
     Handles& own = handles();
-    const std::lock_guard lock(own.mutex);
+    const util::Lock lock(own.mutex);
     own.listing.clear();
     for (const auto& port : Bus::instance().ports())
         own.listing.push_back(std::make_unique<Entry>(entryFor(port->address)));
     return own.listing.empty() ? nullptr : asHandle<udev_list_entry>(own.listing.front().get());
 }
 
-// The place of a list entry of ours; empty for libudev's.
-std::optional<std::size_t> placeInListing(const udev_list_entry* entry)
-{
-    const auto& listing = handles().listing;
-    for (std::size_t i = 0; i < listing.size(); ++i)
-        if (static_cast<const void*>(listing[i].get()) == entry)
-            return i;
-    return std::nullopt;
-}
-
 const Entry* emulatedDevice(const udev_device* device)
 {
     Handles& own = handles();
-    const std::lock_guard lock(own.mutex);
+    const util::Lock lock(own.mutex);
     const auto found = own.devices.find(device);
     return found == own.devices.end() ? nullptr : found->second.get();
 }
@@ -253,8 +252,8 @@ udev_list_entry* vornaEmulationNextEntry(udev_list_entry* entry) noexcept
 {
     {
         Handles& own = handles();
-        const std::lock_guard lock(own.mutex);
-        if (const auto place = placeInListing(entry))
+        const util::Lock lock(own.mutex);
+        if (const auto place = own.placeInListing(entry))
             return *place + 1 < own.listing.size() ? asHandle<udev_list_entry>(own.listing[*place + 1].get()) : nullptr;
     }
     udev_list_entry* const next = real.nextEntry(entry);
@@ -265,8 +264,8 @@ const char* vornaEmulationEntryName(udev_list_entry* entry) noexcept
 {
     {
         Handles& own = handles();
-        const std::lock_guard lock(own.mutex);
-        if (const auto place = placeInListing(entry))
+        const util::Lock lock(own.mutex);
+        if (const auto place = own.placeInListing(entry))
             return own.listing[*place]->syspath.c_str();
     }
     return real.entryName(entry);
@@ -280,7 +279,7 @@ udev_device* vornaEmulationDeviceFromSyspath(udev* context, const char* path) no
     auto entry = std::make_unique<Entry>(entryFor(parsed->address));
     Entry* const address = entry.get();
     Handles& own = handles();
-    const std::lock_guard lock(own.mutex);
+    const util::Lock lock(own.mutex);
     own.devices.emplace(address, std::move(entry));
     return asHandle<udev_device>(address);
 }
@@ -302,7 +301,7 @@ udev_device* vornaEmulationUnrefDevice(udev_device* device) noexcept
 {
     {
         Handles& own = handles();
-        const std::lock_guard lock(own.mutex);
+        const util::Lock lock(own.mutex);
         if (own.devices.erase(device) != 0)
             return nullptr;
     }

@@ -1,6 +1,7 @@
 #include "emulation/boards/Board.h"
 
 #include <cerrno>
+#include <stdexcept>
 #include <utility>
 
 namespace emulation {
@@ -12,7 +13,7 @@ Board::Board(std::string productText, std::string serialNumber, bool configuredA
 
 void Board::powerUp()
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     configured = configuredAtPowerUp;
     bitstreamBytes.clear();
     readWaits = false;
@@ -22,34 +23,37 @@ void Board::powerUp()
 
 void Board::setModule(int id, std::shared_ptr<Module> module)
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     logic.setModule(id, std::move(module));
 }
 
-void Board::setCreditLimit(std::optional<std::uint32_t> words)
+void Board::setCreditLimit(std::int64_t words)
 {
+    if (words < -1 || words > BoardLogic::creditRoom)
+        throw std::invalid_argument("a credit limit is -1 (none) to " + std::to_string(BoardLogic::creditRoom) +
+                                    ", got " + std::to_string(words));
     {
-        const std::lock_guard lock(mutex);
-        logic.setCreditLimit(words);
+        const util::Lock lock(mutex);
+        logic.setCreditLimit(words < 0 ? std::nullopt : std::optional(static_cast<std::uint32_t>(words)));
     }
     wake();
 }
 
 bool Board::isConfigured() const
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     return configured;
 }
 
 std::vector<std::uint8_t> Board::bitstream() const
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     return bitstreamBytes;
 }
 
 BoardCounters Board::counters() const
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     BoardCounters result = counted;
     result.problems = noted.count();
     return result;
@@ -57,7 +61,7 @@ BoardCounters Board::counters() const
 
 std::vector<std::string> Board::problems() const
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     return noted.texts();
 }
 
@@ -77,13 +81,13 @@ std::string Board::text(int index) const
 
 std::optional<Board::Time> Board::pollAfter() const
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     return readWaits ? std::optional(lastAnswer + tick) : std::nullopt;
 }
 
 void Board::cancelled(std::uint8_t endpoint)
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     if ((endpoint & 0x80) != 0)
         readWaits = false;
 }
@@ -130,7 +134,7 @@ void Board::takeBlocks(std::span<const std::uint8_t> data, bool running)
 void Board::wakeIfNews()
 {
     {
-        const std::lock_guard lock(mutex);
+        const util::Lock lock(mutex);
         if (!readWaits || !logic.hasNews())
             return;
     }

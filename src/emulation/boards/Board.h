@@ -5,13 +5,13 @@
 #include <chrono>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "emulation/boards/BoardLogic.h"
 #include "emulation/usb/Device.h"
+#include "util/Mutex.h"
 
 namespace emulation {
 
@@ -19,8 +19,7 @@ namespace emulation {
 /// with credit alone a millisecond after the answer before. Never answering would stop a host that writes only after
 /// a read has ended; answering at once would spin a core on both sides.
 ///
-/// Threads: thread-safe. `mutex` guards all state, the modules' calls included; it is inner to the port's, and not held
-/// while the host is woken.
+/// Threads: thread-safe. Modules are called with the board's mutex held.
 class Board : public Device {
 public:
     using Time = Module::Time;
@@ -34,8 +33,9 @@ public:
     /// Puts a module behind an id, 0 to 63; null takes it away.
     void setModule(int id, std::shared_ptr<Module> module);
 
-    /// Announces at most so many words of credit from now on; 0 starves the host; nothing ends it.
-    void setCreditLimit(std::optional<std::uint32_t> words);
+    /// Announces at most so many words of credit from now on; 0 starves the host; -1 ends the limit.
+    /// @throws std::invalid_argument for other numbers
+    void setCreditLimit(std::int64_t words);
 
     /// True when the FPGA holds a configuration.
     bool isConfigured() const;
@@ -53,32 +53,31 @@ public:
 protected:
     Board(std::string productText, std::string serialNumber, bool configuredAtFirst, Clock boardClock);
 
-    /// The rest of powerUp(), with the mutex held.
-    virtual void forget() = 0;
+    /// The rest of powerUp().
+    virtual void forget() VORNA_REQUIRES(mutex) = 0;
 
-    // With the mutex held.
-    int refuse(std::string problem, int code);
+    int refuse(std::string problem, int code) VORNA_REQUIRES(mutex);
     /// The answer to a read of whole blocks; `running` false: blocks without credit or packets.
-    int answerBlocks(std::span<std::uint8_t> data, bool running);
-    void takeBlocks(std::span<const std::uint8_t> data, bool running);
+    int answerBlocks(std::span<std::uint8_t> data, bool running) VORNA_REQUIRES(mutex);
+    void takeBlocks(std::span<const std::uint8_t> data, bool running) VORNA_REQUIRES(mutex);
 
-    /// For the end of a transfer, without the mutex: lets a waiting read see what is new.
-    void wakeIfNews();
+    /// For the end of a transfer: lets a waiting read see what is new.
+    void wakeIfNews() VORNA_EXCLUDES(mutex);
 
-    mutable std::mutex mutex;
-    BoardCounters counted;
-    Problems noted;
-    BoardLogic logic{counted, noted};
+    mutable util::Mutex mutex; // inner to the port's, outer to those of modules; not held while the host is woken
+    BoardCounters counted VORNA_GUARDED_BY(mutex);
+    Problems noted VORNA_GUARDED_BY(mutex);
+    BoardLogic logic VORNA_GUARDED_BY(mutex){counted, noted};
     const bool configuredAtPowerUp;
-    bool configured;
-    std::vector<std::uint8_t> bitstreamBytes;
+    bool configured VORNA_GUARDED_BY(mutex);
+    std::vector<std::uint8_t> bitstreamBytes VORNA_GUARDED_BY(mutex);
 
 private:
     const std::string product;
     const std::string serial;
     const Clock clock;
-    Time lastAnswer{};
-    bool readWaits = false;
+    Time lastAnswer VORNA_GUARDED_BY(mutex){};
+    bool readWaits VORNA_GUARDED_BY(mutex) = false;
 };
 
 } // namespace emulation

@@ -6,7 +6,7 @@
 #include <string>
 #include <utility>
 
-#include "emulation/boards/LittleEndian.h"
+#include "util/LittleEndian.h"
 
 namespace emulation {
 
@@ -35,7 +35,7 @@ void BoardLogic::take(std::span<const std::uint8_t> blocks)
         const auto block = blocks.first(std::min(blocks.size(), blockSize));
         for (std::size_t at = 0; at + 4 <= block.size();) {
             if (missing == 0) {
-                const std::size_t words = begin(readLittleEndian<std::uint32_t>(block, at));
+                const std::size_t words = begin(util::readLittleEndian<std::uint32_t>(block, at));
                 if (words == 0)
                     break;
                 at += 4;
@@ -148,13 +148,13 @@ void BoardLogic::fill(std::span<std::uint8_t> blocks)
         const auto words = waiting();
         const std::size_t taken = std::min(words.size(), blockWords - 1);
         for (std::size_t i = 0; i < taken; ++i)
-            writeLittleEndian(blocks, block * blockSize + 4 * (i + 1), words[i]);
+            util::writeLittleEndian(blocks, block * blockSize + 4 * (i + 1), words[i]);
         sent += taken;
     }
     // told last, so that the room of these very blocks is in it; a host goes by the last block's credit
     granted = credit();
     for (std::size_t block = 0; block < count; ++block)
-        writeLittleEndian(blocks, block * blockSize, static_cast<std::uint32_t>(granted));
+        util::writeLittleEndian(blocks, block * blockSize, static_cast<std::uint32_t>(granted));
     creditReturned = false;
     counters.blocksToHost += count;
     if (2 * sent >= outgoing.size()) { // so that words are moved seldom

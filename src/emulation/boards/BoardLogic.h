@@ -9,7 +9,7 @@
 #include <span>
 #include <vector>
 
-#include "emulation/boards/Counters.h"
+#include "emulation/boards/BoardCounters.h"
 #include "emulation/boards/Module.h"
 #include "emulation/boards/Problems.h"
 

@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "emulation/boards/LittleEndian.h"
+#include "util/LittleEndian.h"
 
 namespace emulation {
 namespace {
@@ -13,8 +13,8 @@ namespace {
 constexpr std::uint8_t erased = 0xFF;
 constexpr std::size_t announcement = 8; // bytes: two words
 
-std::uint32_t firstWord(std::span<const std::uint8_t> data) { return readLittleEndian<std::uint32_t>(data, 0); }
-std::uint32_t secondWord(std::span<const std::uint8_t> data) { return readLittleEndian<std::uint32_t>(data, 4); }
+std::uint32_t firstWord(std::span<const std::uint8_t> data) { return util::readLittleEndian<std::uint32_t>(data, 0); }
+std::uint32_t secondWord(std::span<const std::uint8_t> data) { return util::readLittleEndian<std::uint32_t>(data, 4); }
 
 bool inFlash(std::size_t address, std::size_t size)
 {
@@ -65,7 +65,7 @@ void DevKit::forget()
 
 int DevKit::controlTransfer(const Setup& setup, std::span<std::uint8_t> data)
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     ++counted.controlTransfers;
     return perform(setup, data);
 }
@@ -153,7 +153,6 @@ int DevKit::readFlash(const Setup&, std::span<std::uint8_t> data)
         return stall("a flash read that wasn't announced");
     const std::size_t count = std::min(data.size(), flashSize - flashRead.address);
     std::copy_n(flashBytes.begin() + static_cast<std::ptrdiff_t>(flashRead.address), count, data.begin());
-    flashCounted.readBytes += count;
     flashRead.address += count;
     flashRead.left -= std::min(count, flashRead.left);
     return static_cast<int>(count);
@@ -208,8 +207,8 @@ int DevKit::configureFromFlash(const Setup&, std::span<std::uint8_t> data)
 // Two words: whether the FPGA is configured, and with how many bytes.
 int DevKit::tellConfiguration(const Setup&, std::span<std::uint8_t> data)
 {
-    writeLittleEndian(data, 0, std::uint32_t{configured});
-    writeLittleEndian(data, 4, static_cast<std::uint32_t>(configured ? bitstreamBytes.size() : 0));
+    util::writeLittleEndian(data, 0, std::uint32_t{configured});
+    util::writeLittleEndian(data, 4, static_cast<std::uint32_t>(configured ? bitstreamBytes.size() : 0));
     return static_cast<int>(data.size());
 }
 
@@ -223,7 +222,7 @@ int DevKit::resetFpga(const Setup&, std::span<std::uint8_t>)
 int DevKit::bulkOut(std::uint8_t, std::span<const std::uint8_t> data)
 {
     {
-        const std::lock_guard lock(mutex);
+        const util::Lock lock(mutex);
         takeBlocks(data, configured);
     }
     wakeIfNews();
@@ -232,13 +231,13 @@ int DevKit::bulkOut(std::uint8_t, std::span<const std::uint8_t> data)
 
 int DevKit::bulkIn(std::uint8_t, std::span<std::uint8_t> data)
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     return answerBlocks(data, configured);
 }
 
 std::vector<std::uint8_t> DevKit::flash(std::size_t address, std::size_t size) const
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     if (!inFlash(address, size))
         throw std::out_of_range("the flash of 16 MiB has no " + bytesAt(size, address));
     const auto begin = flashBytes.begin() + static_cast<std::ptrdiff_t>(address);
@@ -247,7 +246,7 @@ std::vector<std::uint8_t> DevKit::flash(std::size_t address, std::size_t size) c
 
 void DevKit::setFlash(std::size_t address, std::span<const std::uint8_t> bytes)
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     if (!inFlash(address, bytes.size()))
         throw std::out_of_range("the flash of 16 MiB has no " + bytesAt(bytes.size(), address));
     std::copy(bytes.begin(), bytes.end(), flashBytes.begin() + static_cast<std::ptrdiff_t>(address));
@@ -255,13 +254,13 @@ void DevKit::setFlash(std::size_t address, std::span<const std::uint8_t> bytes)
 
 DevKit::FlashCounters DevKit::flashCounters() const
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     return flashCounted;
 }
 
 std::uint64_t DevKit::fpgaResets() const
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     return resets;
 }
 

@@ -32,7 +32,6 @@ public:
         std::uint64_t erasedSectors = 0;
         std::uint64_t programmedBytes = 0;
         std::uint64_t spoiledBytes = 0; ///< written where flash wasn't erased, and not come out as written
-        std::uint64_t readBytes = 0;
     };
 
     /// @param hasConfiguration  the FPGA has been configured at power-up, as on a kit that holds a bitstream
@@ -54,7 +53,7 @@ public:
     int bulkIn(std::uint8_t endpoint, std::span<std::uint8_t> data) override;
 
 private:
-    void forget() override;
+    void forget() VORNA_REQUIRES(mutex) override;
     struct Announced {
         std::size_t address = 0;
         std::size_t left = 0;
@@ -62,26 +61,26 @@ private:
     struct Request;
     static const Request requests[];
 
-    int perform(const Setup& setup, std::span<std::uint8_t> data);
-    int eraseSector(const Setup& setup, std::span<std::uint8_t> data);
-    int announceFlashWrite(const Setup& setup, std::span<std::uint8_t> data);
-    int writeFlash(const Setup& setup, std::span<std::uint8_t> data);
-    int announceFlashRead(const Setup& setup, std::span<std::uint8_t> data);
-    int readFlash(const Setup& setup, std::span<std::uint8_t> data);
-    int announceBitstream(const Setup& setup, std::span<std::uint8_t> data);
-    int takeBitstream(const Setup& setup, std::span<std::uint8_t> data);
-    int configureFromFlash(const Setup& setup, std::span<std::uint8_t> data);
-    int tellConfiguration(const Setup& setup, std::span<std::uint8_t> data);
-    int resetFpga(const Setup& setup, std::span<std::uint8_t> data);
-    int stall(std::string problem);
-    void noteUnfinished();
+    int perform(const Setup& setup, std::span<std::uint8_t> data) VORNA_REQUIRES(mutex);
+    int eraseSector(const Setup& setup, std::span<std::uint8_t> data) VORNA_REQUIRES(mutex);
+    int announceFlashWrite(const Setup& setup, std::span<std::uint8_t> data) VORNA_REQUIRES(mutex);
+    int writeFlash(const Setup& setup, std::span<std::uint8_t> data) VORNA_REQUIRES(mutex);
+    int announceFlashRead(const Setup& setup, std::span<std::uint8_t> data) VORNA_REQUIRES(mutex);
+    int readFlash(const Setup& setup, std::span<std::uint8_t> data) VORNA_REQUIRES(mutex);
+    int announceBitstream(const Setup& setup, std::span<std::uint8_t> data) VORNA_REQUIRES(mutex);
+    int takeBitstream(const Setup& setup, std::span<std::uint8_t> data) VORNA_REQUIRES(mutex);
+    int configureFromFlash(const Setup& setup, std::span<std::uint8_t> data) VORNA_REQUIRES(mutex);
+    int tellConfiguration(const Setup& setup, std::span<std::uint8_t> data) VORNA_REQUIRES(mutex);
+    int resetFpga(const Setup& setup, std::span<std::uint8_t> data) VORNA_REQUIRES(mutex);
+    int stall(std::string problem) VORNA_REQUIRES(mutex);
+    void noteUnfinished() VORNA_REQUIRES(mutex);
 
-    std::vector<std::uint8_t> flashBytes;
-    FlashCounters flashCounted;
-    Announced flashWrite, flashRead;
-    std::vector<std::uint8_t> incoming; // of a bitstream
-    std::size_t incomingLeft = 0;
-    std::uint64_t resets = 0;
+    std::vector<std::uint8_t> flashBytes VORNA_GUARDED_BY(mutex);
+    FlashCounters flashCounted VORNA_GUARDED_BY(mutex);
+    Announced flashWrite VORNA_GUARDED_BY(mutex), flashRead VORNA_GUARDED_BY(mutex);
+    std::vector<std::uint8_t> incoming VORNA_GUARDED_BY(mutex); // of a bitstream
+    std::size_t incomingLeft VORNA_GUARDED_BY(mutex) = 0;
+    std::uint64_t resets VORNA_GUARDED_BY(mutex) = 0;
 };
 
 } // namespace emulation

@@ -39,7 +39,7 @@ Fx3BootDevice::Fx3BootDevice(std::string serialNumber) : serial(std::move(serial
 
 void Fx3BootDevice::powerUp()
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     for (Region& region : regions) {
         std::fill(region.bytes.begin(), region.bytes.end(), std::uint8_t{0});
         std::fill(region.written.begin(), region.written.end(), false);
@@ -50,7 +50,7 @@ void Fx3BootDevice::powerUp()
 
 void Fx3BootDevice::setOnStart(std::function<void(std::uint32_t)> action)
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     onStart = std::move(action);
 }
 
@@ -74,7 +74,7 @@ int Fx3BootDevice::controlTransfer(const Setup& setup, std::span<std::uint8_t> d
     const auto address = static_cast<std::uint32_t>(setup.wValue | setup.wIndex << 16);
     int result = 0;
     {
-        const std::lock_guard lock(mutex);
+        const util::Lock lock(mutex);
         ++counted.controlTransfers;
         if (setup.bRequest != ramRequest)
             return refuse("a request other than 0xA0 in the boot state");
@@ -149,19 +149,19 @@ int Fx3BootDevice::refuse(std::string problem)
 
 int Fx3BootDevice::refuseBulk()
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     return refuse("a bulk transfer in the boot state");
 }
 
 bool Fx3BootDevice::isStarted() const
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     return started;
 }
 
 std::vector<std::uint8_t> Fx3BootDevice::ram(std::uint32_t address, std::size_t size) const
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     const Region* const region = regionOf(address, size);
     if (region == nullptr)
         throw std::out_of_range("the FX3 has no RAM for " + std::to_string(size) + " bytes at " + hexadecimal(address));
@@ -169,18 +169,9 @@ std::vector<std::uint8_t> Fx3BootDevice::ram(std::uint32_t address, std::size_t 
     return {begin, begin + static_cast<std::ptrdiff_t>(size)};
 }
 
-std::size_t Fx3BootDevice::bytesWritten() const
-{
-    const std::lock_guard lock(mutex);
-    std::size_t count = 0;
-    for (const Region& region : regions)
-        count += static_cast<std::size_t>(std::count(region.written.begin(), region.written.end(), true));
-    return count;
-}
-
 BoardCounters Fx3BootDevice::counters() const
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     BoardCounters result = counted;
     result.problems = noted.count();
     return result;
@@ -188,7 +179,7 @@ BoardCounters Fx3BootDevice::counters() const
 
 std::vector<std::string> Fx3BootDevice::problems() const
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     return noted.texts();
 }
 

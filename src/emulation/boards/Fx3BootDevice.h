@@ -2,12 +2,12 @@
 // An FX3 USB controller in its boot state: it takes an image into RAM and jumps to it.
 
 #include <functional>
-#include <mutex>
 #include <vector>
 
-#include "emulation/boards/Counters.h"
+#include "emulation/boards/BoardCounters.h"
 #include "emulation/boards/Problems.h"
 #include "emulation/usb/Device.h"
+#include "util/Mutex.h"
 
 namespace emulation {
 
@@ -16,7 +16,7 @@ namespace emulation {
 /// A jump starts the firmware when the word at the entry has been written, and every write since power-up was whole and
 /// in RAM; else it stalls.
 ///
-/// Threads: thread-safe; `mutex` guards all state and isn't held while the host is told or `onStart` runs.
+/// Threads: thread-safe.
 class Fx3BootDevice final : public Device {
 public:
     explicit Fx3BootDevice(std::string serialNumber);
@@ -30,7 +30,6 @@ public:
     bool isStarted() const;
     /// @throws std::out_of_range for what isn't RAM
     std::vector<std::uint8_t> ram(std::uint32_t address, std::size_t size) const;
-    std::size_t bytesWritten() const; ///< different ones
     BoardCounters counters() const;
     std::vector<std::string> problems() const;
 
@@ -49,21 +48,21 @@ private:
         std::vector<bool> written;
     };
 
-    const Region* regionOf(std::uint32_t address, std::size_t size) const;
-    Region* regionOf(std::uint32_t address, std::size_t size);
-    int access(const Setup& setup, std::span<std::uint8_t> data, std::uint32_t address);
-    int jump(std::uint32_t address);
-    int refuse(std::string problem);
+    const Region* regionOf(std::uint32_t address, std::size_t size) const VORNA_REQUIRES(mutex);
+    Region* regionOf(std::uint32_t address, std::size_t size) VORNA_REQUIRES(mutex);
+    int access(const Setup& setup, std::span<std::uint8_t> data, std::uint32_t address) VORNA_REQUIRES(mutex);
+    int jump(std::uint32_t address) VORNA_REQUIRES(mutex);
+    int refuse(std::string problem) VORNA_REQUIRES(mutex);
     int refuseBulk();
 
     const std::string serial;
-    mutable std::mutex mutex;
-    std::vector<Region> regions;
-    bool whole = true; // nothing of the image was refused or cut
-    bool started = false;
-    BoardCounters counted;
-    Problems noted;
-    std::function<void(std::uint32_t)> onStart;
+    mutable util::Mutex mutex; // inner to the port's; not held while `onStart` runs
+    std::vector<Region> regions VORNA_GUARDED_BY(mutex);
+    bool whole VORNA_GUARDED_BY(mutex) = true; // nothing of the image was refused or cut
+    bool started VORNA_GUARDED_BY(mutex) = false;
+    BoardCounters counted VORNA_GUARDED_BY(mutex);
+    Problems noted VORNA_GUARDED_BY(mutex);
+    std::function<void(std::uint32_t)> onStart VORNA_GUARDED_BY(mutex);
 };
 
 } // namespace emulation

@@ -13,7 +13,7 @@ LoopbackDevice::LoopbackDevice(std::string serialNumber, std::uint16_t vendorNum
 void LoopbackDevice::answerNext(std::uint8_t endpoint, int result, int times)
 {
     {
-        const std::lock_guard lock(mutex);
+        const util::Lock lock(mutex);
         auto& answers = scripted[endpoint];
         answers.insert(answers.end(), static_cast<std::size_t>(std::max(times, 0)), result);
     }
@@ -22,14 +22,14 @@ void LoopbackDevice::answerNext(std::uint8_t endpoint, int result, int times)
 
 void LoopbackDevice::mute(std::uint8_t endpoint)
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     muted.insert(endpoint);
 }
 
 void LoopbackDevice::unmute(std::uint8_t endpoint)
 {
     {
-        const std::lock_guard lock(mutex);
+        const util::Lock lock(mutex);
         muted.erase(endpoint);
     }
     wake();
@@ -37,14 +37,14 @@ void LoopbackDevice::unmute(std::uint8_t endpoint)
 
 void LoopbackDevice::setReadDelay(std::chrono::microseconds delay)
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     readDelay = delay;
 }
 
 void LoopbackDevice::setFreeRunning(bool on)
 {
     {
-        const std::lock_guard lock(mutex);
+        const util::Lock lock(mutex);
         freeRunning = on;
     }
     wake();
@@ -53,7 +53,7 @@ void LoopbackDevice::setFreeRunning(bool on)
 void LoopbackDevice::send(std::span<const std::uint8_t> bytes)
 {
     {
-        const std::lock_guard lock(mutex);
+        const util::Lock lock(mutex);
         loop.insert(loop.end(), bytes.begin(), bytes.end());
     }
     wake();
@@ -61,14 +61,14 @@ void LoopbackDevice::send(std::span<const std::uint8_t> bytes)
 
 LoopbackDevice::Counters LoopbackDevice::counters(std::uint8_t endpoint) const
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     const auto found = counted.find(endpoint);
     return found == counted.end() ? Counters() : found->second;
 }
 
 std::optional<Setup> LoopbackDevice::lastSetup() const
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     return latestSetup;
 }
 
@@ -88,7 +88,7 @@ std::string LoopbackDevice::text(int index) const
 
 int LoopbackDevice::controlTransfer(const Setup& setup, std::span<std::uint8_t> data)
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     latestSetup = setup;
     if (const auto answer = answerOutOfTurn(0, data.size())) {
         if (*answer > 0 && (setup.bmRequestType & 0x80) != 0)
@@ -101,7 +101,7 @@ int LoopbackDevice::controlTransfer(const Setup& setup, std::span<std::uint8_t> 
 int LoopbackDevice::bulkOut(std::uint8_t endpoint, std::span<const std::uint8_t> data)
 {
     {
-        const std::lock_guard lock(mutex);
+        const util::Lock lock(mutex);
         if (const auto answer = answerOutOfTurn(endpoint, data.size()))
             return count(endpoint, *answer);
         if (!freeRunning)
@@ -114,7 +114,7 @@ int LoopbackDevice::bulkOut(std::uint8_t endpoint, std::span<const std::uint8_t>
 
 int LoopbackDevice::bulkIn(std::uint8_t endpoint, std::span<std::uint8_t> data)
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     if (const auto answer = answerOutOfTurn(endpoint, data.size())) {
         if (*answer > 0)
             std::fill_n(data.begin(), *answer, std::uint8_t{0});
@@ -129,13 +129,13 @@ int LoopbackDevice::bulkIn(std::uint8_t endpoint, std::span<std::uint8_t> data)
 
 std::optional<std::chrono::steady_clock::time_point> LoopbackDevice::pollAfter() const
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     return delay.end();
 }
 
 void LoopbackDevice::cancelled(std::uint8_t endpoint)
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     if (endpoint == readEndpoint)
         delay.cancel();
 }

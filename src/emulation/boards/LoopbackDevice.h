@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <deque>
 #include <map>
-#include <mutex>
 #include <optional>
 #include <set>
 #include <span>
@@ -15,6 +14,7 @@
 
 #include "emulation/usb/Delay.h"
 #include "emulation/usb/Device.h"
+#include "util/Mutex.h"
 
 namespace emulation {
 
@@ -72,26 +72,26 @@ public:
     void cancelled(std::uint8_t endpoint) override;
 
 private:
-    std::optional<int> answerOutOfTurn(std::uint8_t endpoint, std::size_t length);
-    bool mustWait(std::size_t length);
-    int accessMemory(const Setup& setup, std::span<std::uint8_t> data);
-    int takeFromLoop(std::span<std::uint8_t> data);
-    int count(std::uint8_t endpoint, int result);
+    std::optional<int> answerOutOfTurn(std::uint8_t endpoint, std::size_t length) VORNA_REQUIRES(mutex);
+    bool mustWait(std::size_t length) VORNA_REQUIRES(mutex);
+    int accessMemory(const Setup& setup, std::span<std::uint8_t> data) VORNA_REQUIRES(mutex);
+    int takeFromLoop(std::span<std::uint8_t> data) VORNA_REQUIRES(mutex);
+    int count(std::uint8_t endpoint, int result) VORNA_REQUIRES(mutex);
 
     const std::string serial;
     const std::uint16_t vendor;
     const std::uint16_t product;
 
-    mutable std::mutex mutex; // guards all below; inner to the port's, never held while the host is woken
-    std::vector<std::uint8_t> memory;
-    std::deque<std::uint8_t> loop;
-    std::map<std::uint8_t, std::deque<int>> scripted;
-    std::set<std::uint8_t> muted;
-    std::map<std::uint8_t, Counters> counted;
-    std::optional<Setup> latestSetup;
-    std::chrono::microseconds readDelay{0};
-    Delay delay; // of the read that waits
-    bool freeRunning = false;
+    mutable util::Mutex mutex; // inner to the port's, never held while the host is woken
+    std::vector<std::uint8_t> memory VORNA_GUARDED_BY(mutex);
+    std::deque<std::uint8_t> loop VORNA_GUARDED_BY(mutex);
+    std::map<std::uint8_t, std::deque<int>> scripted VORNA_GUARDED_BY(mutex); // by endpoint, as the next two
+    std::set<std::uint8_t> muted VORNA_GUARDED_BY(mutex);
+    std::map<std::uint8_t, Counters> counted VORNA_GUARDED_BY(mutex);
+    std::optional<Setup> latestSetup VORNA_GUARDED_BY(mutex);
+    std::chrono::microseconds readDelay VORNA_GUARDED_BY(mutex){0};
+    Delay delay VORNA_GUARDED_BY(mutex); // of the read that waits
+    bool freeRunning VORNA_GUARDED_BY(mutex) = false;
 };
 
 } // namespace emulation

@@ -19,6 +19,9 @@ enum Extension : std::uint8_t {
 constexpr std::uint16_t clearRegisters = 2; // a command code
 
 // Words of the host, and those of the chip.
+namespace config_pair { // 32 bits
+constexpr BitRange value{0, 16}, address{16, 16};
+}
 namespace register_write { // 32 bits
 constexpr BitRange data{0, 16}, index{16, 6}, layer{22, 4};
 }
@@ -114,82 +117,94 @@ private:
 
 void MemoryChip::receive(const Packet& packet, PacketSink& out)
 {
-    const std::lock_guard lock(mutex);
-    const auto eachWord = [&](std::size_t bytes, auto&& act) {
-        for (std::size_t at = 0; at + bytes <= packet.size; at += bytes)
-            act(packet.value(at, bytes));
-    };
-    const auto answer = [&](std::uint8_t extension, std::size_t bytes, auto&& wordFor) {
-        Answers answers(packet.module, PacketFormat::raw, extension, out);
-        eachWord(bytes, [&](std::uint64_t word) { answers.add(wordFor(word), 4); });
-        answers.flush();
-    };
-    if (packet.format == PacketFormat::events) {
-        eachWord(8, [&](std::uint64_t) { ++spikes; });
-        return;
-    }
-    if (packet.format == PacketFormat::route) {
+    const util::Lock lock(mutex);
+    switch (packet.format) {
+    case PacketFormat::events:
+        spikes += packet.numbers(8).size();
+        break;
+    case PacketFormat::route:
         routing.clear();
-        eachWord(2, [&](std::uint64_t word) { routing.push_back(static_cast<std::uint16_t>(word)); });
-        return;
+        for (const std::uint64_t word : packet.numbers(2))
+            routing.push_back(static_cast<std::uint16_t>(word));
+        break;
+    case PacketFormat::config:
+        for (const std::uint64_t pair : packet.numbers(4))
+            configuration[static_cast<std::uint16_t>(config_pair::address.get(pair))] =
+                static_cast<std::uint16_t>(config_pair::value.get(pair));
+        break;
+    case PacketFormat::raw:
+        receiveRaw(packet, out);
+        break;
     }
-    if (packet.format == PacketFormat::config) {
-        for (std::size_t at = 0; at + 4 <= packet.size; at += 4)
-            configuration[static_cast<std::uint16_t>(packet.value(at + 2, 2))] =
-                static_cast<std::uint16_t>(packet.value(at, 2));
-        return;
-    }
+}
+
+void MemoryChip::receiveRaw(const Packet& packet, PacketSink& out)
+{
     switch (packet.extension) {
     case commandCodes:
         command(packet);
         break;
     case layerWords: {
         Answers answers(packet.module, PacketFormat::events, 0, out);
-        eachWord(6, [&](std::uint64_t word) { layerAccess(word, answers); });
+        for (const std::uint64_t word : packet.numbers(6))
+            layerAccess(word, answers);
         answers.flush();
         break;
     }
     case registerWrites:
-        eachWord(4, [&](std::uint64_t word) {
-            using namespace register_write;
-            registers[placeOf(layer.get(word), index.get(word))] = static_cast<std::uint16_t>(data.get(word));
-        });
+    case memoryWrites:
+        write(packet);
         break;
     case registerReads:
-        answer(registerAnswers, 2, [&](std::uint64_t word) {
-            const std::uint64_t layer = register_read::layer.get(word), index = register_read::index.get(word);
-            return register_answer::data.put(valueAt(registers, placeOf(layer, index))) |
-                   register_answer::index.put(index) | register_answer::layer.put(layer);
-        });
-        break;
-    case memoryWrites:
-        eachWord(4, [&](std::uint64_t word) {
-            using namespace memory_write;
-            memories[placeOf(layer.get(word), address.get(word))] = static_cast<std::uint16_t>(data.get(word));
-        });
-        break;
     case memoryReads:
-        answer(memoryAnswers, 4, [&](std::uint64_t word) {
-            const std::uint64_t layer = memory_read::layer.get(word), address = memory_read::address.get(word);
-            return memory_answer::data.put(valueAt(memories, placeOf(layer, address))) |
-                   memory_answer::address.put(address) | memory_answer::layer.put(layer);
-        });
-        break;
-    case probeReads: // nothing to probe: 0
-        answer(probeAnswers, 2, [&](std::uint64_t word) {
-            return probe_answer::value.put(0) | probe_answer::core.put(probe_read::core.get(word));
-        });
+    case probeReads:
+        answer(packet, out);
         break;
     default:
         break;
     }
 }
 
+void MemoryChip::write(const Packet& packet)
+{
+    for (const std::uint64_t word : packet.numbers(4)) {
+        if (packet.extension == registerWrites) {
+            using namespace register_write;
+            registers[placeOf(layer.get(word), index.get(word))] = static_cast<std::uint16_t>(data.get(word));
+        } else {
+            using namespace memory_write;
+            memories[placeOf(layer.get(word), address.get(word))] = static_cast<std::uint16_t>(data.get(word));
+        }
+    }
+}
+
+void MemoryChip::answer(const Packet& packet, PacketSink& out)
+{
+    const bool ofMemory = packet.extension == memoryReads, ofRegister = packet.extension == registerReads;
+    const std::uint8_t extension = ofMemory ? memoryAnswers : ofRegister ? registerAnswers : probeAnswers;
+    Answers answers(packet.module, PacketFormat::raw, extension, out);
+    for (const std::uint64_t word : packet.numbers(ofMemory ? 4 : 2)) {
+        if (ofMemory) {
+            const std::uint64_t layer = memory_read::layer.get(word), address = memory_read::address.get(word);
+            answers.add(memory_answer::data.put(valueAt(memories, placeOf(layer, address))) |
+                            memory_answer::address.put(address) | memory_answer::layer.put(layer),
+                        4);
+        } else if (ofRegister) {
+            const std::uint64_t layer = register_read::layer.get(word), index = register_read::index.get(word);
+            answers.add(register_answer::data.put(valueAt(registers, placeOf(layer, index))) |
+                            register_answer::index.put(index) | register_answer::layer.put(layer),
+                        4);
+        } else { // nothing to probe: 0
+            answers.add(probe_answer::value.put(0) | probe_answer::core.put(probe_read::core.get(word)), 4);
+        }
+    }
+    answers.flush();
+}
+
 void MemoryChip::command(const Packet& packet)
 {
-    for (std::size_t at = 0; at + 2 <= packet.size; at += 2) {
-        const auto code = static_cast<std::uint16_t>(packet.value(at, 2));
-        ++commands[code];
+    for (const std::uint64_t code : packet.commands()) {
+        ++commands[static_cast<std::uint16_t>(code)];
         if (code == clearRegisters)
             registers.clear();
     }
@@ -204,7 +219,7 @@ void MemoryChip::layerAccess(std::uint64_t word, Answers& answers)
     for (const AccessRow& row : accesses) {
         if (layer_word::kind.get(word) != row.kind)
             continue;
-        const Place place{static_cast<std::uint8_t>(row.memory), static_cast<std::uint8_t>(layer_word::layer.get(word)),
+        const Place place{row.memory, static_cast<std::uint8_t>(layer_word::layer.get(word)),
                           static_cast<std::uint32_t>(row.address.get(word))};
         if (!row.read.isSet(word)) {
             layerMemories[place] = static_cast<std::uint32_t>(row.value.get(word));
@@ -219,7 +234,7 @@ void MemoryChip::layerAccess(std::uint64_t word, Answers& answers)
 
 void MemoryChip::reset()
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     registers.clear();
     memories.clear();
     layerMemories.clear();
@@ -229,43 +244,58 @@ void MemoryChip::reset()
 
 std::uint32_t MemoryChip::registerValue(std::uint8_t layer, std::uint8_t index) const
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     return valueAt(registers, placeOf(layer, index));
 }
 
 std::uint32_t MemoryChip::memoryValue(std::uint8_t layer, std::uint16_t address) const
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     return valueAt(memories, placeOf(layer, address));
 }
 
 std::uint32_t MemoryChip::layerValue(Memory memory, std::uint8_t layer, std::uint32_t address) const
 {
-    const std::lock_guard lock(mutex);
-    return valueAt(layerMemories, Place{static_cast<std::uint8_t>(memory), layer, address});
+    const util::Lock lock(mutex);
+    return valueAt(layerMemories, Place{memory, layer, address});
+}
+
+std::uint32_t MemoryChip::neuronValue(std::uint8_t layer, std::uint32_t address) const
+{
+    return layerValue(Memory::neuron, layer, address);
+}
+
+std::uint32_t MemoryChip::weightValue(std::uint8_t layer, std::uint32_t address) const
+{
+    return layerValue(Memory::weight, layer, address);
+}
+
+std::uint32_t MemoryChip::biasValue(std::uint8_t layer, std::uint32_t address) const
+{
+    return layerValue(Memory::bias, layer, address);
 }
 
 std::uint16_t MemoryChip::moduleRegister(std::uint16_t address) const
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     return valueAt(configuration, address);
 }
 
 std::vector<std::uint16_t> MemoryChip::route() const
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     return routing;
 }
 
 std::uint64_t MemoryChip::commandCount(std::uint16_t code) const
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     return valueAt(commands, code);
 }
 
 std::uint64_t MemoryChip::spikeCount() const
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     return spikes;
 }
 

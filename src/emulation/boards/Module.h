@@ -5,6 +5,7 @@
 #include <chrono>
 
 #include "emulation/boards/Packet.h"
+#include "emulation/boards/PacketSink.h"
 
 namespace emulation {
 

@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "emulation/boards/LittleEndian.h"
+#include "util/LittleEndian.h"
 
 namespace emulation {
 namespace {
@@ -71,7 +71,7 @@ int OpalKellyBoard::stall(std::string problem) { return refuse(std::move(problem
 
 int OpalKellyBoard::controlTransfer(const Setup& setup, std::span<std::uint8_t> data)
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     ++counted.controlTransfers;
     return perform(setup, data);
 }
@@ -98,7 +98,7 @@ int OpalKellyBoard::perform(const Setup& setup, std::span<std::uint8_t> data)
 int OpalKellyBoard::updateWireIns(std::span<const std::uint8_t> data)
 {
     for (std::size_t i = 0; i < wires; ++i)
-        wireIns[i] = readLittleEndian<std::uint32_t>(data, 4 * i);
+        wireIns[i] = util::readLittleEndian<std::uint32_t>(data, 4 * i);
     if (!isRunning())
         logic.reset();
     ++updates;
@@ -108,7 +108,7 @@ int OpalKellyBoard::updateWireIns(std::span<const std::uint8_t> data)
 int OpalKellyBoard::tellWireOuts(std::span<std::uint8_t> data) const
 {
     for (std::size_t i = 0; i < wires; ++i)
-        writeLittleEndian(data, 4 * i, wireOuts[i]);
+        util::writeLittleEndian(data, 4 * i, wireOuts[i]);
     return static_cast<int>(data.size());
 }
 
@@ -117,12 +117,12 @@ int OpalKellyBoard::setUpPipe(std::span<const std::uint8_t> data, bool reads)
     if (data.size() != pipeBlockSize)
         return stall("a pipe's setup of " + std::to_string(data.size()) + " bytes instead of 32");
     const PipeLimits& limits = reads ? readLimits : writeLimits;
-    const std::size_t length = readLittleEndian<std::uint16_t>(data, lengthOffset);
-    const std::size_t blockSize = readLittleEndian<std::uint16_t>(data, blockSizeOffset);
+    const std::size_t length = util::readLittleEndian<std::uint16_t>(data, lengthOffset);
+    const std::size_t blockSize = util::readLittleEndian<std::uint16_t>(data, blockSizeOffset);
     const std::uint8_t pipe = data[pipeOffset];
     auto rest = pipeBlock;
-    writeLittleEndian(std::span(rest), lengthOffset, static_cast<std::uint16_t>(length));
-    writeLittleEndian(std::span(rest), blockSizeOffset, static_cast<std::uint16_t>(blockSize));
+    util::writeLittleEndian(std::span(rest), lengthOffset, static_cast<std::uint16_t>(length));
+    util::writeLittleEndian(std::span(rest), blockSizeOffset, static_cast<std::uint16_t>(blockSize));
     rest[pipeOffset] = pipe;
     const std::string name = "pipe " + std::to_string(pipe);
     if (!std::equal(rest.begin(), rest.end(), data.begin()))
@@ -145,10 +145,10 @@ int OpalKellyBoard::beginConfiguration(std::span<const std::uint8_t> data)
 {
     if (data.size() != configurationBlockSize)
         return stall("the setup of a configuration has " + std::to_string(data.size()) + " bytes instead of 4096");
-    const std::size_t size = readLittleEndian<std::uint32_t>(data, sizeOffset);
+    const std::size_t size = util::readLittleEndian<std::uint32_t>(data, sizeOffset);
     std::vector<std::uint8_t> expected(configurationBlockSize);
-    writeLittleEndian(std::span(expected), magicOffset, magic);
-    writeLittleEndian(std::span(expected), sizeOffset, static_cast<std::uint32_t>(size));
+    util::writeLittleEndian(std::span(expected), magicOffset, magic);
+    util::writeLittleEndian(std::span(expected), sizeOffset, static_cast<std::uint32_t>(size));
     if (!std::equal(expected.begin(), expected.end(), data.begin()))
         return stall("the setup of a configuration has other bytes than it should");
     if (size > largestConfiguration || size % stride != 0)
@@ -203,7 +203,7 @@ int OpalKellyBoard::bulkOut(std::uint8_t endpoint, std::span<const std::uint8_t>
 {
     int result = 0;
     {
-        const std::lock_guard lock(mutex);
+        const util::Lock lock(mutex);
         result = endpoint == configurationEndpoint ? takeConfiguration(data) : takePipe(data);
     }
     wakeIfNews();
@@ -212,7 +212,7 @@ int OpalKellyBoard::bulkOut(std::uint8_t endpoint, std::span<const std::uint8_t>
 
 int OpalKellyBoard::bulkIn(std::uint8_t, std::span<std::uint8_t> data)
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     if (announcedRead == 0)
         return stall("a pipe is read without a setup");
     if (data.size() < announcedRead) {
@@ -227,7 +227,7 @@ int OpalKellyBoard::bulkIn(std::uint8_t, std::span<std::uint8_t> data)
 
 std::uint32_t OpalKellyBoard::wireIn(int address) const
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     if (address < 0 || address >= firstWireOut)
         throw std::out_of_range("wire-in " + std::to_string(address) + ": addresses are 0 to 31");
     return wireIns[static_cast<std::size_t>(address)];
@@ -235,7 +235,7 @@ std::uint32_t OpalKellyBoard::wireIn(int address) const
 
 void OpalKellyBoard::setWireOut(int address, std::uint32_t value)
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     if (address < firstWireOut || address >= firstWireOut + static_cast<int>(wires))
         throw std::out_of_range("wire-out " + std::to_string(address) + ": addresses are 32 to 63");
     wireOuts[static_cast<std::size_t>(address - firstWireOut)] = value;
@@ -243,7 +243,7 @@ void OpalKellyBoard::setWireOut(int address, std::uint32_t value)
 
 std::uint64_t OpalKellyBoard::wireUpdates() const
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     return updates;
 }
 

@@ -48,25 +48,25 @@ public:
     int bulkIn(std::uint8_t endpoint, std::span<std::uint8_t> data) override;
 
 private:
-    void forget() override;
-    int perform(const Setup& setup, std::span<std::uint8_t> data);
-    int updateWireIns(std::span<const std::uint8_t> data);
-    int tellWireOuts(std::span<std::uint8_t> data) const;
-    int setUpPipe(std::span<const std::uint8_t> data, bool reads);
-    int beginConfiguration(std::span<const std::uint8_t> data);
-    int takeConfiguration(std::span<const std::uint8_t> data);
-    int takePipe(std::span<const std::uint8_t> data);
-    int stall(std::string problem);
-    bool isRunning() const;
+    void forget() VORNA_REQUIRES(mutex) override;
+    int perform(const Setup& setup, std::span<std::uint8_t> data) VORNA_REQUIRES(mutex);
+    int updateWireIns(std::span<const std::uint8_t> data) VORNA_REQUIRES(mutex);
+    int tellWireOuts(std::span<std::uint8_t> data) const VORNA_REQUIRES(mutex);
+    int setUpPipe(std::span<const std::uint8_t> data, bool reads) VORNA_REQUIRES(mutex);
+    int beginConfiguration(std::span<const std::uint8_t> data) VORNA_REQUIRES(mutex);
+    int takeConfiguration(std::span<const std::uint8_t> data) VORNA_REQUIRES(mutex);
+    int takePipe(std::span<const std::uint8_t> data) VORNA_REQUIRES(mutex);
+    int stall(std::string problem) VORNA_REQUIRES(mutex);
+    bool isRunning() const VORNA_REQUIRES(mutex);
 
-    std::array<std::uint32_t, wires> wireIns{};
-    std::array<std::uint32_t, wires> wireOuts{};
-    std::uint64_t updates = 0;
-    std::size_t announcedRead = 0; // bytes of a pipe, 0: none
-    std::size_t announcedWrite = 0;
-    std::vector<std::uint8_t> incoming; // of a configuration, without padding
-    std::size_t incomingSize = 0, incomingTaken = 0;
-    bool incomingGood = true;
+    std::array<std::uint32_t, wires> wireIns VORNA_GUARDED_BY(mutex){};
+    std::array<std::uint32_t, wires> wireOuts VORNA_GUARDED_BY(mutex){};
+    std::uint64_t updates VORNA_GUARDED_BY(mutex) = 0;
+    std::size_t announcedRead VORNA_GUARDED_BY(mutex) = 0; // bytes of a pipe, 0: none
+    std::size_t announcedWrite VORNA_GUARDED_BY(mutex) = 0;
+    std::vector<std::uint8_t> incoming VORNA_GUARDED_BY(mutex); // of a configuration, without padding
+    std::size_t incomingSize VORNA_GUARDED_BY(mutex) = 0, incomingTaken VORNA_GUARDED_BY(mutex) = 0;
+    bool incomingGood VORNA_GUARDED_BY(mutex) = true;
 };
 
 } // namespace emulation

@@ -23,6 +23,22 @@ std::uint64_t Packet::value(std::size_t offset, std::size_t count) const
     return result;
 }
 
+std::vector<std::uint64_t> Packet::numbers(std::size_t count) const
+{
+    std::vector<std::uint64_t> result;
+    for (std::size_t at = 0; at + count <= size; at += count)
+        result.push_back(value(at, count));
+    return result;
+}
+
+std::vector<std::uint64_t> Packet::commands() const
+{
+    constexpr std::uint8_t commandExtension = 0;
+    if (format != PacketFormat::raw || extension != commandExtension)
+        return {};
+    return numbers(2);
+}
+
 std::uint32_t Packet::header() const
 {
     using namespace packet_header;

@@ -6,19 +6,11 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <vector>
+
+#include "emulation/boards/BitRange.h"
 
 namespace emulation {
-
-/// A run of bits in a word.
-struct BitRange {
-    int low;
-    int width;
-
-    constexpr std::uint64_t mask() const { return (std::uint64_t{1} << width) - 1; }
-    constexpr std::uint64_t get(std::uint64_t word) const { return word >> low & mask(); }
-    constexpr std::uint64_t put(std::uint64_t value) const { return (value & mask()) << low; }
-    constexpr bool isSet(std::uint64_t word) const { return get(word) != 0; }
-};
 
 enum class PacketFormat : std::uint8_t {
     events = 0, ///< 32-bit words of the event stream
@@ -58,6 +50,11 @@ struct Packet {
     /// `count` payload bytes (8 at most) from `offset` on, lowest first; what lies beyond the payload reads as 0.
     std::uint64_t value(std::size_t offset, std::size_t count) const;
 
+    /// The whole payload as numbers of `count` bytes each; a rest that is shorter is left out.
+    std::vector<std::uint64_t> numbers(std::size_t count) const;
+    /// The 16-bit codes of a packet of commands; none of any other packet.
+    std::vector<std::uint64_t> commands() const;
+
     /// Words on the wire, the header included.
     std::size_t words() const { return (size + 7U) / 4U; }
     std::uint32_t header() const;
@@ -66,16 +63,5 @@ struct Packet {
 /// A packet of the size and kind that the header tells, its payload still zero; nothing for a header that contradicts
 /// itself.
 std::optional<Packet> packetFor(std::uint32_t header);
-
-/// Where modules put what they send to the host.
-class PacketSink {
-public:
-    virtual ~PacketSink() = default;
-    virtual void send(const Packet& packet) = 0;
-
-    /// Words, headers included, that a module may send by itself without using up the room that the host needs. Answers
-    /// to the host are sent regardless.
-    virtual std::size_t freeWords() const = 0;
-};
 
 } // namespace emulation

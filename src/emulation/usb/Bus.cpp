@@ -5,41 +5,6 @@
 
 namespace emulation {
 
-PluggedDevice::PluggedDevice(std::shared_ptr<Port> pluggedPort)
-    : port(std::move(pluggedPort)), lastAddress(port->address)
-{}
-
-PluggedDevice::PluggedDevice(PluggedDevice&& other) noexcept
-    : port(std::move(other.port)), lastAddress(std::exchange(other.lastAddress, 0))
-{}
-
-PluggedDevice& PluggedDevice::operator=(PluggedDevice&& other) noexcept
-{
-    unplug();
-    port = std::move(other.port);
-    lastAddress = std::exchange(other.lastAddress, 0);
-    return *this;
-}
-
-PluggedDevice::~PluggedDevice() { unplug(); }
-
-void PluggedDevice::unplug()
-{
-    if (!port)
-        return;
-    Bus::instance().remove(port);
-    std::exchange(port, nullptr)->unplug();
-}
-
-int PluggedDevice::bus() const { return Bus::number; }
-int PluggedDevice::address() const { return lastAddress; }
-
-void PluggedDevice::setFaults(Port::Faults faults)
-{
-    if (port)
-        port->setFaults(std::move(faults));
-}
-
 Bus& Bus::instance()
 {
     static Bus* const bus = new Bus;
@@ -50,7 +15,7 @@ PluggedDevice Bus::plug(std::shared_ptr<Device> device)
 {
     if (!device)
         throw std::invalid_argument("there is no device to plug in");
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     for (const auto& [address, port] : pluggedPorts)
         if (port->carries(*device))
             throw std::invalid_argument("this device is plugged in already");
@@ -74,7 +39,7 @@ int Bus::freeAddress() const
 
 void Bus::remove(const std::shared_ptr<Port>& port)
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     const auto found = pluggedPorts.find(port->address);
     if (found != pluggedPorts.end() && found->second == port)
         pluggedPorts.erase(found);
@@ -82,7 +47,7 @@ void Bus::remove(const std::shared_ptr<Port>& port)
 
 std::vector<std::shared_ptr<Port>> Bus::ports()
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     std::vector<std::shared_ptr<Port>> result;
     for (const auto& [address, port] : pluggedPorts)
         result.push_back(port);
@@ -91,27 +56,27 @@ std::vector<std::shared_ptr<Port>> Bus::ports()
 
 std::shared_ptr<Port> Bus::byAddress(int address)
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     const auto found = pluggedPorts.find(address);
     return found == pluggedPorts.end() ? nullptr : found->second;
 }
 
 std::shared_ptr<Port> Bus::byFile(int descriptor)
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     const auto found = files.find(descriptor);
     return found == files.end() ? nullptr : found->second;
 }
 
 void Bus::remember(int descriptor, std::shared_ptr<Port> port)
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     files[descriptor] = std::move(port);
 }
 
 std::shared_ptr<Port> Bus::forget(int descriptor)
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     const auto found = files.find(descriptor);
     if (found == files.end())
         return nullptr;

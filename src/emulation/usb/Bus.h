@@ -3,38 +3,15 @@
 
 #include <map>
 #include <memory>
-#include <mutex>
 #include <vector>
 
+#include "emulation/usb/PluggedDevice.h"
 #include "emulation/usb/Port.h"
+#include "util/Mutex.h"
 
 namespace emulation {
 
-/// A device that is plugged in; it is unplugged when this is destroyed. Movable; a moved-from one is empty.
-class PluggedDevice {
-public:
-    PluggedDevice() = default;
-    explicit PluggedDevice(std::shared_ptr<Port> pluggedPort);
-    PluggedDevice(PluggedDevice&& other) noexcept;
-    PluggedDevice& operator=(PluggedDevice&& other) noexcept;
-    ~PluggedDevice();
-
-    /// Takes the device out, as pulling its cable does: transfers under way end, open doors fail from now on. A second
-    /// call does nothing. May not be called from inside the device.
-    void unplug();
-
-    int bus() const;
-    int address() const; ///< 0 for an empty one
-
-    /// What goes wrong at the kernel's side from now on. Does nothing once unplugged.
-    void setFaults(Port::Faults faults);
-
-private:
-    std::shared_ptr<Port> port; // null once unplugged
-    int lastAddress = 0;
-};
-
-/// Threads: thread-safe. The lock is outer to none: a port is asked for something only after it is released.
+/// Threads: thread-safe.
 class Bus {
 public:
     /// Kernels number buses from 1 up, so real ones stay clear of this.
@@ -59,13 +36,14 @@ public:
 private:
     friend class PluggedDevice;
     Bus() = default;
-    int freeAddress() const;
+    int freeAddress() const VORNA_REQUIRES(mutex);
     void remove(const std::shared_ptr<Port>& port);
 
-    std::mutex mutex;
-    std::map<int, std::shared_ptr<Port>> pluggedPorts; // by address
-    std::map<int, std::shared_ptr<Port>> files;        // a port lives until its last file is closed
-    int lastAddress = 0;
+    // Innermost: nothing is asked of a port while it is held, except whether it carries a device.
+    util::Mutex mutex;
+    std::map<int, std::shared_ptr<Port>> pluggedPorts VORNA_GUARDED_BY(mutex); // by address
+    std::map<int, std::shared_ptr<Port>> files VORNA_GUARDED_BY(mutex); // a port lives until its last file is closed
+    int lastAddress VORNA_GUARDED_BY(mutex) = 0;
 };
 
 } // namespace emulation

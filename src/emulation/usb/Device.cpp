@@ -6,13 +6,13 @@ namespace emulation {
 
 void Device::setWaker(std::function<void()> newWaker)
 {
-    const std::lock_guard lock(wakerMutex);
+    const util::Lock lock(wakerMutex);
     waker = std::move(newWaker);
 }
 
 void Device::wake()
 {
-    const std::lock_guard lock(wakerMutex);
+    const util::Lock lock(wakerMutex);
     if (waker)
         waker();
 }

@@ -5,11 +5,12 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
-#include <mutex>
 #include <optional>
 #include <span>
 #include <string>
 #include <vector>
+
+#include "util/Mutex.h"
 
 namespace emulation {
 
@@ -71,8 +72,8 @@ protected:
     void wake();
 
 private:
-    std::mutex wakerMutex; // inner to the port's mutex, outer to the one of its worker's wake-up
-    std::function<void()> waker;
+    util::Mutex wakerMutex; // inner to the port's mutex, outer to the one of its worker's wake-up
+    std::function<void()> waker VORNA_GUARDED_BY(wakerMutex);
 };
 
 } // namespace emulation

@@ -3,12 +3,10 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <csignal>
 #include <cstring>
 #include <fcntl.h>
 #include <linux/usbdevice_fs.h>
 #include <optional>
-#include <pthread.h>
 #include <set>
 #include <span>
 #include <sys/ioctl.h>
@@ -16,6 +14,8 @@
 #include <utility>
 
 #include "emulation/usb/Descriptors.h"
+#include "util/LittleEndian.h"
+#include "util/SignalBlock.h"
 
 namespace emulation {
 namespace {
@@ -29,15 +29,10 @@ bool isControl(const usbdevfs_urb& urb) { return urb.type == USBDEVFS_URB_TYPE_C
 // Control requests queue on endpoint 0, whatever the direction.
 std::uint8_t queueOf(const usbdevfs_urb& urb) { return isControl(urb) ? std::uint8_t{0} : urb.endpoint; }
 
-std::uint16_t littleEndian(std::span<const std::uint8_t, 2> bytes)
+Setup readSetup(std::span<const std::uint8_t> bytes)
 {
-    return static_cast<std::uint16_t>(bytes[0] | bytes[1] << 8);
-}
-
-Setup readSetup(std::span<const std::uint8_t, setupSize> bytes)
-{
-    return {bytes[0], bytes[1], littleEndian(bytes.subspan<2, 2>()), littleEndian(bytes.subspan<4, 2>()),
-            littleEndian(bytes.subspan<6, 2>())};
+    const auto number = [&](std::size_t at) { return util::readLittleEndian<std::uint16_t>(bytes, at); };
+    return {bytes[0], bytes[1], number(2), number(4), number(6)};
 }
 
 // A pipe that is read or written for its effect on poll(); one byte always fits, or is there to be taken.
@@ -54,6 +49,7 @@ Port::Port(std::shared_ptr<Device> pluggedDevice, int deviceAddress)
       endpoints(device->endpoints())
 {
     device->setWaker([this] { wakeWorker(); });
+    const util::SignalBlock signals; // signals are for the program's own threads
     worker = std::thread([this] { work(); });
 }
 
@@ -62,10 +58,10 @@ Port::~Port()
     if (plugged) // else it may be in another port by now
         device->setWaker({});
     {
-        const std::lock_guard lock(workerMutex);
+        const util::Lock lock(workerMutex);
         stopping = true;
     }
-    workerWoken.notify_one();
+    workerWoken.notifyOne();
     worker.join();
     for (const auto& [descriptor, file] : files) {
         if (file.readEnd >= 0)
@@ -76,13 +72,13 @@ Port::~Port()
 
 void Port::setFaults(Faults newFaults)
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     faults = std::move(newFaults);
 }
 
 int Port::open()
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     if (!plugged)
         return -ENOENT;
     if (faults.open != 0)
@@ -98,7 +94,7 @@ int Port::open()
 
 void Port::close(int descriptor)
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     const auto found = files.find(descriptor);
     if (found == files.end())
         return;
@@ -112,7 +108,7 @@ void Port::close(int descriptor)
 
 void Port::unplug()
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     if (!std::exchange(plugged, false))
         return;
     for (const Request& request : takeOut([](const Request&) { return true; }))
@@ -128,7 +124,7 @@ bool Port::carries(const Device& other) const { return device.get() == &other; }
 
 int Port::ioctl(int descriptor, unsigned long request, void* argument)
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     const auto found = files.find(descriptor);
     if (found == files.end())
         return -EBADF;
@@ -273,7 +269,7 @@ std::vector<Port::Request> Port::takeOut(const std::function<bool(const Request&
 void Port::tryPending()
 {
     {
-        const std::lock_guard lock(workerMutex);
+        const util::Lock lock(workerMutex);
         trying = true;
         woken = false;
     }
@@ -313,7 +309,7 @@ int Port::ask(const usbdevfs_urb& urb, std::span<std::uint8_t> bytes)
 {
     if (!isControl(urb))
         return (urb.endpoint & 0x80) != 0 ? device->bulkIn(urb.endpoint, bytes) : device->bulkOut(urb.endpoint, bytes);
-    const Setup setup = readSetup(bytes.first<setupSize>());
+    const Setup setup = readSetup(bytes);
     const auto data = bytes.subspan(setupSize);
     const bool standard = (setup.bmRequestType & 0x60) == 0;
     return standard ? standardRequest(*device, setup, data) : device->controlTransfer(setup, data);
@@ -339,23 +335,21 @@ void Port::showWhetherWritable(int descriptor, File& file)
 
 void Port::work()
 {
-    sigset_t all; // signals are for the program's own threads
-    sigfillset(&all);
-    pthread_sigmask(SIG_BLOCK, &all, nullptr);
     for (;;) {
         std::optional<std::chrono::steady_clock::time_point> deadline;
         {
-            const std::lock_guard lock(mutex);
+            const util::Lock lock(mutex);
             tryPending();
             if (!requests.empty())
                 deadline = device->pollAfter();
         }
-        std::unique_lock lock(workerMutex);
-        const auto called = [this] { return woken || stopping; };
-        if (deadline)
-            workerWoken.wait_until(lock, *deadline, called);
-        else
-            workerWoken.wait(lock, called);
+        const util::Lock lock(workerMutex);
+        while (!woken && !stopping) {
+            if (!deadline)
+                workerWoken.wait(workerMutex);
+            else if (workerWoken.waitUntil(workerMutex, *deadline) == std::cv_status::timeout)
+                break;
+        }
         if (stopping)
             return;
         woken = false;
@@ -364,15 +358,15 @@ void Port::work()
 
 void Port::wakeWorker()
 {
-    const std::lock_guard lock(workerMutex);
+    const util::Lock lock(workerMutex);
     woken = true;
     if (!trying)
-        workerWoken.notify_one();
+        workerWoken.notifyOne();
 }
 
 bool Port::wokenMeanwhile()
 {
-    const std::lock_guard lock(workerMutex);
+    const util::Lock lock(workerMutex);
     trying = std::exchange(woken, false);
     return trying;
 }

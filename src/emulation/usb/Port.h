@@ -4,20 +4,19 @@
 // gone. Such a descriptor is the write end of a pipe with room for one byte: with the byte in it, it isn't writable;
 // when the read end is closed, it is in error.
 
-#include <condition_variable>
 #include <cstdint>
 #include <deque>
 #include <functional>
 #include <list>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <span>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "emulation/usb/Device.h"
+#include "util/Mutex.h"
 
 struct usbdevfs_urb;
 
@@ -26,8 +25,7 @@ namespace emulation {
 /// Threads: thread-safe; unplug() and destruction may not happen inside a call of the device.
 /// A request that the device can answer at once is answered on the thread that submits it. The others are tried again
 /// by the worker, which the constructor starts and the destructor joins; it sleeps until pollAfter() or a wake().
-/// Locks, outer to inner: `mutex` (requests, files, faults; held around every call of the device), the device's waker
-/// lock, `workerMutex`. None is held while code of libusb runs.
+/// Neither of its mutexes is held while code of libusb runs.
 class Port {
 public:
     /// What a test makes go wrong at the kernel's side. What goes wrong on the wire, the device itself returns.
@@ -71,41 +69,41 @@ private:
         usbdevfs_urb* urb;
     };
 
-    int submit(int file, usbdevfs_urb* urb);
-    int checkSubmission(int file, const usbdevfs_urb& urb) const;
-    int discard(const void* urb);
-    std::vector<Request> takeOut(const std::function<bool(const Request&)>& which);
-    int reap(int descriptor, File& file, void* argument);
-    int claim(int file, unsigned interfaceNumber);
-    int driverName(void* argument) const;
-    int detachDriver(const void* argument);
+    int submit(int file, usbdevfs_urb* urb) VORNA_REQUIRES(mutex);
+    int checkSubmission(int file, const usbdevfs_urb& urb) const VORNA_REQUIRES(mutex);
+    int discard(const void* urb) VORNA_REQUIRES(mutex);
+    std::vector<Request> takeOut(const std::function<bool(const Request&)>& which) VORNA_REQUIRES(mutex);
+    int reap(int descriptor, File& file, void* argument) VORNA_REQUIRES(mutex);
+    int claim(int file, unsigned interfaceNumber) VORNA_REQUIRES(mutex);
+    int driverName(void* argument) const VORNA_REQUIRES(mutex);
+    int detachDriver(const void* argument) VORNA_REQUIRES(mutex);
 
-    void tryPending();
-    void tryPendingOnce();
-    int attempt(const usbdevfs_urb& urb);
-    int ask(const usbdevfs_urb& urb, std::span<std::uint8_t> bytes);
-    void finish(const Request& request, int result);
-    void showWhetherWritable(int descriptor, File& file);
+    void tryPending() VORNA_REQUIRES(mutex);
+    void tryPendingOnce() VORNA_REQUIRES(mutex);
+    int attempt(const usbdevfs_urb& urb) VORNA_REQUIRES(mutex);
+    int ask(const usbdevfs_urb& urb, std::span<std::uint8_t> bytes) VORNA_REQUIRES(mutex);
+    void finish(const Request& request, int result) VORNA_REQUIRES(mutex);
+    void showWhetherWritable(int descriptor, File& file) VORNA_REQUIRES(mutex);
 
     void work();
     void wakeWorker();
     bool wokenMeanwhile();
 
-    std::mutex mutex;
+    util::Mutex mutex; // held around every call of the device, so outer to the device's own
     const std::shared_ptr<Device> device;
     const std::vector<std::uint8_t> endpoints; // the device's; asked once
-    std::map<int, File> files;
-    std::list<Request> requests;    // in the order of submission
-    std::map<unsigned, int> claims; // interface number to file
-    Faults faults;
-    bool plugged = true;
+    std::map<int, File> files VORNA_GUARDED_BY(mutex);
+    std::list<Request> requests VORNA_GUARDED_BY(mutex);    // in the order of submission
+    std::map<unsigned, int> claims VORNA_GUARDED_BY(mutex); // interface number to file
+    Faults faults VORNA_GUARDED_BY(mutex);
+    bool plugged VORNA_GUARDED_BY(mutex) = true;
 
-    std::mutex workerMutex;
-    std::condition_variable workerWoken;
-    bool stopping = false;
-    bool woken = false;
-    bool trying = false; // tryPending() runs and sees `woken` by itself
-    std::thread worker;  // last: it uses all of the above
+    util::Mutex workerMutex VORNA_ACQUIRED_AFTER(mutex); // innermost: a device wakes the worker from anywhere
+    util::ConditionVariable workerWoken;
+    bool stopping VORNA_GUARDED_BY(workerMutex) = false;
+    bool woken VORNA_GUARDED_BY(workerMutex) = false;
+    bool trying VORNA_GUARDED_BY(workerMutex) = false; // tryPending() runs and sees `woken` by itself
+    std::thread worker;                                // last: it uses all of the above
 };
 
 } // namespace emulation

@@ -14,6 +14,8 @@ using emulation::VirtualOpalKelly;
 using emulation::WireFault;
 
 template <>
+inline constexpr bool trovi::python::isShared<emulation::MemoryChip> = true;
+template <>
 inline constexpr bool trovi::python::isShared<VirtualBoard> = true;
 template <>
 inline constexpr bool trovi::python::isShared<VirtualDevKit> = true;
@@ -46,6 +48,7 @@ VORNA_BIND_LOCAL(emulation::DevKitOptions)
 VORNA_BIND_LOCAL(emulation::OpalKellyOptions)
 VORNA_BIND_LOCAL(emulation::BoardCounters)
 VORNA_BIND_LOCAL(emulation::WireFault)
+VORNA_BIND_LOCAL(emulation::MemoryChip)
 VORNA_BIND_LOCAL_WITH(emulation::VirtualBoard, [](auto& cls) {
     cls.def(
         "inject_fault",

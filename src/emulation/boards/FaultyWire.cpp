@@ -1,4 +1,4 @@
-#include "emulation/boards/WireFaults.h"
+#include "emulation/boards/FaultyWire.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -22,14 +22,14 @@ void FaultyWire::add(const WireFault& fault)
     const auto known = inner->endpoints();
     if (fault.endpoint != 0 && std::find(known.begin(), known.end(), fault.endpoint) == known.end())
         throw std::invalid_argument("the device has no endpoint " + std::to_string(fault.endpoint));
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     queues[fault.endpoint].faults.push_back(fault);
 }
 
 void FaultyWire::clear()
 {
     {
-        const std::lock_guard lock(mutex);
+        const util::Lock lock(mutex);
         queues.clear();
     }
     wake();
@@ -37,14 +37,14 @@ void FaultyWire::clear()
 
 std::uint64_t FaultyWire::appliedCount() const
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     return applied;
 }
 
 // The fault that this transfer meets, if any.
 std::optional<WireFault> FaultyWire::current(std::uint8_t endpoint) const
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     const auto found = queues.find(endpoint);
     if (found == queues.end() || found->second.faults.empty() || found->second.faults.front().after > 0)
         return std::nullopt;
@@ -53,7 +53,7 @@ std::optional<WireFault> FaultyWire::current(std::uint8_t endpoint) const
 
 void FaultyWire::plugIn()
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     gone = false;
     for (auto& [endpoint, queue] : queues)
         queue.delay.reset();
@@ -61,14 +61,14 @@ void FaultyWire::plugIn()
 
 bool FaultyWire::isGone() const
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     return gone;
 }
 
 void FaultyWire::goAway()
 {
     {
-        const std::lock_guard lock(mutex);
+        const util::Lock lock(mutex);
         gone = true;
     }
     if (unplug)
@@ -77,7 +77,7 @@ void FaultyWire::goAway()
 
 bool FaultyWire::mustWait(const WireFault& fault)
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     return !queues[fault.endpoint].delay.isOver(std::chrono::steady_clock::now(),
                                                 std::chrono::microseconds(fault.amount));
 }
@@ -85,7 +85,7 @@ bool FaultyWire::mustWait(const WireFault& fault)
 // A transfer is over: the next fault comes closer, or the present one has had one of its times.
 void FaultyWire::done(std::uint8_t endpoint, bool faulty)
 {
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     const auto found = queues.find(endpoint);
     if (found == queues.end() || found->second.faults.empty())
         return;
@@ -182,7 +182,7 @@ int FaultyWire::bulkIn(std::uint8_t endpoint, std::span<std::uint8_t> data)
 std::optional<std::chrono::steady_clock::time_point> FaultyWire::pollAfter() const
 {
     auto earliest = inner->pollAfter();
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     for (const auto& [endpoint, queue] : queues)
         if (const auto end = queue.delay.end(); end && (!earliest || *end < *earliest))
             earliest = end;
@@ -192,7 +192,7 @@ std::optional<std::chrono::steady_clock::time_point> FaultyWire::pollAfter() con
 void FaultyWire::cancelled(std::uint8_t endpoint)
 {
     inner->cancelled(endpoint);
-    const std::lock_guard lock(mutex);
+    const util::Lock lock(mutex);
     if (const auto found = queues.find(endpoint); found != queues.end())
         found->second.delay.cancel();
 }

@@ -1,0 +1,31 @@
+#pragma once
+// The emulated boards of this process.
+
+#include <memory>
+#include <vector>
+
+#include "util/Mutex.h"
+
+namespace emulation {
+
+class VirtualBoard;
+
+/// Keeps boards plugged in though nobody else keeps them. Threads: thread-safe.
+class BoardRegistry {
+public:
+    /// Lives until the process ends, since ports may be asked to the last.
+    static BoardRegistry& instance();
+
+    /// Lets go of boards that a fault has pulled out, too.
+    void add(const std::shared_ptr<VirtualBoard>& board);
+    void remove(const VirtualBoard* board);
+
+    /// In the order of plugging.
+    std::vector<std::shared_ptr<VirtualBoard>> boards() const;
+
+private:
+    mutable util::Mutex mutex; // outer to those of boards; no board is destroyed while it is held
+    std::vector<std::shared_ptr<VirtualBoard>> kept VORNA_GUARDED_BY(mutex);
+};
+
+} // namespace emulation
