@@ -22,6 +22,17 @@ constexpr RegionRow regionRows[] = {
     {0x4000'0000, 512 * 1024}, // system
 };
 
+// The region in which `size` bytes from `address` on lie whole; null: none.
+template <class Regions>
+auto regionOf(Regions& regions, std::uint32_t address, std::size_t size) -> decltype(&regions.front())
+{
+    for (auto& region : regions)
+        if (address >= region.begin && address - region.begin <= region.bytes.size() &&
+            size <= region.bytes.size() - (address - region.begin))
+            return &region;
+    return nullptr;
+}
+
 std::string hexadecimal(std::uint32_t value)
 {
     char text[11];
@@ -88,23 +99,9 @@ int Fx3BootDevice::controlTransfer(const Setup& setup, std::span<std::uint8_t> d
     return result;
 }
 
-const Fx3BootDevice::Region* Fx3BootDevice::regionOf(std::uint32_t address, std::size_t size) const
-{
-    for (const Region& region : regions)
-        if (address >= region.begin && address - region.begin <= region.bytes.size() &&
-            size <= region.bytes.size() - (address - region.begin))
-            return &region;
-    return nullptr;
-}
-
-Fx3BootDevice::Region* Fx3BootDevice::regionOf(std::uint32_t address, std::size_t size)
-{
-    return const_cast<Region*>(std::as_const(*this).regionOf(address, size));
-}
-
 int Fx3BootDevice::access(const Setup& setup, std::span<std::uint8_t> data, std::uint32_t address)
 {
-    Region* const region = regionOf(address, data.size());
+    Region* const region = regionOf(regions, address, data.size());
     const bool reads = (setup.bmRequestType & 0x80) != 0;
     if (region == nullptr) {
         whole = whole && reads;
@@ -128,7 +125,7 @@ int Fx3BootDevice::access(const Setup& setup, std::span<std::uint8_t> data, std:
 
 int Fx3BootDevice::jump(std::uint32_t address)
 {
-    const Region* const region = regionOf(address, wordSize);
+    const Region* const region = regionOf(regions, address, wordSize);
     if (region == nullptr)
         return refuse("a jump to " + hexadecimal(address) + ", which isn't RAM");
     const auto entry = region->written.begin() + static_cast<std::ptrdiff_t>(address - region->begin);
@@ -162,7 +159,7 @@ bool Fx3BootDevice::isStarted() const
 std::vector<std::uint8_t> Fx3BootDevice::ram(std::uint32_t address, std::size_t size) const
 {
     const util::Lock lock(mutex);
-    const Region* const region = regionOf(address, size);
+    const Region* const region = regionOf(regions, address, size);
     if (region == nullptr)
         throw std::out_of_range("the FX3 has no RAM for " + std::to_string(size) + " bytes at " + hexadecimal(address));
     const auto begin = region->bytes.begin() + static_cast<std::ptrdiff_t>(address - region->begin);

@@ -48,8 +48,6 @@ private:
         std::vector<bool> written;
     };
 
-    const Region* regionOf(std::uint32_t address, std::size_t size) const VORNA_REQUIRES(mutex);
-    Region* regionOf(std::uint32_t address, std::size_t size) VORNA_REQUIRES(mutex);
     int access(const Setup& setup, std::span<std::uint8_t> data, std::uint32_t address) VORNA_REQUIRES(mutex);
     int jump(std::uint32_t address) VORNA_REQUIRES(mutex);
     int refuse(std::string problem) VORNA_REQUIRES(mutex);
