@@ -16,17 +16,19 @@ def show(what):
 # A kit that runs its firmware, with a chip behind it that sends back what it gets.
 kit = vorna.emulation.plug_virtual_dev_kit(serial_number="KIT1", chip=vorna.emulation.ChipKind.loopback)
 
-# A board whose FPGA waits for its configuration. In a with block it is pulled out at the end.
+# A board whose FPGA waits for its configuration, with a chip behind it that keeps what is written to it. The end of the
+# with block unplugs it.
 with vorna.emulation.plug_virtual_opal_kelly(serial_number="OK1") as board:
     show("plugged in:")
     print("the board's FPGA is configured:", board.is_configured())
+    print("register 5 of the chip's layer 0:", board.chip().register_value(0, 5))
 show("after the block:")
 
-# Memories can be looked into and set from this side; flash reads 255 where it is erased.
+# Memories can be read and set from this side; flash reads 255 where it is erased.
 kit.set_flash_bytes(0x300000, [1, 0, 2, 0, 3, 0, 4, 0])
 print("flash:", kit.flash_bytes(0x300000, 10))
 
-# What the system refuses: error 13 is a missing permission. Without it the serial number can't be read.
+# The system refuses to open the board: error 13 is a missing permission. Without it the serial number can't be read.
 kit.set_kernel_faults(13, 0, 0, "")
 show("without permission:")
 
