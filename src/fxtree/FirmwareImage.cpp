@@ -66,7 +66,7 @@ std::vector<std::uint8_t> util::readFirmwareImage(const std::string& path)
         throw std::invalid_argument("Error: cannot read the firmware image " + path + ": " + error);
     if (bytes.size() > maxImageSize)
         throw std::invalid_argument("Error: File size exceeds maximum firmware image size");
-    // a file that ends within its header is judged by the bytes it has
+    // a file that ends within its header is checked by the bytes it has
     if ((!bytes.empty() && bytes[0] != 'C') || (bytes.size() > 1 && bytes[1] != 'Y'))
         throw std::invalid_argument("Error: Image does not have CY at start");
     if (bytes.size() > 2 && (bytes[2] & notExecutable) != 0)

@@ -45,7 +45,7 @@ struct FirmwareRecords {
 };
 
 /// @param image  as readFirmwareImage() gives it; it must live as long as the result. What follows the last record is
-///               not looked at
+///               ignored
 /// @param path   for the text of an error
 /// @throws std::invalid_argument with path, offset in the file and what was expected, when the image ends in a record
 FirmwareRecords parseFirmware(std::span<const std::uint8_t> image, const std::string& path);

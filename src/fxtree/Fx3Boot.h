@@ -5,7 +5,7 @@
 //   fxtree::Fx3Boot boot(std::make_unique<usb::LibUSBDevice>(bus, address));
 //   boot.configure("fx3.img"); // 0: the firmware runs
 //
-// This part tells its progress and its failures on the standard streams.
+// Progress and failures are printed to the standard streams.
 
 #include <cstdint>
 #include <iterator>

@@ -10,12 +10,12 @@
 namespace fxtree {
 
 inline constexpr std::size_t maxChunk = 2048;      ///< bytes of data in one request
-inline constexpr std::size_t announcementSize = 8; ///< two numbers, that tell of the transfers that follow
+inline constexpr std::size_t announcementSize = 8; ///< two numbers about the transfers that follow
 
 // In the boot state. The argument of setup() is an address in RAM.
 inline constexpr usb::Request writeRam{
     .use = "write to RAM", .code = 0xA0, .wValue = usb::lowHalf, .wIndex = usb::highHalf, .maxBytes = maxChunk};
-inline constexpr usb::Request jump{.use = "start at an address", // told from writeRam by its want of data
+inline constexpr usb::Request jump{.use = "start at an address", // differs from writeRam by having no data
                                    .code = 0xA0,
                                    .wValue = usb::lowHalf,
                                    .wIndex = usb::highHalf,

@@ -27,7 +27,7 @@ namespace opalkelly {
 /// wire buffers have no lock and belong to one thread. Every call that moves data blocks until it has, or has failed.
 class OpalKellyDevice {
 public:
-    /// Takes the open device and configures the FPGA when `bitFile` isn't empty; whether that worked is not told.
+    /// Takes the open device and configures the FPGA when `bitFile` isn't empty. Whether that worked isn't reported.
     /// Without a device (null) every transfer fails.
     OpalKellyDevice(std::unique_ptr<usb::LibUSBDevice> device, const std::string& bitFile);
 

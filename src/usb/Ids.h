@@ -1,5 +1,5 @@
 #pragma once
-// The USB identities that this system looks for.
+// The USB ids of boards.
 
 #include <array>
 #include <cstdint>

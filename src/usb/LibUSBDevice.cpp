@@ -27,7 +27,7 @@ constexpr std::size_t setupSize = LIBUSB_CONTROL_SETUP_SIZE;
 struct FreeTransfer {
     void operator()(libusb_transfer* transfer) const
     {
-        transfer->dev_handle = nullptr; // libusb_free_transfer looks into it, and it may be closed by now
+        transfer->dev_handle = nullptr; // libusb_free_transfer reads it, and it may be closed by now
         libusb_free_transfer(transfer);
     }
 };
@@ -56,7 +56,7 @@ std::list<Call> prepare(LibUSBDevice::Calls& owner, std::vector<std::uint8_t> bu
 
 } // namespace
 
-/// The transfers of one device. Each stands in `underWay` from its submission until whoever cleans up removes it, the
+/// The transfers of one device. Each is in `underWay` from its submission until it is cleaned up, by the
 /// callback or, for a control read, the waiting thread. libusb's part of it is freed with the mutex held: a submitted
 /// transfer refers to libusb's context, which the closing thread releases as soon as the list is empty.
 class LibUSBDevice::Calls {

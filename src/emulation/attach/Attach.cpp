@@ -165,12 +165,12 @@ void attachOnce()
     if (libusb == nullptr)
         throw std::runtime_error(std::string("cannot load libusb-1.0.so.0") + remedy);
     const auto wanted = detail::redirections();
-    Pass look{wanted};
-    ::dl_iterate_phdr(visitIfLibusb, &look);
-    if (!look.libraryFound)
+    Pass search{wanted};
+    ::dl_iterate_phdr(visitIfLibusb, &search);
+    if (!search.libraryFound)
         throw std::runtime_error(std::string("cannot find libusb-1.0.so.0 among the loaded libraries") + remedy);
     for (const Redirection& redirection : wanted)
-        if (!look.purposes.contains(redirection.purpose))
+        if (!search.purposes.contains(redirection.purpose))
             throw std::runtime_error(std::string("the loaded libusb doesn't call ") + redirection.name + remedy);
     Pass change{wanted, true};
     ::dl_iterate_phdr(visitIfLibusb, &change);
@@ -179,7 +179,7 @@ void attachOnce()
     // The library that was loaded need not be the one that this program calls. Each new context lists the devices.
     libusb_context* context = nullptr;
     if (libusb_init(&context) != 0)
-        return; // no libusb works here, and whoever opens a device is told so
+        return; // no libusb works here; opening a device will fail with a text of its own
     libusb_exit(context);
     if (!detail::haveBeenCalled())
         throw std::runtime_error(std::string("libusb is linked into the program") + remedy);

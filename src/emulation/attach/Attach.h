@@ -7,7 +7,7 @@
 //
 // The loaded libusb-1.0.so.0 runs unchanged, but its own calls to open, ioctl, close and seven functions of libudev are
 // redirected, by its relocation table. Nothing else in the process is touched, and neither privileges nor environment
-// variables are needed. There are no hot-plug events: a libusb context made before a plug or unplug isn't told of it.
+// variables are needed. There are no hot-plug events: a libusb context made before a plug or unplug doesn't see it.
 
 #include <memory>
 

@@ -21,7 +21,7 @@
 #include "emulation/usb/Bus.h"
 #include "util/Mutex.h"
 
-// libudev's types, of which only pointers are handed on
+// libudev's types; only pointers to them are passed on
 struct udev;
 struct udev_device;
 struct udev_enumerate;
@@ -218,7 +218,7 @@ Handles& handles()
 template <class T>
 T* asHandle(Entry* entry)
 {
-    return reinterpret_cast<T*>(entry); // never looked into, only compared
+    return reinterpret_cast<T*>(entry); // never dereferenced, only compared
 }
 
 udev_list_entry* startListing()
@@ -311,7 +311,7 @@ udev_device* vornaEmulationUnrefDevice(udev_device* device) noexcept
 } // extern "C"
 
 template <class Function>
-void look(void* libudev, const char* name, Function*& function)
+void lookUp(void* libudev, const char* name, Function*& function)
 {
     // the global scope first: an interposed libudev counts
     void* found = ::dlsym(RTLD_DEFAULT, name);
@@ -326,13 +326,13 @@ void look(void* libudev, const char* name, Function*& function)
 void lookUpLibudev()
 {
     void* const libudev = ::dlopen("libudev.so.1", RTLD_NOW | RTLD_NODELETE);
-    look(libudev, "udev_enumerate_get_list_entry", real.firstEntry);
-    look(libudev, "udev_list_entry_get_next", real.nextEntry);
-    look(libudev, "udev_list_entry_get_name", real.entryName);
-    look(libudev, "udev_device_new_from_syspath", real.deviceFromSyspath);
-    look(libudev, "udev_device_get_devnode", real.deviceNode);
-    look(libudev, "udev_device_get_sysname", real.deviceSysname);
-    look(libudev, "udev_device_unref", real.unrefDevice);
+    lookUp(libudev, "udev_enumerate_get_list_entry", real.firstEntry);
+    lookUp(libudev, "udev_list_entry_get_next", real.nextEntry);
+    lookUp(libudev, "udev_list_entry_get_name", real.entryName);
+    lookUp(libudev, "udev_device_new_from_syspath", real.deviceFromSyspath);
+    lookUp(libudev, "udev_device_get_devnode", real.deviceNode);
+    lookUp(libudev, "udev_device_get_sysname", real.deviceSysname);
+    lookUp(libudev, "udev_device_unref", real.unrefDevice);
 }
 
 template <class Function>

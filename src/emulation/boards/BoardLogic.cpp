@@ -54,7 +54,7 @@ void BoardLogic::take(std::span<const std::uint8_t> blocks)
     }
 }
 
-// The words that the packet has of which this is the header; 0: nothing more comes in this block.
+// Starts the packet with this header. Returns its words; 0: nothing more comes in this block.
 std::size_t BoardLogic::begin(std::uint32_t header)
 {
     if (header == 0)
@@ -151,13 +151,13 @@ void BoardLogic::fill(std::span<std::uint8_t> blocks)
             util::writeLittleEndian(blocks, block * blockSize + 4 * (i + 1), words[i]);
         sent += taken;
     }
-    // told last, so that the room of these very blocks is in it; a host goes by the last block's credit
+    // computed last, so that it includes the room of these very blocks; a host uses the last block's credit
     granted = credit();
     for (std::size_t block = 0; block < count; ++block)
         util::writeLittleEndian(blocks, block * blockSize, static_cast<std::uint32_t>(granted));
     creditReturned = false;
     counters.blocksToHost += count;
-    if (2 * sent >= outgoing.size()) { // so that words are moved seldom
+    if (2 * sent >= outgoing.size()) { // so words are rarely moved
         outgoing.erase(outgoing.begin(), outgoing.begin() + static_cast<std::ptrdiff_t>(sent));
         sent = 0;
     }

@@ -38,7 +38,7 @@ public:
     /// Announces no more than this many words, though there is room; nothing: as much as there is room for.
     void setCreditLimit(std::optional<std::uint32_t> limit);
 
-    /// What the host wrote in one transfer: whole blocks. A packet that they end in goes on in the next ones.
+    /// What the host wrote in one transfer: whole blocks. A packet cut off by their end continues in the next.
     void take(std::span<const std::uint8_t> blocks);
 
     /// True when the host should hear of packets, or of credit that has come back.
@@ -70,7 +70,7 @@ private:
     std::size_t position = 0;    // bytes that have come
     bool dropping = false;       // the packet is beyond the credit
     std::int64_t granted = 0;    // words that the host may still send
-    bool creditReturned = false; // the host has sent since it was last told its credit
+    bool creditReturned = false; // the host has sent since its credit was last announced
     std::optional<std::uint32_t> creditLimit;
 
     std::vector<std::uint32_t> outgoing; // words for the host, from `sent` on

@@ -58,7 +58,7 @@ struct AccessRow {
     std::uint64_t kind;    // bits 35 and 36
     BitRange value;        // of a write, kill bit on top
     BitRange address, tag; // the tag is that of a read
-    BitRange read;         // the bit that tells a read
+    BitRange read;         // set in a read
     std::uint64_t answer;  // kind code of the answer
     BitRange answerTag;
 };

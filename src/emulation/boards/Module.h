@@ -13,7 +13,7 @@ namespace emulation {
 /// only event and raw packets may be sent, since hosts accept no others.
 ///
 /// Threads: a board calls with its own lock held, never two calls at once, so a module needs a lock only for what other
-/// threads look at. It may not call the board.
+/// threads read. It may not call the board.
 class Module {
 public:
     using Time = std::chrono::steady_clock::time_point;

@@ -60,7 +60,7 @@ struct Packet {
     std::uint32_t header() const;
 };
 
-/// A packet of the size and kind that the header tells, its payload still zero; nothing for a header that contradicts
+/// A packet of the size and kind in the header, with a payload of zeros; nothing for a header that contradicts
 /// itself.
 std::optional<Packet> packetFor(std::uint32_t header);
 

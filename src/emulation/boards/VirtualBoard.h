@@ -46,7 +46,7 @@ public:
     void clearFaults();
     std::uint64_t faultCount() const; ///< transfers that went wrong so
 
-    /// The kernel's side, by errno numbers; 0 and "": all is well. Holds until the next unplug.
+    /// The kernel's side, by errno numbers; 0 and "": no fault. Holds until the next unplug.
     /// @throws std::invalid_argument for a number that no errno has
     void setKernelFaults(std::int64_t open, std::int64_t claim, std::int64_t submit, const std::string& kernelDriver);
 
@@ -133,7 +133,7 @@ constexpr auto trovi::registerMemberFunctions<emulation::VirtualBoard>()
         function("faultCount", &VirtualBoard::faultCount, "Transfers that went wrong by injected faults."),
         function("setKernelFaults", &VirtualBoard::setKernelFaults,
                  "What the kernel refuses until the next unplug, by errno: opening the board (13: no permission), "
-                 "claiming its interface (16: somebody has it), every transfer (12: no memory); 0 is well. A kernel "
+                 "claiming its interface (16: somebody has it), every transfer (12: no memory); 0 is none. A kernel "
                  "driver's name: it has the board until it is detached; empty is none.",
                  "open, claim, submit, kernelDriver"),
         function("isConfigured", &VirtualBoard::isConfigured, "True when the FPGA holds a configuration."),

@@ -8,11 +8,11 @@
 namespace emulation {
 
 enum class FaultKind : std::uint8_t {
-    drop,          ///< what the host writes never arrives, though it is told so; what it reads is lost, and it waits on
+    drop,          ///< a write never arrives, though the host sees success; a read loses its data and waits for more
     delay,         ///< the transfer begins `amount` microseconds late
     shortTransfer, ///< no more than `amount` bytes are carried; what a read leaves is lost
     stall,         ///< the transfer ends with a stall
-    corrupt,       ///< the bits of the byte at `amount`, counted from the transfer's beginning, are turned over
+    corrupt,       ///< the bits of the byte at `amount`, counted from the transfer's beginning, are inverted
     unplug,        ///< the device is pulled out: this transfer ends so, and all after it until plugIn()
 };
 
@@ -47,8 +47,8 @@ template <>
 constexpr const char* trovi::registerDoc<emulation::WireFault>()
 {
     return "A fault of the wire between host and board.\n"
-           "drop: what the host writes is lost on the way, what it reads too, and it waits on;\n"
+           "drop: the data are lost; a write seems to succeed, a read waits for the next data;\n"
            "delay: the transfer comes late; shortTransfer: only its beginning is carried; stall: it ends with a "
            "stall;\n"
-           "corrupt: the bits of one of its bytes are turned over; unplug: the board is pulled out during it.";
+           "corrupt: the bits of one of its bytes are inverted; unplug: the board is pulled out during it.";
 }

@@ -1,5 +1,5 @@
 #pragma once
-// What the standard requests of USB tell about a device.
+// The answers to the standard requests of USB.
 
 #include <cstdint>
 #include <span>

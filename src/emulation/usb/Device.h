@@ -64,7 +64,7 @@ public:
     /// waits for its pollAfter() any more. Doesn't throw.
     virtual void cancelled(std::uint8_t /*endpoint*/) {}
 
-    /// Called by whoever carries the device's transfers, to be told of wake(). Empty: nobody is told any more.
+    /// For the port: `newWaker` is called at each wake(); an empty one ends that.
     void setWaker(std::function<void()> newWaker);
 
 protected:

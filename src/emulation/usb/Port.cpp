@@ -243,8 +243,8 @@ int Port::discard(const void* urb)
     return 0;
 }
 
-// Requests that end unanswered. The device hears of each that it has been asked, the first of its queue; the worker asks
-// the one behind it.
+// Takes requests out that end unanswered. The device is told of those that it was asked for, the first of each queue;
+// the worker then asks for the next.
 std::vector<Port::Request> Port::takeOut(const std::function<bool(const Request&)>& which)
 {
     std::vector<Request> taken;
