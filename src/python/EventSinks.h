@@ -8,7 +8,10 @@
 #include <type_traits>
 #include <vector>
 
+// clang-format off: integers come first, see there
+#include "trovi/python/Integers.h"
 #include <pybind11/numpy.h>
+// clang-format on
 
 #include "graph/nodes/BufferSinkNode.h"
 #include "trovi/python/GilRelease.h"

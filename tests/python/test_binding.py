@@ -164,3 +164,23 @@ def test_names_that_stand_in_two_places_are_one_class(vorna):
     assert vorna.Vec2_int is vorna.util.Vec2_int
     assert vorna.Vec2_int(x=-1, y=2).to_string() == "(-1,2)"
     assert vorna.Vec2_unsigned_char(x=65, y=2).to_string() == "(65,2)"
+
+
+def test_lists_of_a_chip_write_to_its_configuration(vorna):
+    config = vorna.tessel.configuration.TesselConfiguration()
+    plain = len(vorna.tessel.event.tessel_config_to_event(config))
+    layers, changed = config.cnn_layers, vorna.tessel.configuration.CNNLayerConfig(threshold_high=7)
+    layers[1] = changed
+    changed.threshold_high = 8
+    layers[1].destinations[1] = {"enable": True, "layer": 3}
+    layers[1].biases.append(5)
+    config.dvs_layer.destinations[0].layer = 4
+    assert (config.cnn_layers[1].threshold_high, config.cnn_layers[1].destinations[1].layer) == (7, 3)
+    assert config.cnn_layers[1].biases == [0, 5] and config.dvs_layer.destinations[0].layer == 4
+    layers[0].weights[0][0][0][0] = 9
+    words = vorna.tessel.event.tessel_config_to_event(config)
+    assert len(words) == plain + 1 and any(getattr(w, "weight", 0) == 9 for w in words)
+    with pytest.raises(TypeError, match="TesselConfiguration.cnn_layers: it always has 9 elements"):
+        config.cnn_layers.append(changed)
+    with pytest.raises(TypeError, match=r"write\(\): .*\[1\]: expected .*Spike.*, got None"):
+        vorna.graph.nodes.EventSource_tessel_event_output_event().write([vorna.tessel.event.Spike(), None])

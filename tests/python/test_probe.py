@@ -1,5 +1,7 @@
 """What the binder makes of descriptions, on the classes of probe/Probe.cpp."""
 import copy
+import decimal
+import fractions
 import gc
 import json
 import pickle
@@ -153,6 +155,120 @@ def test_dicts_in_a_list_reach_into_its_elements(probe, derived, capsys):
         with pytest.raises(TypeError, match=text):
             derived.fixed = wrong
         assert [e.value for e in derived.fixed] == [7, 2, 8]
+
+
+def shown(list_of_leaves):
+    return [e.value for e in list_of_leaves]
+
+
+@pytest.mark.parametrize("change", [
+    "l[0] = 9", "l[-1] = 9", "del l[1]", "l[1:] = [7, 8, 9]", "l[::2] = [5, 6]", "del l[::2]", "l.append(4)", "l.extend(l)",
+    "l.insert(1, 8)", "l.pop()", "l.pop(0)", "l.remove(1)", "l.reverse()", "l.sort()", "l.sort(reverse=True, key=lambda x: x)",
+    "l.clear()", "l += [6]", "l *= 2", "l[0], l[1] = l[1], l[0]"])
+def test_a_list_changes_its_member_as_a_plain_list(probe, derived, change):
+    for owner, member in ((derived, "numbers"), (derived, "grid"), (probe.probe.Weights(), "biases")):
+        setattr(owner, member, [3, 1, 2])
+        plain, listed, other = [3, 1, 2], getattr(owner, member), getattr(owner, member)
+        exec(change, {"l": plain})
+        exec(change, {"l": listed})
+        assert getattr(owner, member) == listed == plain and isinstance(listed, list) and repr(listed) == repr(plain)
+        assert other == [3, 1, 2], "it shows what was read"
+        other.append(5)
+        assert getattr(owner, member) == other == plain + [5], "and changes what is there"
+        for wrong in ("l.append('x')", "l[0] = 2.5", "l[:] = [None]", "l[99] = 1", "l.remove(99)"):
+            with pytest.raises((TypeError, IndexError, ValueError)):
+                exec(wrong, {"l": other})
+            assert getattr(owner, member) == other == plain + [5]
+
+
+@pytest.mark.parametrize("change, error, text", [
+    ("fixed.append(leaf)", TypeError, "probe.Derived.fixed: it always has 3 elements; they can be replaced, but none added or removed"),
+    ("del fixed[0]", TypeError, "it always has 3 elements"), ("fixed *= 2", TypeError, "it always has 3 elements"),
+    ("fixed[1:] = [leaf]", TypeError, "it always has 3 elements"), ("fixed.pop()", TypeError, "it always has 3 elements"),
+    ("fixed[1] = 3", TypeError, "probe.Derived.fixed[1]: expected probe.Leaf, or a dict of its members, got 3 (int)"),
+    ("fixed[1] = {'value': 'x'}", TypeError, "probe.Leaf.value: expected int in [-2147483648, 2147483647], got 'x' (str)"),
+    ("fixed[:2] = [leaf, None]", TypeError, "probe.Derived.fixed[1]: expected probe.Leaf, or a dict of its members, got None (NoneType)"),
+    ("fixed[3] = leaf", IndexError, "probe.Derived.fixed: assignment index out of range, it has 3 elements"),
+    ("fixed.__init__([])", TypeError, "a member's list is made by reading the member"),
+    ("type(fixed)()", TypeError, "a member's list is made by reading the member"),
+])
+def test_a_list_refuses_what_its_member_cannot_do(probe, derived, capsys, change, error, text):
+    derived.fixed = leaves(probe, 1, 2, 3)
+    fixed = derived.fixed
+    with pytest.raises(error) as caught:
+        exec(change, {"fixed": fixed, "leaf": probe.probe.Leaf()})
+    assert text in str(caught.value) and shown(derived.fixed) == shown(fixed) == [1, 2, 3]
+
+
+def test_elements_are_replaced_as_in_any_list(probe, derived):
+    derived.list, derived.fixed = leaves(probe, 1, 2, 3), leaves(probe, 1, 2, 3)
+    for name in ("list", "fixed"):
+        listed, other = getattr(derived, name), getattr(derived, name)
+        first, second = listed[:2]
+        listed[0], listed[2] = listed[2], listed[0]
+        assert shown(getattr(derived, name)) == shown(listed) == shown(other) == [3, 2, 1], name
+        first.value = 7
+        other[0].value, second.value = 8, 9
+        assert shown(getattr(derived, name)) == [8, 9, 1], "what was replaced is part of nothing any more, the rest is"
+        listed[1] = {"colour": probe.probe.Colour.darkBlue}
+        assert (second.value, second.colour) == (9, probe.probe.Colour.darkBlue), "a dict changes the element"
+        listed[1] = listed[1]
+        second.value = 10
+        assert shown(getattr(derived, name)) == [8, 10, 1]
+        listed.sort(key=lambda e: e.value)
+        listed[-1].value = 11
+        assert shown(getattr(derived, name)) == [1, 8, 11]
+        assert [type(c) for c in (listed[:], copy.copy(listed), copy.deepcopy(listed), listed + [])] == [list] * 4
+    del derived
+    gc.collect()
+    first.value, listed[0].value = 1, 2
+    assert pickle.loads(pickle.dumps(listed)) == listed
+
+
+def test_inner_lists_change_their_place(probe, forest):
+    pair = forest.tree.pair
+    pair[1].append(probe.probe.Leaf(value=6))
+    pair[0][0] = {"value": 7}
+    inner = pair[0]
+    assert [shown(e) for e in forest.tree.pair] == [[7], [5, 6]]
+    pair[0] = leaves(probe, 1, 2)
+    with pytest.raises(RuntimeError, match="part of probe.Tree.pair no more"):
+        inner.append(probe.probe.Leaf())
+    assert [shown(e) for e in forest.tree.pair] == [[1, 2], [5, 6]]
+
+
+def test_an_object_without_init_is_refused(probe, derived):
+    class Silent(probe.probe.Leaf):
+        def __init__(self):
+            pass
+
+    with pytest.raises(TypeError, match="__init__"):
+        Silent()
+    for cls in (probe.probe.Leaf, Silent, probe.probe.Derived, probe.probe.Colour):
+        unmade = cls.__new__(cls)
+        for use in (repr, str, lambda o: o == o and o.leaf, copy.copy, copy.deepcopy, pickle.dumps, lambda o: o.value, lambda o: o.sum(1),
+                    lambda o: setattr(o, "value", 1), lambda o: setattr(derived, "leaf", o), lambda o: setattr(derived, "fixed", [o] * 3),
+                    lambda o: derived.fixed.__setitem__(0, o), int):
+            with pytest.raises((TypeError, AttributeError)):
+                use(unmade)
+    made = probe.probe.Leaf.__new__(probe.probe.Leaf)
+    made.__init__(value=3)
+    assert made.value == 3
+
+
+def test_only_what_is_an_integer_is_one(probe, derived):
+    class Number:
+        def __index__(self):
+            return 4
+
+    take, weights = probe.probe.tools.twice_the_value, probe.probe.Weights()
+    for wrong in (decimal.Decimal(2), fractions.Fraction(7, 2), 2.0, "2", None):
+        for use in (lambda: take(wrong), lambda: derived.sum(wrong, wrong), lambda: setattr(derived, "numbers", [wrong]), lambda: probe.probe.Colour(wrong),
+                    lambda: setattr(derived.leaf, "value", wrong), lambda: setattr(weights, "biases", [wrong]), lambda: derived.numbers.append(wrong)):
+            with pytest.raises(TypeError, match="incompatible|expected .*int in .*got"):
+                use()
+    derived.leaf.value, derived.numbers = Number(), [Number(), True]
+    assert (take(Number()), derived.leaf.value, derived.numbers) == (8, 4, [4, 1])
 
 
 def test_a_class_without_members_is_a_whole_class(probe, tmp_path):

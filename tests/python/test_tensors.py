@@ -1,6 +1,7 @@
 """Members of array type: nested lists and buffers in, nested lists out, in this process and through a proxy."""
 import array
 import copy
+import gc
 import json
 import pickle
 
@@ -238,3 +239,58 @@ def test_signatures_and_docs(probe):
     weights = probe.probe.Weights.weights
     assert weights.__doc__ == EXPECTED["weights"] + ": one for each pair"
     assert weights.fget.__doc__.strip().lower().endswith("-> list[list[list[list[int]]]]")
+
+
+def test_nested_lists_reach_into_the_array(local):
+    local.weights = values("weights", (2, 2, 2, 3))
+    expected = values("weights", (2, 2, 2, 3)).tolist()
+    for listed in (expected, local.weights):
+        listed[0][0][1][2] = 5
+        listed[1][1][-2][0] = numpy.int64(-6)
+        listed[1][0] = [[1, 2, 3], [4, 5, 6]]
+        listed.append(copy.deepcopy(listed[0]))
+        listed[2][0].reverse()
+    assert local.weights == listed == expected
+    row = listed[1][1]
+    for change, error, text in (("[0][0][1][2] = 300", TypeError, "expected .*int in .*300"), ("[0][0].append([1, 2, 3])", ValueError, RAGGED),
+                                ("[0][0][1][3] = 1", IndexError, "assignment index out of range"), ("[0] = [[[1]]]", ValueError, RAGGED)):
+        with pytest.raises(error, match=text):
+            exec("listed" + change)
+        assert local.weights == listed == expected
+    listed.insert(0, listed[0])
+    with pytest.raises(RuntimeError, match="Weights.weights no more, since a list around it changed: read the member again"):
+        row[0][0] = 1
+    stale = local.weights
+    local.weights = [[[[1]]]]
+    with pytest.raises(IndexError, match="has no such list any more|out of range"):
+        stale[1][1][0][0] = 1
+    stale[0][0][0][0] = 7
+    assert local.weights == [[[[7]]]] and stale[0][0][0] == [7]
+
+
+def test_a_numpy_array_refers_to_the_elements(probe):
+    network = probe.probe.Network(layers=[probe.probe.Weights(weights=values("weights")), probe.probe.Weights()])
+    layer = network.layers[0]
+    view = layer.weights_array()
+    assert view.dtype == numpy.int8 and view.flags.writeable and view.tolist() == layer.weights == values("weights").tolist()
+    view[1, 1, 1, 1] = 99
+    layer.weights[0][0][0][0] = 98
+    assert layer.weights[1][1][1][1] == 99 and view[0, 0, 0, 0] == 98
+    layer.weights = values("weights", seed=2)
+    assert view.tolist() == layer.weights == values("weights", seed=2).tolist(), "the same shape stays in place"
+    replacing = {"another shape": lambda: setattr(layer, "weights", [[[[1]]]]), "the object": lambda: setattr(network, "first", probe.probe.Weights()),
+                 "the element": lambda: network.layers.__setitem__(0, probe.probe.Weights())}
+    for what, replace in replacing.items():
+        network.layers[0], network.first = {"weights": values("weights")}, {"weights": values("weights")}
+        owner = network.first if what == "the object" else network.layers[0]
+        view = owner.weights_array()
+        replace()
+        view[...] = 3
+        owner = network.first if what == "the object" else network.layers[0]
+        assert owner.weights != view.tolist() and (view == 3).all() and view.shape == (3, 2, 5, 4), what
+    view = probe.probe.Weights(states=values("states")).states_array()
+    gc.collect()
+    assert (view == values("states")).all(), "it keeps its owner"
+    bits = probe.probe.Weights(kill=values("kill")).kill_array()
+    assert (bits == values("kill")).all() and bits.dtype == bool and not bits.flags.writeable, "bits are packed"
+    assert probe.probe.Weights(biases=[]).biases_array().shape == (0,)

@@ -5,8 +5,11 @@
 #include <bit>
 #include <cstring>
 #include <limits>
+#include <stdexcept>
 #include <string_view>
 #include <type_traits>
+
+#include <pybind11/numpy.h>
 
 namespace trovi::python {
 namespace {
@@ -16,17 +19,20 @@ struct Element;
 template <>
 struct Element<signed char> {
     static constexpr char format = 'b'; // the letter of the buffer protocol
-    static constexpr const char* text = "int in [-128, 127], or an int8";
+    static constexpr const char* text = "int in [-128, 127]";
+    static constexpr const char* array = "int8";
 };
 template <>
 struct Element<short> {
     static constexpr char format = 'h';
-    static constexpr const char* text = "int in [-32768, 32767], or an int16";
+    static constexpr const char* text = "int in [-32768, 32767]";
+    static constexpr const char* array = "int16";
 };
 template <>
 struct Element<bool> {
     static constexpr char format = '?';
-    static constexpr const char* text = "bool, or a bool";
+    static constexpr const char* text = "bool";
+    static constexpr const char* array = "bool";
 };
 
 // ---- buffers -----------------------------------------------------------------------------------------------------
@@ -233,24 +239,31 @@ private:
 };
 
 template <class T>
-PyObject* listOf(std::span<const std::uint64_t> dimensions, typename std::vector<T>::const_iterator& at)
+PyObject* listOf(std::span<const std::uint64_t> dimensions, typename std::vector<T>::const_iterator& at,
+                 const ListPlace* place)
 {
     const auto size = static_cast<Py_ssize_t>(dimensions[0]);
-    auto list = py::reinterpret_steal<py::object>(PyList_New(size));
+    auto list = py::reinterpret_steal<py::object>(place != nullptr ? newMemberList(*place, size) : PyList_New(size));
     if (!list)
         throw py::error_already_set();
     for (Py_ssize_t i = 0; i < size; ++i) {
         PyObject* item = nullptr;
-        if (dimensions.size() > 1)
-            item = listOf<T>(dimensions.subspan(1), at);
-        else if constexpr (std::is_same_v<T, bool>)
+        if (dimensions.size() > 1 && place != nullptr) {
+            const ListPlace inner = place->inner(static_cast<std::size_t>(i));
+            item = listOf<T>(dimensions.subspan(1), at, &inner);
+        } else if (dimensions.size() > 1) {
+            item = listOf<T>(dimensions.subspan(1), at, nullptr);
+        } else if constexpr (std::is_same_v<T, bool>) {
             item = PyBool_FromLong(*at++);
-        else
+        } else {
             item = PyLong_FromLong(*at++);
+        }
         if (item == nullptr)
             throw py::error_already_set();
         PyList_SET_ITEM(list.ptr(), i, item);
     }
+    if (place != nullptr)
+        finishMemberList(list.ptr(), true);
     return list.release().ptr();
 }
 
@@ -273,11 +286,60 @@ bool loadArray(py::handle source, std::span<std::uint64_t> dimensions, std::vect
 }
 
 template <class T>
-py::object nestedLists(std::span<const std::uint64_t> dimensions, const std::vector<T>& data)
+py::object nestedLists(std::span<const std::uint64_t> dimensions, const std::vector<T>& data, const ListPlace* place)
 {
     util::tensor::detail::checkShape(dimensions, data.size());
     auto at = data.begin();
-    return py::reinterpret_steal<py::object>(listOf<T>(dimensions, at));
+    if (place != nullptr) {
+        at += static_cast<std::ptrdiff_t>(place->offset(dimensions));
+        dimensions = dimensions.subspan(place->depth);
+    }
+    return py::reinterpret_steal<py::object>(listOf<T>(dimensions, at, place));
+}
+
+template <class T>
+bool loadArrayPart(std::vector<T>& data, std::size_t offset, std::vector<std::uint64_t> dimensions, py::handle source)
+{
+    std::vector<std::uint64_t> shape(dimensions.size());
+    std::vector<T> part;
+    if (!loadArray(source, std::span(shape), part) || shape != dimensions)
+        return false;
+    if (offset > data.size() || part.size() > data.size() - offset)
+        throw std::out_of_range("the array has changed");
+    std::copy(part.begin(), part.end(), data.begin() + static_cast<std::ptrdiff_t>(offset));
+    return true;
+}
+
+template <class T>
+bool loadArrayElement(std::vector<T>& data, std::size_t offset, py::handle source)
+{
+    T element{};
+    if (!loadElement(source.ptr(), element))
+        return false;
+    data.at(offset) = element; // the element's own code may have changed the array
+    return true;
+}
+
+template <class T>
+std::string arrayElementExpectation()
+{
+    return Element<T>::text;
+}
+
+template <class T>
+py::object numpyArray(std::span<const std::uint64_t> dimensions, std::vector<T>& data, void* array, py::handle owner,
+                      TakeContent take)
+{
+    util::tensor::detail::checkShape(dimensions, data.size());
+    const std::vector<Py_ssize_t> shape(dimensions.begin(), dimensions.end());
+    if constexpr (std::is_same_v<T, bool>) {
+        py::array_t<bool> copy(shape);
+        std::copy(data.begin(), data.end(), copy.mutable_data());
+        copy.attr("flags").attr("writeable") = false;
+        return copy;
+    } else {
+        return py::array_t<T>(shape, data.data(), elementOwner(array, owner, take));
+    }
 }
 
 template <class T>
@@ -286,7 +348,9 @@ std::string arrayExpectation(std::size_t rank)
     std::string text;
     for (std::size_t i = 0; i < rank; ++i)
         text += "list of ";
-    return text + Element<T>::text + " array of " + std::to_string(rank) + (rank == 1 ? " dimension" : " dimensions");
+    text += Element<T>::text;
+    text += std::is_same_v<T, bool> ? ", or a " : ", or an ";
+    return text + Element<T>::array + " array of " + std::to_string(rank) + (rank == 1 ? " dimension" : " dimensions");
 }
 
 std::string bufferText(py::handle value)
@@ -294,7 +358,7 @@ std::string bufferText(py::handle value)
     if (PyObject_CheckBuffer(value.ptr()) == 0 || PyBytes_Check(value.ptr()) || PyByteArray_Check(value.ptr()))
         return "";
     const Buffer buffer(value);
-    if (!buffer.isHeld())
+    if (!buffer.isHeld() || buffer.rank() == 0) // a number of numpy's
         return "";
     std::string text = std::string(" of format '") + buffer.format() + "' and shape (";
     for (std::size_t i = 0; i < buffer.rank(); ++i)
@@ -302,9 +366,14 @@ std::string bufferText(py::handle value)
     return text + ")";
 }
 
-#define VORNA_ARRAY_CASTER(T)                                                                  \
-    template bool loadArray<T>(py::handle, std::span<std::uint64_t>, std::vector<T>&);         \
-    template py::object nestedLists<T>(std::span<const std::uint64_t>, const std::vector<T>&); \
+#define VORNA_ARRAY_CASTER(T)                                                                                    \
+    template bool loadArray<T>(py::handle, std::span<std::uint64_t>, std::vector<T>&);                           \
+    template py::object nestedLists<T>(std::span<const std::uint64_t>, const std::vector<T>&, const ListPlace*); \
+    template bool loadArrayPart<T>(std::vector<T>&, std::size_t, std::vector<std::uint64_t>, py::handle);        \
+    template bool loadArrayElement<T>(std::vector<T>&, std::size_t, py::handle);                                 \
+    template std::string arrayElementExpectation<T>();                                                           \
+    template py::object numpyArray<T>(std::span<const std::uint64_t>, std::vector<T>&, void*, py::handle,        \
+                                      TakeContent);                                                              \
     template std::string arrayExpectation<T>(std::size_t);
 VORNA_ARRAY_CASTER(signed char)
 VORNA_ARRAY_CASTER(short)

@@ -2,16 +2,24 @@
 // util::tensor::Array to Python and back, for members, arguments and results. Python gets nested lists, and may give
 // nested sequences, or a buffer (a numpy array) whose element type and rank are the array's, with any strides.
 //
+// A member of array type is also shown as a numpy array that refers to the elements in place, where they have addresses.
+//
 // Elements go straight between Python's objects and the flat data; a contiguous buffer is copied as a block.
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
 
+#include "trovi/python/ElementOwner.h"
+#include "trovi/python/Integers.h"
+#include "trovi/python/MemberList.h"
 #include "util/tensor/Array.h"
 
 namespace trovi::python {
@@ -31,9 +39,76 @@ inline constexpr bool isTensor<util::tensor::Array<T, N>> = true;
 template <class T>
 bool loadArray(py::handle source, std::span<std::uint64_t> dimensions, std::vector<T>& data);
 
+/// Plain lists, or with a place those lists of a member that stand there.
 /// @throws std::invalid_argument when shape and data disagree
 template <class T>
-py::object nestedLists(std::span<const std::uint64_t> dimensions, const std::vector<T>& data);
+py::object nestedLists(std::span<const std::uint64_t> dimensions, const std::vector<T>& data,
+                       const ListPlace* place = nullptr);
+
+/// Replaces a part of the elements, from `offset` on, by a source of exactly these dimensions.
+/// @return false for any other source; `data` is as it was then
+/// @throws std::invalid_argument "Input vector dimensions are not consistent."; `data` is as it was then
+/// @throws std::out_of_range when there is no such part any more
+template <class T>
+bool loadArrayPart(std::vector<T>& data, std::size_t offset, std::vector<std::uint64_t> dimensions, py::handle source);
+
+/// @return false for what is no element; `data` is as it was then
+/// @throws std::out_of_range when there is no element at the offset
+template <class T>
+bool loadArrayElement(std::vector<T>& data, std::size_t offset, py::handle source);
+
+/// "int in [-128, 127]"
+template <class T>
+std::string arrayElementExpectation();
+
+/// A numpy array of the member `array` of `owner`, which it keeps alive. Writing to it writes to the member, for as
+/// long as the member keeps its shape; when it gets another shape, or is replaced with the object around it, the numpy
+/// array keeps the old elements and is part of nothing any more. Elements of type bool are packed and have no
+/// addresses, so theirs is a read-only copy.
+/// @throws std::invalid_argument when shape and data disagree
+template <class T>
+py::object numpyArray(std::span<const std::uint64_t> dimensions, std::vector<T>& data, void* array, py::handle owner,
+                      TakeContent take);
+
+/// What the binder needs of one array type.
+struct TensorOps {
+    std::span<const std::uint64_t> (*dimensions)(const void* array);
+    py::object (*lists)(const void* array, const ListPlace& place);
+    py::object (*element)(const void* array, std::size_t offset);
+    bool (*loadElement)(void* array, std::size_t offset, py::handle source);
+    bool (*loadPart)(void* array, std::size_t offset, std::vector<std::uint64_t> dimensions, py::handle source);
+    std::string (*elementExpectation)();
+    py::object (*numpy)(void* array, py::handle owner);
+    bool inPlace; ///< numpy() refers to the elements
+};
+
+template <class Array>
+inline constexpr TensorOps tensorOps = [] {
+    using T = typename decltype(Array::data)::value_type;
+    const TensorOps ops{
+        [](const void* array) { return std::span<const std::uint64_t>(static_cast<const Array*>(array)->dimensions); },
+        [](const void* array, const ListPlace& place) {
+            const auto& a = *static_cast<const Array*>(array);
+            return nestedLists(a.dimensions, a.data, &place);
+        },
+        [](const void* array, std::size_t offset) -> py::object {
+            const T element = static_cast<const Array*>(array)->data[offset];
+            return py::cast(element);
+        },
+        [](void* array, std::size_t offset, py::handle source) {
+            return loadArrayElement(static_cast<Array*>(array)->data, offset, source);
+        },
+        [](void* array, std::size_t offset, std::vector<std::uint64_t> dimensions, py::handle source) {
+            return loadArrayPart(static_cast<Array*>(array)->data, offset, std::move(dimensions), source);
+        },
+        &arrayElementExpectation<T>,
+        [](void* array, py::handle owner) {
+            auto& a = *static_cast<Array*>(array);
+            return numpyArray(a.dimensions, a.data, array, owner, &takeContent<Array>);
+        },
+        !std::is_same_v<T, bool>};
+    return ops;
+}();
 
 /// "list of list of int in [-128, 127], or an int8 array of 2 dimensions"
 template <class T>

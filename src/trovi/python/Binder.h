@@ -10,6 +10,8 @@
 
 #include <pybind11/pybind11.h>
 
+#include "trovi/python/Integers.h" // for every file that binds something
+
 namespace trovi::python {
 
 namespace py = pybind11;

@@ -52,6 +52,15 @@ struct ResultText<std::shared_ptr<T>> {
     static constexpr auto name = py::detail::make_caster<T>::name;
 };
 
+/// @throws py::type_error for a None in a list of objects, naming argument and index
+bool loadsArguments(void* loader, py::detail::function_call& call, bool (*load)(void*, py::detail::function_call&));
+
+template <class Loader>
+bool loadWith(void* loader, py::detail::function_call& call)
+{
+    return static_cast<Loader*>(loader)->load_args(call);
+}
+
 template <class T, class Pointer, class R, class... Args>
 struct MethodCall {
     using Loader = py::detail::argument_loader<T&, Args...>;
@@ -59,7 +68,7 @@ struct MethodCall {
     static py::handle call(py::detail::function_call& call)
     {
         Loader loader;
-        if (!loader.load_args(call))
+        if (!loadsArguments(&loader, call, &loadWith<Loader>))
             return PYBIND11_TRY_NEXT_OVERLOAD;
         Pointer pointer;
         std::memcpy(&pointer, static_cast<const void*>(call.func.data), sizeof pointer);
@@ -143,7 +152,7 @@ void bindFreeFunction(py::module_& module, const char* registeredAs, R (*functio
     std::memcpy(static_cast<void*>(description.data), &function, sizeof function);
     description.implementation = [](py::detail::function_call& call) -> py::handle {
         Loader loader;
-        if (!loader.load_args(call))
+        if (!detail::loadsArguments(&loader, call, &detail::loadWith<Loader>))
             return PYBIND11_TRY_NEXT_OVERLOAD;
         R (*pointer)(Args...);
         std::memcpy(&pointer, static_cast<const void*>(call.func.data), sizeof pointer);

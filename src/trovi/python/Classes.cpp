@@ -28,9 +28,21 @@ py::handle getProperty(py::detail::function_call& call)
     if (object == nullptr)
         return PYBIND11_TRY_NEXT_OVERLOAD;
     const MemberOps& member = memberOpsOf(call);
-    if (member.convertedGet != nullptr)
-        return member.convertedGet(object).release();
-    return member.value->toPython(member.address(object), call.args[0]).release();
+    const ListPlace place{call.args[0].ptr(), static_cast<const ListSource*>(call.func.data[2]), 0, {}};
+    if (member.value->tensor != nullptr)
+        return member.value->tensor->lists(member.address(object), place).release();
+    py::object value = member.convertedGet != nullptr ? member.convertedGet(object)
+                                                      : member.value->toPython(member.address(object), call.args[0]);
+    return (place.source != nullptr ? asMemberList(std::move(value), place) : std::move(value)).release();
+}
+
+py::handle getNumpyArray(py::detail::function_call& call)
+{
+    void* const object = loadInstance(call.args[0], *classOpsOf(call).type);
+    if (object == nullptr)
+        return PYBIND11_TRY_NEXT_OVERLOAD;
+    const MemberOps& member = memberOpsOf(call);
+    return member.value->tensor->numpy(member.address(object), call.args[0]).release();
 }
 
 py::handle setProperty(py::detail::function_call& call)
@@ -175,6 +187,13 @@ void addProperties(py::handle cls, const ClassOps& ops)
         FunctionDescription get = describe(name.c_str(), ops, &getProperty, nullptr, &type);
         get.isMethod = true;
         get.data[1] = const_cast<MemberOps*>(&member);
+        if (member.pythonForm->lists.levels > 0) // stays for good, as the class does
+            get.data[2] = new ListSource{ops.registeredName() + "." + name,
+                                         py::str(name),
+                                         member.pythonForm->lists,
+                                         member.writable,
+                                         &ops,
+                                         &member};
         py::object setter = py::none();
         if (member.writable) {
             FunctionDescription set = describe(name.c_str(), ops, &setProperty, &textOfObject, nullptr);
@@ -184,6 +203,29 @@ void addProperties(py::handle cls, const ClassOps& ops)
         }
         const std::string doc = dotted(member.pythonForm->expectation()) + (*member.doc != 0 ? ": " : "") + member.doc;
         py::setattr(cls, name.c_str(), property(makeFunction(get), setter, py::none(), doc));
+    }
+}
+
+void addNumpyArrays(py::handle cls, const ClassOps& ops)
+{
+    for (const MemberOps& member : ops.members) {
+        if (member.value->tensor == nullptr)
+            continue;
+        const std::string attribute = pythonName(member.name);
+        const std::string name = attribute + "_array";
+        const std::string doc =
+            member.value->tensor->inPlace
+                ? attribute + " as a numpy array that refers to the elements in place: writing to it writes to the "
+                              "member. It keeps the object alive. When the member gets another shape, or is replaced "
+                              "as part of a larger value or from a file, the array keeps the old elements and is part "
+                              "of nothing any more. Needs numpy."
+                : attribute + " as a numpy array: a read-only copy, as the bits are packed. To change them, assign "
+                              "the member or elements of its lists. Needs numpy.";
+        const SignatureText type{"numpy.ndarray", {nullptr}};
+        FunctionDescription get = describe(name.c_str(), ops, &getNumpyArray, nullptr, &type);
+        get.data[1] = const_cast<MemberOps*>(&member);
+        get.doc = doc.c_str();
+        addMethod(cls, get);
     }
 }
 

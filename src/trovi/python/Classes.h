@@ -25,6 +25,8 @@ struct ObjectOps {
 
 void addConstructor(py::handle cls, const ObjectOps& ops);
 void addProperties(py::handle cls, const ClassOps& ops);
+/// weights_array() for each member of an array type.
+void addNumpyArrays(py::handle cls, const ClassOps& ops);
 void addJson(py::handle cls, const ClassOps& ops);
 void addEquality(py::handle cls, const ObjectOps& ops);
 void addText(py::handle cls, const ObjectOps& ops);

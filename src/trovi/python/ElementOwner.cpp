@@ -53,4 +53,26 @@ void setElementsAside(const void* begin, std::size_t size)
         at->second->content = at->second->take(at->second->container);
 }
 
+py::object handOver(const void* element, const std::type_info& type, void* copy)
+{
+    using namespace py::detail;
+    const type_info* const info = get_type_info(type);
+    instance* const found = with_instance_map(element, [&](instance_map& instances) -> instance* {
+        const auto range = instances.equal_range(element);
+        for (auto at = range.first; at != range.second; ++at)
+            if (!at->second->owned && Py_TYPE(at->second) == info->type)
+                return at->second;
+        return nullptr;
+    });
+    if (found == nullptr)
+        return {};
+    value_and_holder value = found->get_value_and_holder(info);
+    deregister_instance(found, value.value_ptr(), info);
+    value.set_instance_registered(false);
+    value.value_ptr() = copy;
+    found->owned = true;
+    info->init_instance(found, nullptr); // registers the new address, and makes the owner
+    return py::reinterpret_borrow<py::object>(reinterpret_cast<PyObject*>(found));
+}
+
 } // namespace trovi::python

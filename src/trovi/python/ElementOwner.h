@@ -14,6 +14,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <typeinfo>
 #include <utility>
 
 #include <pybind11/pybind11.h>
@@ -25,10 +26,24 @@ namespace py = pybind11;
 /// Moves a container's content out, without moving any element in memory, and leaves a copy in its place.
 using TakeContent = std::shared_ptr<void> (*)(void* container);
 
+template <class V>
+std::shared_ptr<void> takeContent(void* container)
+{
+    auto& content = *static_cast<V*>(container);
+    V copy = content;
+    auto taken = std::make_shared<V>(std::move(content));
+    content = std::move(copy);
+    return taken;
+}
+
 /// What elements of `container` shall keep alive; the same while any of them lives.
 py::object elementOwner(void* container, py::handle owner, TakeContent take);
 
 /// To be called before anything in the memory at `begin` is replaced.
 void setElementsAside(const void* begin, std::size_t size);
+
+/// Python's object for the element at that address gets `copy`, which it owns from now on, as its value.
+/// @return the object; none when Python has no object for the element, and then `copy` stays the caller's
+py::object handOver(const void* element, const std::type_info& type, void* copy);
 
 } // namespace trovi::python

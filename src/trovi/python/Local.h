@@ -113,6 +113,7 @@ struct Local {
             Binder::getInstance().bindLocalTypeEarly(registeredName<Base>());
         const auto [target, name] = bindingDetails(registeredName<T>(), module);
         Class cls(target, name.c_str(), registerDoc<T>());
+        refuseUnmade<T>();
         forEach(MetaHolder<T>::members,
                 [](const auto& m) { bindEarly<typename std::remove_cvref_t<decltype(m)>::Type>(); });
         const ClassOps& members = classOps<T>();
@@ -120,6 +121,7 @@ struct Local {
         addConstructor(cls, object);
         addProperties(cls, members);
         addMethods(cls);
+        addNumpyArrays(cls, members);
         if constexpr (std::is_default_constructible_v<T>)
             addJson(cls, members);
         addEquality(cls, object);
@@ -172,6 +174,7 @@ void bindEnum(py::module_& module)
     checkTypeName(registeredName<E>(), typeid(E).name());
     const auto [target, name] = bindingDetails(registeredName<E>(), module);
     py::enum_<E> e(target, name.c_str(), registerDoc<E>());
+    refuseUnmade<E>();
     for (const auto& [value, text] : magic_enum::enum_entries<E>())
         e.value(std::string(text).c_str(), value);
 }

@@ -25,11 +25,60 @@ private:
     std::vector<std::function<void()>> steps;
 };
 
-bool loadMember(void* object, const MemberOps& member, py::handle value)
+// A list of which some elements are dicts: those name members of the element that is there, the others stay as they
+// are. All or nothing. False when it is no such list.
+bool loadElements(void* list, const ValueOps& ops, py::handle source, const std::string& what)
 {
-    if (member.convertedSet != nullptr)
-        return member.convertedSet(object, value);
-    return member.value->load(member.address(object), value);
+    if (ops.elements == nullptr || ops.elements->element->reflected == nullptr ||
+        !(PyList_Check(source.ptr()) || PyTuple_Check(source.ptr())))
+        return false;
+    const auto items = py::reinterpret_borrow<py::sequence>(source);
+    const std::size_t count = items.size();
+    bool anyDict = false;
+    for (std::size_t i = 0; i < count; ++i) {
+        const py::object item = items[i];
+        if (item.is_none())
+            throwWrongValue(what + "[" + std::to_string(i) + "]", ops.elements->element->expectation(), item);
+        anyDict = anyDict || isDictLike(item);
+    }
+    if (!anyDict)
+        return false;
+    const std::shared_ptr<void> changed = ops.clone(list);
+    if (!ops.elements->resize(changed.get(), count))
+        return false;
+    auto* const first = static_cast<char*>(ops.elements->first(changed.get()));
+    const ValueOps& element = *ops.elements->element;
+    for (std::size_t i = 0; i < count; ++i) {
+        void* const target = first + i * ops.elements->size;
+        const py::object item = items[i];
+        if (element.load(target, item))
+            continue;
+        if (!isDictLike(item))
+            throwWrongValue(what + "[" + std::to_string(i) + "]", element.expectation(), item);
+        memberValueFromDictionary(target, element.reflected(), py::dict(item));
+    }
+    ops.assign(list, changed.get());
+    return true;
+}
+
+// What is no value of the type itself: a dict for an object, or a list with dicts in it.
+void loadOtherForm(void* value, const ValueOps& ops, py::handle source, const std::string& what)
+{
+    if (loadElements(value, ops, source, what))
+        return;
+    if (ops.reflected == nullptr || !isDictLike(source))
+        throwWrongValue(what, ops.expectation(), source);
+    memberValueFromDictionary(value, ops.reflected(), py::dict(py::reinterpret_borrow<py::object>(source)));
+}
+
+} // namespace
+
+const ValueOps* MemberOps::lastElement() const
+{
+    const ValueOps* last = nullptr;
+    for (const ElementsOps* elements = value->elements; elements != nullptr; elements = last->elements)
+        last = elements->element;
+    return last;
 }
 
 // A mapping, and what else dict() takes, such as a list of pairs; but no text, and no iterator, which would be used up.
@@ -47,50 +96,21 @@ bool isDictLike(py::handle value)
     return static_cast<bool>(dict);
 }
 
-// A list of which some elements are dicts: those name members of the element that is there, the others stay as they
-// are. All or nothing. False when it is no such list.
-bool loadElements(void* list, const ValueOps& ops, py::handle source, const std::string& what)
+void loadValue(void* value, const ValueOps& ops, py::handle source, const std::string& what)
 {
-    if (ops.elements == nullptr || !(PyList_Check(source.ptr()) || PyTuple_Check(source.ptr())))
-        return false;
-    const auto items = py::reinterpret_borrow<py::sequence>(source);
-    const std::size_t count = items.size();
-    bool anyDict = false;
-    for (const py::handle item : items)
-        anyDict = anyDict || isDictLike(item);
-    if (!anyDict)
-        return false;
-    const std::shared_ptr<void> changed = ops.clone(list);
-    auto* const first = static_cast<char*>(ops.elements->withCount(changed.get(), count));
-    if (first == nullptr)
-        return false;
-    const ValueOps& element = *ops.elements->element;
-    for (std::size_t i = 0; i < count; ++i) {
-        void* const target = first + i * ops.elements->size;
-        const py::object item = items[i];
-        if (element.load(target, item))
-            continue;
-        if (!isDictLike(item))
-            throwWrongValue(what + "[" + std::to_string(i) + "]", element.expectation(), item);
-        memberValueFromDictionary(target, element.reflected(), py::dict(item));
-    }
-    ops.assign(list, changed.get());
-    return true;
+    if (!ops.load(value, source))
+        loadOtherForm(value, ops, source, what);
 }
-
-} // namespace
 
 void setMember(void* object, const ClassOps& owner, const MemberOps& member, py::handle value)
 {
-    if (loadMember(object, member, value))
+    void* const field = member.address(object);
+    if (member.convertedSet != nullptr ? member.convertedSet(object, value) : member.value->load(field, value))
         return;
     const std::string what = owner.registeredName() + "." + pythonName(member.name);
-    if (member.convertedSet == nullptr && loadElements(member.address(object), *member.value, value, what))
-        return;
-    if (member.value->reflected == nullptr || !isDictLike(value))
+    if (member.convertedSet != nullptr)
         throwWrongValue(what, member.pythonForm->expectation(), value);
-    memberValueFromDictionary(member.address(object), member.value->reflected(),
-                              py::dict(py::reinterpret_borrow<py::object>(value)));
+    loadOtherForm(field, *member.value, value, what);
 }
 
 void memberValueFromDictionary(void* object, const ClassOps& owner, const py::dict& dict)

@@ -24,6 +24,9 @@ struct MemberOps {
     const ValueOps* pythonForm;                     ///< of the form that Python sees; `value` where they are the same
     py::object (*convertedGet)(const void* object); ///< null: no other form
     bool (*convertedSet)(void* object, py::handle source);
+
+    /// What the innermost of nested lists holds; null for a member that is no list, and for an array.
+    const ValueOps* lastElement() const;
 };
 
 struct MemberTable {
@@ -41,12 +44,20 @@ struct ClassOps {
     void (*saveJson)(const void* object, const std::string& path);
     void (*loadJson)(void* object, const std::string& path);
     void* (*copy)(const void* object); ///< made with new; null where the class can't be copied
+    void (*discard)(void* made);       ///< ends what copy() gave
 };
 
 /// Sets a member from any Python object: by conversion to its type, else from a dict that names some of its
 /// sub-members.
 /// @throws py::type_error naming class, property, what was expected and what was given; the object is as it was then
 void setMember(void* object, const ClassOps& owner, const MemberOps& member, py::handle value);
+
+/// Loads a value from any Python object: by conversion, else from a dict or from a list with dicts in it.
+/// @throws py::type_error naming `what`; the value is as it was then
+void loadValue(void* value, const ValueOps& ops, py::handle source, const std::string& what);
+
+/// True for what a dict can be made of.
+bool isDictLike(py::handle value);
 
 /// Fills the members that `dict` has as keys (reflected names); all or nothing.
 void memberValueFromDictionary(void* object, const ClassOps& owner, const py::dict& dict);
@@ -76,7 +87,9 @@ struct MemberAccess {
     static bool set(void* object, py::handle source)
     {
         py::detail::make_caster<Argument> caster;
-        if (!caster.load(source, true))
+        if (!loadsInto(&caster, source, [](void* c, py::handle form) {
+                return static_cast<py::detail::make_caster<Argument>*>(c)->load(form, true);
+            }))
             return false;
         setAside(static_cast<const Value*>(address(object)));
         memberDescriptor<T, I>.pySetter(*static_cast<T*>(object), py::detail::cast_op<Argument>(std::move(caster)));
@@ -124,9 +137,12 @@ const ClassOps& classOps()
                        detail::memberTable<T>(std::make_index_sequence<memberCount<T>>()),
                        &detail::saveJson<T>,
                        &detail::loadJson<T>,
+                       nullptr,
                        nullptr};
-        if constexpr (trovi::detail::membersDescribed<T> && std::is_copy_constructible_v<T>)
+        if constexpr (trovi::detail::membersDescribed<T> && std::is_copy_constructible_v<T>) {
             table.copy = [](const void* object) -> void* { return new T(*static_cast<const T*>(object)); };
+            table.discard = [](void* made) { delete static_cast<T*>(made); };
+        }
         return table;
     }();
     return ops;

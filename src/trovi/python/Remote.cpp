@@ -74,7 +74,12 @@ py::handle getMember(py::detail::function_call& call)
     const RemoteMember& member = memberOf(call);
     if (member.makeProxy != nullptr)
         return keepingParent(member.makeProxy(*self, member.id), call.args[0]);
-    return member.decodeReply(callAndWait(*self, StoreCommand::get, member.id, {}));
+    auto value =
+        py::reinterpret_steal<py::object>(member.decodeReply(callAndWait(*self, StoreCommand::get, member.id, {})));
+    const auto* const source = static_cast<const ListSource*>(call.func.data[2]);
+    if (source != nullptr)
+        value = asMemberList(std::move(value), {call.args[0].ptr(), source, 0, {}});
+    return value.release();
 }
 
 [[noreturn]] void throwWrongValue(const RemoteClassOps& owner, const RemoteMember& member, py::handle value)
@@ -162,13 +167,15 @@ void addRemoteFunction(py::handle cls, const RemoteClassOps& ops, const RemoteFu
 void addRemoteMember(py::handle cls, const RemoteClassOps& ops, const RemoteMember& member)
 {
     const std::string name = pythonName(member.name);
-    const py::cpp_function get =
-        makeFunction(describe(name.c_str(), ops, &getMember, getterSignature(ops, member.signature()), 1, &member));
+    FunctionDescription get =
+        describe(name.c_str(), ops, &getMember, getterSignature(ops, member.signature()), 1, &member);
+    if (member.lists.levels > 0) // stays for good, as the class does
+        get.data[2] = new ListSource{ops.registeredName() + "." + name, py::str(name), member.lists, member.writable};
     py::object set = py::none();
     if (member.writable)
         set = makeFunction(describe(name.c_str(), ops, &setMember, setterSignature(ops), 2, &member));
     const py::handle property(reinterpret_cast<PyObject*>(&PyProperty_Type));
-    py::setattr(cls, name.c_str(), property(get, set, py::none(), member.doc));
+    py::setattr(cls, name.c_str(), property(makeFunction(get), set, py::none(), member.doc));
 }
 
 void addPropertyMethods(py::handle cls, const RemoteClassOps& ops, const RemoteMember& value)

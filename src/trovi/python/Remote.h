@@ -70,6 +70,7 @@ struct RemoteMember {
     bool (*encodeValue)(py::handle value, Bytes& out);
     py::handle (*decodeReply)(const Bytes& reply); ///< null when reading gives a proxy
     py::object (*makeProxy)(const remote::Element& owner, std::uint64_t id);
+    ListShape lists; ///< of the value
 };
 
 void addRemoteFunction(py::handle cls, const RemoteClassOps& ops, const RemoteFunction& function);
@@ -115,7 +116,9 @@ template <class T>
 bool encodeValue(py::handle source, Bytes& out)
 {
     py::detail::make_caster<T> caster;
-    if (!caster.load(source, true))
+    if (!loadsInto(&caster, source, [](void* c, py::handle object) {
+            return static_cast<py::detail::make_caster<T>*>(c)->load(object, true);
+        }))
         return false;
     ByteWriter writer(out);
     trovi::encode(writer, py::detail::cast_op<T&>(caster));
@@ -230,7 +233,8 @@ constexpr RemoteMember remoteMember()
                    &expectationOf<Value>,
                    &encodeValue<Value>,
                    nullptr,
-                   nullptr};
+                   nullptr,
+                   listShape<Value>()};
     if constexpr (std::is_enum_v<Value>)
         m.makeProxy = [](const remote::Element& owner, std::uint64_t id) {
             return py::cast(std::make_unique<Property<Value>>(remote::Member(owner, id, traits::getTypeInfo<Value>())));
@@ -279,14 +283,17 @@ void bindRemoteClass(py::module_& module)
                                             &detail::expectationOf<T>,
                                             &detail::encodeValue<T>,
                                             &detail::decodeReply<T>,
-                                            nullptr};
+                                            nullptr,
+                                            {}};
         const std::string name = remoteClassName(registeredName<T>(), "Property__");
         py::class_<Proxy> cls(scopeOfProxyClass(module, name), name.c_str());
+        refuseUnmade<T, Proxy>();
         addPropertyMethods(cls, ops, value);
         finishProxyClass(cls, module, ops);
     } else {
         const std::string name = remoteClassName(registeredName<T>());
         py::class_<Proxy> cls(scopeOfProxyClass(module, name), name.c_str(), registerDoc<T>());
+        refuseUnmade<T, Proxy>();
         forEach(MetaHolder<T>::members, [&](const auto& m) {
             using Value = typename std::remove_cvref_t<decltype(m)>::Type;
             if constexpr (isReflected<Value> || std::is_enum_v<Value>)

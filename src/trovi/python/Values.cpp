@@ -29,10 +29,24 @@ std::string dotted(std::string name)
     return name;
 }
 
+void throwUnmade(const std::string& registeredName)
+{
+    throw py::type_error(dotted(registeredName) + ": this object was made without __init__ and has no value");
+}
+
+bool loadsInto(void* caster, py::handle source, bool (*load)(void* caster, py::handle source))
+{
+    try {
+        return load(caster, source);
+    } catch (const py::reference_cast_error&) {
+        return false;
+    }
+}
+
 void throwWrongValue(const std::string& what, const std::string& expectation, py::handle value)
 {
     throw py::type_error(dotted(what) + ": expected " + dotted(expectation) + ", got " + shortRepr(value) + " (" +
-                         Py_TYPE(value.ptr())->tp_name + bufferText(value) + ")");
+                         (isMemberList(value) ? "list" : Py_TYPE(value.ptr())->tp_name) + bufferText(value) + ")");
 }
 
 std::string joinedEnumerators(const std::string& name, const std::vector<std::string>& enumerators)

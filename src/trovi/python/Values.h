@@ -2,6 +2,7 @@
 // Values between C++ and Python: conversion both ways, references into their owner, and the texts of errors. One
 // constant table for each type of value, so that what uses it is compiled once.
 
+#include <algorithm>
 #include <array>
 #include <limits>
 #include <memory>
@@ -24,6 +25,8 @@
 #include "trovi/python/Binder.h"
 #include "trovi/python/ElementOwner.h"
 #include "trovi/python/ErasedFunction.h"
+#include "trovi/python/Integers.h"
+#include "trovi/python/MemberList.h"
 
 namespace trovi::python {
 
@@ -40,14 +43,19 @@ struct ValueOps {
     std::shared_ptr<void> (*clone)(const void* value);
     void (*assign)(void* value, const void* saved);
     const ClassOps& (*reflected)(); ///< null for a type without a description
-    const ElementsOps* elements;    ///< null unless a list of a described class
+    const ElementsOps* elements;    ///< null unless a list whose elements have addresses
+    const TensorOps* tensor;        ///< null unless an array
+    ListShape lists;                ///< of the lists that Python sees
 };
 
-/// What the binder needs of a list (vector or array) whose elements are of a described class.
+/// What the binder needs of a list, a vector or a std::array.
 struct ElementsOps {
     const ValueOps* element;
-    std::size_t size;                                       ///< of an element, in bytes
-    void* (*withCount)(void* container, std::size_t count); ///< the first element; null: can't have so many
+    std::size_t size; ///< of an element, in bytes
+    bool fixed;       ///< elements keep their addresses, and their number
+    std::size_t (*count)(const void* container);
+    void* (*first)(void* container);
+    bool (*resize)(void* container, std::size_t count); ///< false: can't have so many
 };
 /// @throws py::type_error "davis.event.DvsEvent.x: expected int in [0, 65535], got 70000 (int)"
 [[noreturn]] void throwWrongValue(const std::string& what, const std::string& expectation, py::handle value);
@@ -191,16 +199,6 @@ constexpr References referencesOf()
     return ReferencesIn<V>::value;
 }
 
-template <class V>
-std::shared_ptr<void> takeContent(void* container)
-{
-    auto& content = *static_cast<V*>(container);
-    V copy = content;
-    auto taken = std::make_shared<V>(std::move(content));
-    content = std::move(copy);
-    return taken;
-}
-
 /// Casts a value that stays where it is: described objects in it are referred to and keep their owner alive.
 template <class V>
 py::handle castInPlace(const V& value, py::handle parent)
@@ -220,17 +218,64 @@ py::handle castInPlace(const V& value, py::handle parent)
 template <class V>
 void setAside([[maybe_unused]] const V* value)
 {
-    if constexpr (isReflected<V> || referencesOf<V>().any)
+    if constexpr (isReflected<V> || isTensor<V> || referencesOf<V>().any)
         setElementsAside(value, sizeof(V));
 }
 
 } // namespace detail
 
+/// @throws py::type_error since an object was made by __new__ without __init__
+[[noreturn]] void throwUnmade(const std::string& registeredName);
+
+/// pybind11 gives an object that was made without its constructor plain memory as soon as it is used. This refuses.
+template <class T, class Bound = T>
+void refuseUnmade()
+{
+    py::detail::get_type_info(typeid(Bound))->operator_new = [](std::size_t) -> void* {
+        throwUnmade(registeredName<T>());
+    };
+}
+
+/// Runs a caster's load(), which throws for a None in a list of objects; false then.
+bool loadsInto(void* caster, py::handle source, bool (*load)(void* caster, py::handle source));
+
 namespace detail {
 
 template <class V>
-struct ListOfDescribed {
-    static constexpr bool value = false;
+constexpr ListShape listShape()
+{
+    ListShape shape;
+    if constexpr (isTensor<V>) {
+        shape.levels = V::rank;
+    } else if constexpr (Elements<V>::isContainer) {
+        constexpr ListShape inner = listShape<typename Elements<V>::Element>();
+        static_assert(inner.levels < ListShape::maxLevels, "lists are nested too deep");
+        shape.levels = 1 + inner.levels;
+        if constexpr (trovi::detail::isStdArray<V>)
+            shape.fixed[0] = std::tuple_size_v<V>;
+        for (std::size_t i = 0; i < inner.levels; ++i)
+            shape.fixed[i + 1] = inner.fixed[i];
+    }
+    return shape;
+}
+
+/// Puts a new value in the place of an old one. An array of the same shape stays where it is, and views of it go on.
+template <class V>
+void replaceValue(V& target, V value)
+{
+    if constexpr (isTensor<V>) {
+        if (target.dimensions == value.dimensions && target.data.size() == value.data.size()) {
+            std::copy(value.data.begin(), value.data.end(), target.data.begin());
+            return;
+        }
+    }
+    setAside(&target);
+    target = std::move(value);
+}
+
+template <class V>
+struct ElementsOf {
+    static constexpr const ElementsOps* ops = nullptr;
 };
 
 } // namespace detail
@@ -244,21 +289,21 @@ struct ValueOpsOf {
     static bool load(void* value, py::handle source)
     {
         py::detail::make_caster<V> caster;
-        if (!caster.load(source, true))
+        if (!loadsInto(&caster, source, [](void* c, py::handle object) {
+                return static_cast<py::detail::make_caster<V>*>(c)->load(object, true);
+            }))
             return false;
         // None passes as a null for a class; a member is never null
         if constexpr (std::is_base_of_v<py::detail::type_caster_generic, py::detail::make_caster<V>>)
             if (caster.value == nullptr)
                 return false;
-        detail::setAside(static_cast<const V*>(value));
-        *static_cast<V*>(value) = py::detail::cast_op<V>(std::move(caster));
+        detail::replaceValue(*static_cast<V*>(value), py::detail::cast_op<V>(std::move(caster)));
         return true;
     }
     static std::shared_ptr<void> clone(const void* value) { return std::make_shared<V>(*static_cast<const V*>(value)); }
     static void assign(void* value, const void* saved)
     {
-        detail::setAside(static_cast<const V*>(value));
-        *static_cast<V*>(value) = *static_cast<const V*>(saved);
+        detail::replaceValue(*static_cast<V*>(value), V(*static_cast<const V*>(saved)));
     }
 
     static constexpr auto reflected = []() -> const ClassOps& (*)() {
@@ -267,30 +312,42 @@ struct ValueOpsOf {
         else
             return nullptr;
     }();
-    static constexpr auto elements = []() -> const ElementsOps* {
-        if constexpr (detail::ListOfDescribed<V>::value)
-            return &detail::ListOfDescribed<V>::ops;
+    static constexpr auto tensor = []() -> const TensorOps* {
+        if constexpr (isTensor<V>)
+            return &tensorOps<V>;
         else
             return nullptr;
     }();
-    static constexpr ValueOps ops{typeName<V>(), &typeText<V>, &detail::expectationOf<V>, toPython, load, clone, assign,
-                                  reflected,     elements};
+    static constexpr ValueOps ops{typeName<V>(),
+                                  &typeText<V>,
+                                  &detail::expectationOf<V>,
+                                  toPython,
+                                  load,
+                                  clone,
+                                  assign,
+                                  reflected,
+                                  detail::ElementsOf<V>::ops,
+                                  tensor,
+                                  detail::listShape<V>()};
 };
 
+// A vector of bool has no addresses.
 template <class V>
-requires detail::Elements<V>::isContainer && isReflected<typename detail::Elements<V>::Element>
-struct detail::ListOfDescribed<V> {
+requires detail::Elements<V>::isContainer &&(!std::is_same_v<V, std::vector<bool>>)struct detail::ElementsOf<V> {
     using Element = typename Elements<V>::Element;
-    static constexpr bool value = trovi::detail::isStdArray<V> || std::is_default_constructible_v<Element>;
 
-    static void* withCount(void* container, std::size_t count)
+    static std::size_t count(const void* container) { return static_cast<const V*>(container)->size(); }
+    static void* first(void* container) { return static_cast<V*>(container)->data(); }
+    static bool resize(void* container, std::size_t count)
     {
         auto& list = *static_cast<V*>(container);
-        if constexpr (!trovi::detail::isStdArray<V>)
+        if constexpr (!trovi::detail::isStdArray<V> && std::is_default_constructible_v<Element>)
             list.resize(count);
-        return list.size() == count ? list.data() : nullptr;
+        return list.size() == count;
     }
-    static constexpr ElementsOps ops{&ValueOpsOf<Element>::ops, sizeof(Element), withCount};
+    static constexpr ElementsOps table{
+        &ValueOpsOf<Element>::ops, sizeof(Element), trovi::detail::isStdArray<V>, count, first, resize};
+    static constexpr const ElementsOps* ops = &table;
 };
 
 } // namespace trovi::python

@@ -15,6 +15,7 @@
 #include "trovi/TroviNode.h"
 #include "trovi/python/Local.h"
 #include "trovi/python/PythonNode.h"
+#include "trovi/python/PythonNodeSingleton.h"
 #include "trovi/python/Remote.h"
 #include "util/tensor/Array.h"
 
