@@ -92,7 +92,7 @@ void PythonNode::removeSubmodule(const std::string& name)
 std::vector<ElementDescription> PythonNode::askForContent(std::uint64_t storeId)
 {
     std::vector<std::future<std::vector<ElementDescription>>> answers;
-    for (const auto patience : {50ms, 100ms, 200ms, 650ms}) { // one second in all
+    for (const auto patience : {50ms, 100ms, 150ms, 200ms, 250ms, 250ms}) { // one second in all
         {
             const GilRelease release;
             answers.push_back(getStoreContent(channel(), storeId));
