@@ -15,18 +15,6 @@ def opened(vorna):
     return vorna.device.OpenedDevice(device_info=vorna.device.DeviceInfo("serial", 1, 2, 3, "usb"))
 
 
-def test_a_class_offers_what_its_description_says(vorna):
-    def surface(cls):
-        return [n for n in vars(cls) if not n.startswith("_")]
-    assert surface(vorna.davis.event.DvsEvent) == ["x", "y", "polarity", "timestamp", "to_json", "from_json"]
-    assert surface(vorna.graph.nodes.DvsEventCrop)[:5] == \
-        ["set_roi", "reset", "get_input_channel", "add_destination", "remove_destination"]
-    assert [n for n in vars(vorna.device.DriverReferenceType) if n in ("DeviceAPI", "DeviceModel", "Board")] == \
-        ["DeviceAPI", "DeviceModel", "Board"]
-    default = vorna.davis.event.DvsEvent()
-    assert (default.x, default.y, default.polarity, default.timestamp) == (0, 0, False, 0)
-
-
 @pytest.mark.parametrize("member, value, expected, given", [
     ("x", 70000, "int in [0, 65535]", "70000 (int)"),
     ("x", -1, "int in [0, 65535]", "-1 (int)"),
