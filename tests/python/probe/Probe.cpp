@@ -193,16 +193,12 @@ template <>
 constexpr auto registerMemberFunctions<probe::Weights>()
 {
     using probe::Weights;
-    return functions(function("putWeights", &Weights::put<&Weights::weights>, "Sets it.", "array"),
-                     function("takeWeights", &Weights::take<&Weights::weights>, "Gives it."),
-                     function("putKill", &Weights::put<&Weights::kill>, "Sets it.", "array"),
-                     function("takeKill", &Weights::take<&Weights::kill>, "Gives it."),
-                     function("putStates", &Weights::put<&Weights::states>, "Sets it.", "array"),
-                     function("takeStates", &Weights::take<&Weights::states>, "Gives it."),
-                     function("putBiases", &Weights::put<&Weights::biases>, "Sets it.", "array"),
-                     function("takeBiases", &Weights::take<&Weights::biases>, "Gives it."),
-                     function("putBiasKill", &Weights::put<&Weights::biasKill>, "Sets it.", "array"),
-                     function("takeBiasKill", &Weights::take<&Weights::biasKill>, "Gives it."));
+#define PUT_AND_TAKE(Name, field)                                              \
+    function("put" Name, &Weights::put<&Weights::field>, "Sets it.", "array"), \
+        function("take" Name, &Weights::take<&Weights::field>, "Gives it.")
+    return functions(PUT_AND_TAKE("Weights", weights), PUT_AND_TAKE("Kill", kill), PUT_AND_TAKE("States", states),
+                     PUT_AND_TAKE("Biases", biases), PUT_AND_TAKE("BiasKill", biasKill));
+#undef PUT_AND_TAKE
 }
 template <>
 constexpr auto registerMembers<probe::Network>()
