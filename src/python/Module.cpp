@@ -1,5 +1,6 @@
 // The entry of the extension module.
 
+#include <algorithm>
 #include <cctype>
 #include <memory>
 #include <string>
@@ -97,6 +98,18 @@ void defineNodeFunctions(py::module_& module)
         py::arg("name"), closeRemoteNodeDoc);
 }
 
+// With protocols 0 and 1 Python makes an instance of the last base class in C, and that of all bound classes ends the process
+// when it is made. Protocol 2 knows a better way, which older protocols can write as well.
+void pickleByProtocol2()
+{
+    const py::handle base = reinterpret_cast<PyObject*>(py::detail::get_internals().instance_base);
+    const py::handle object = reinterpret_cast<PyObject*>(&PyBaseObject_Type);
+    base.attr("__reduce_ex__") =
+        py::cpp_function([object](const py::handle self,
+                                  int protocol) { return object.attr("__reduce_ex__")(self, std::max(protocol, 2)); },
+                         py::name("__reduce_ex__"), py::is_method(base));
+}
+
 // Everything with threads is stopped while Python is alive: first the interpreter's own node, whose dispatcher calls
 // into Python, then the rest, newest first.
 void stopEverything()
@@ -111,6 +124,7 @@ void bindAll(py::module_& module)
     device::logErrorsToStandardError();
     defineNodeFunctions(module);
     trovi::python::Binder::getInstance().bindModule(module);
+    pickleByProtocol2();
     py::module_::import("atexit").attr("register")(py::cpp_function(&stopEverything));
     if (!py::module_::import("sys").attr("stdout").is_none()) // as under a windowed or detached interpreter
         py::print("finished bindings");

@@ -116,7 +116,7 @@ def test_json_files(tmp_path, vorna, opened):
 def test_values_are_pickled_and_paths_may_be_objects(tmp_path, event, opened):
     import pickle
     for value in (event, opened):
-        assert pickle.loads(pickle.dumps(value)) == value
+        assert all(pickle.loads(pickle.dumps(value, protocol)) == value for protocol in range(pickle.HIGHEST_PROTOCOL + 1))
     event.to_json(tmp_path / "event.json")
     other = type(event)()
     other.from_json(path=tmp_path / "event.json")
