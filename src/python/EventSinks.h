@@ -9,8 +9,9 @@
 #include <vector>
 
 // clang-format off: integers come first, see there
-#include "trovi/python/Integers.h"
 #include <pybind11/numpy.h>
+
+#include "trovi/python/Integers.h"
 // clang-format on
 
 #include "graph/nodes/BufferSinkNode.h"

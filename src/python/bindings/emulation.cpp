@@ -23,7 +23,8 @@ std::string pathFrom(const py::object& source)
 }
 
 constexpr const char* sceneDoc =
-    "Plugs in a virtual camera with a synthetic scene. It is then found as one on USB is, before any real camera of its "
+    "Plugs in a virtual camera with a synthetic scene. It is then found as one on USB is, before any real camera of "
+    "its "
     "kind. Keyword arguments are the members of vorna.emulation.SceneOptions. As a context "
     "manager the camera is unplugged at the block's end; else it stays until unplug().";
 constexpr const char* recordingDoc =
