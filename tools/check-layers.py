@@ -157,7 +157,7 @@ def check(source):
 def table(modules):
     """The modules as a table in Markdown, lowest layer first."""
     closure, _ = reachable(modules)
-    rows = ["| Module | Folder | Stands on |", "|---|---|---|"]
+    rows = ["| Module | Folder | Depends on |", "|---|---|---|"]
     for module in sorted(modules.values(), key=lambda module: (len(closure[module.name]), module.name)):
         deps = ", ".join(f"`{dep}`" for dep in module.deps) or "nothing of ours"
         rows.append(f"| `{module.name}` | `src/{module.folder}` | {deps} |")
