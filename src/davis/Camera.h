@@ -1,5 +1,5 @@
 #pragma once
-// What both kinds of camera share: a thread that reads polarity events and sends them into the graph, one vector a read.
+// What both kinds of camera share: a thread reads polarity events and sends them into the graph, one vector a read.
 //
 //   davis::Davis240 camera;                        // the first one that is found; configured, not yet running
 //   camera.getSourceNode().addDestination(input);  // connect before starting, or events go nowhere
@@ -30,13 +30,13 @@ namespace driver {
 class Driver;
 }
 
-/// The shutdown callback that the driver gets with a camera as `self`: tells the reader to end, and returns at once.
+/// The shutdown callback that the driver gets with a camera as `self`: asks the reader to end, and returns at once.
 /// Threads: the driver's; thread-safe.
 void usbShutdownHandler(void* self);
 
 namespace detail {
 
-/// A source node that can tell how far the graph is behind.
+/// A source node that knows how far the graph is behind.
 class CameraSourceNode : public graph::nodes::BasicSourceNode<event::DvsEvent> {
 public:
     /// Batches that wait in the fullest of the connected channels. Threads: thread-safe.

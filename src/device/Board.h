@@ -1,5 +1,5 @@
 #pragma once
-// A role of drivers: a board drives a whole board by itself and never wraps an API.
+// A role of drivers: it drives a whole board and never wraps an API.
 
 #include "trovi/Reflect.h"
 

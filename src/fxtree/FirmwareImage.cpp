@@ -19,7 +19,7 @@ constexpr std::uint8_t firmwareType = 0xB0;
                                 ", expected " + expected);
 }
 
-// Walks over the words of an image; asks for each that it be there.
+// Walks over the words of an image; checks that each is there.
 class Reader {
 public:
     Reader(std::span<const std::uint8_t> image, const std::string& pathOfImage) : rest(image), path(pathOfImage) {}

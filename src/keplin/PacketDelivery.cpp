@@ -33,7 +33,7 @@ void PacketDelivery::deliverFromOther(PacketBuffer* packet)
     } else if (entry.pools) {
         memory.stash.put(std::move(owned));
     } else {
-        // the callback finds queues and pool as if each packet before had been handled by itself
+        // the callback finds queues and pool as if each packet before had been handled on its own
         flush();
         memory.stash.giveBack();
         entry.function(std::move(owned));

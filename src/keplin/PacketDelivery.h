@@ -12,7 +12,7 @@
 namespace keplin {
 
 /// Made for one read. It behaves as if each packet were dispatched (with a dispatcher) or enqueued on the receive queue
-/// (without one) by itself, in order. Packets for one queue are held back only while no callback could notice.
+/// (without one) one at a time, in order. Packets for one queue are held back only while no callback could notice.
 /// Locks: the dispatcher's, shared, for as long as it lives; inside it the queues' and the pool's, one after the other.
 class PacketDelivery {
 public:

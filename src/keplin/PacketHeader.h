@@ -25,7 +25,7 @@ static_assert(util::fillWord(length, moduleId, format, secondLength, extension))
 
 } // namespace header
 
-/// Format of a packet, as it stands in the header word.
+/// Format of a packet, with its bits in place for the header word.
 enum class PktFmt : std::uint32_t {
     Ev32 = 0x0000,   ///< a run of event words
     Raw = 0x4000,    ///< what the extension says; with extension 0 one 16-bit command

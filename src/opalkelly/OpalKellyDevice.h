@@ -36,7 +36,7 @@ public:
     /// @return non-zero on success; also when a transfer failed otherwise than by moving nothing
     int configure(const std::string& bitFile);
 
-    /// Notes a value for updateWireIns(). @param address  0 to 31; others change nothing
+    /// Stores a value for updateWireIns(). @param address  0 to 31; others change nothing
     void wireInWrite(int address, std::uint32_t value);
 
     /// The value that updateWireOuts() last fetched. @param address  32 to 63; others give 0
@@ -96,10 +96,10 @@ void waitInFull(std::chrono::milliseconds time);
 int opkFlashDevice(usb::LibUSBDevice& device, const std::vector<std::uint8_t>& bytes,
                    void (*wait)(std::chrono::milliseconds) = &waitInFull);
 
-/// Writes bytes to a bulk endpoint in chunks of `blockSize`, the last shorter.
-/// @return 0 as soon as a write moved nothing, or for bytes with a `blockSize` below 1; else 1, also when a write
-/// failed
-///         in another way
+/// Writes bytes to a bulk endpoint in chunks of `blockSize`. The last chunk may be shorter.
+/// @return 0 as soon as a write moved nothing;
+///         0 for bytes with a `blockSize` below 1;
+///         else 1, also when a write failed in another way
 int usbBlockWrite(usb::LibUSBDevice& device, std::uint8_t endpoint, std::span<const std::uint8_t> bytes, int blockSize);
 
 template <std::contiguous_iterator Iterator>

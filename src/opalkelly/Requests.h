@@ -50,7 +50,7 @@ struct PipeKind {
 inline constexpr PipeKind pipeIn{0x80, 0x9F, 1024};
 inline constexpr PipeKind pipeOut{0xA0, 0xBF, 16384};
 
-/// Where the numbers of one chunk stand in the pipe setup block.
+/// Offsets of the numbers of one chunk in the pipe setup block.
 inline constexpr std::size_t pipeSetupLengthAt = 0;    ///< bytes of the chunk, 16 bits
 inline constexpr std::size_t pipeSetupBlockSizeAt = 4; ///< 16 bits
 inline constexpr std::size_t pipeSetupPipeAt = 14;     ///< pipe address, 8 bits

@@ -98,8 +98,8 @@ void defineNodeFunctions(py::module_& module)
         py::arg("name"), closeRemoteNodeDoc);
 }
 
-// With protocols 0 and 1 Python makes an instance of the last base class in C, and that of all bound classes ends the process
-// when it is made. Protocol 2 knows a better way, which older protocols can write as well.
+// With protocols 0 and 1 Python makes an instance of the last base class that is written in C. That of all bound
+// classes ends the process when it is made. Protocol 2 has a better way, which older protocols can write as well.
 void pickleByProtocol2()
 {
     const py::handle base = reinterpret_cast<PyObject*>(py::detail::get_internals().instance_base);

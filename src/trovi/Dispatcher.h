@@ -26,7 +26,7 @@ std::future<std::vector<ElementDescription>> getStoreContent(MessageChannel& cha
 /// Threads: the constructor starts a thread that alone reads the channel. It handles messages in the channel's turn,
 /// and so does a thread that posts one while the node is idle. So the forwarder, the store and the callbacks are used
 /// by one thread at a time, the turn's holder. An exception of a called method, or of a truncated message, ends the
-/// process with its text when it leaves the dispatcher's or the receiver's thread. `mutex` is held for no call.
+/// process with its text when it leaves the dispatcher's or the receiver's thread. `mutex` is never held during a call.
 class Dispatcher : private ondra::Consumer<messages::Message>, private MessageHandler {
 public:
     /// @throws std::runtime_error "Dispatcher cannot be initialized with store == nullptr or storeId != dispatcherId!"
@@ -47,7 +47,7 @@ private:
     void enqueuedItem(messages::Message&& message) override { queue.act(std::move(message)); }
     void handle(messages::Message&& message) override;
     template <class M>
-    void actOn(M& message); // which it takes apart
+    void actOn(M& message); // moves from it
     template <class M>
     void forward(M& message);
     template <class M>

@@ -1,5 +1,5 @@
 #pragma once
-// From the frames of a message to the channel of a node.
+// Decodes the frames of a message and puts it on the channel of a node.
 
 #include <zmq.hpp>
 
@@ -15,7 +15,7 @@ class DispatcherMessageParser final : public ZMQMessageParserInterface {
 public:
     explicit DispatcherMessageParser(MessageChannel& channel) : channel(channel) {}
     void parseMessageHeader(zmq::message_t&&) override {}
-    /// @throws cereal::Exception for a body that is no message
+    /// @throws cereal::Exception for a body that isn't a message
     void parseMessageBody(zmq::message_t&& frame) override { channel.post(deserializeZMQMessage(frame)); }
 
 private:

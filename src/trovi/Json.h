@@ -83,8 +83,8 @@ void loadJson(JsonReader& reader, T& value);
 
 namespace detail {
 
-/// The document in the file at `path`; an empty one when it can't be read. Of a file beyond the limit: its beginning,
-/// up to a size that is refused.
+/// The document in the file at `path`; an empty one when it can't be read. Of a file beyond the limit only the
+/// beginning, which is too long as well.
 std::string documentIn(const std::string& path);
 [[noreturn]] void throwValueOutOfRange(const std::string& value, std::string_view type);
 
@@ -310,7 +310,7 @@ void saveStateToJSON(const T& object, const std::string& path)
     util::replaceFile(path, toJson(object));
 }
 
-/// Reads the file at `path` into `object`. A file that is missing, and a folder, is read as an empty one, which is no
+/// Reads the file at `path` into `object`. A missing file, or a folder, is read as an empty file, which is no valid
 /// document.
 /// @throws as fromJson
 template <class T>

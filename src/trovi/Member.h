@@ -37,7 +37,7 @@ struct Member {
     const char* doc = ""; ///< meaning, unit, range
 };
 
-/// A member that Python reads and writes as what it is.
+/// A member that Python reads and writes in its own form.
 template <class Class, class T>
 constexpr Member<Class, T> member(const char* name, T Class::*field, const char* doc = "")
 {

@@ -85,7 +85,7 @@ void MessageChannel::detach()
 void MessageChannel::act(messages::Message&& message)
 {
     const Turn mine(*this);
-    --waiting; // nobody else gets past it: that needs the turn
+    --waiting; // no other message gets past it: that needs the turn
     handleAll(std::move(message));
 }
 

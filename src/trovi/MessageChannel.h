@@ -20,9 +20,9 @@
 namespace trovi {
 
 /// Threads: thread-safe. An exception out of handling a message ends the process with its text, on whichever thread.
-/// The turn is what makes messages follow each other. It is held while one message, and what that enqueues, is handled.
-/// It is outer to the store's mutex and the Python interpreter's lock. Nobody waits for it but the dispatcher's thread
-/// and detach(), so a thread that holds another lock may call post() and enqueue().
+/// The turn keeps messages from overlapping. It is held while one message, and what that enqueues, is handled. It is
+/// outer to the store's mutex and the Python interpreter's lock. Only the dispatcher's thread and detach() wait for it,
+/// so a thread that holds another lock may call post() and enqueue().
 class MessageChannel : public ondra::Channel<messages::Message> {
 public:
     /// Puts the message in the queue. Inside a turn, while nothing is queued, it is handled right after the present

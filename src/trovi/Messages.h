@@ -50,7 +50,7 @@ struct uuid {
 
 namespace messages {
 
-/// Takes an answer: a stream that stands behind the call's uuid. Runs in the node's turn (trovi/MessageChannel.h).
+/// Takes an answer: a stream, positioned behind the call's uuid. Runs in the node's turn (trovi/MessageChannel.h).
 using Callback = std::function<void(std::istream&)>;
 
 struct Header {
@@ -113,7 +113,7 @@ struct NestedMessage {
     Bytes buffer;
 };
 
-/// Reads the message that an Internal carries. What is left behind it, the return address, goes to the end of the new
+/// Reads the message that an Internal carries. What follows it, the return address, goes to the end of the new
 /// buffer. That copy takes one character after the other as formatted input and so drops bytes with the value of a
 /// white space (0x09 to 0x0D, 0x20). That is part of the format, since peers do the same. A node whose id has such a
 /// byte gets no answer through a chain.

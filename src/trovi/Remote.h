@@ -1,5 +1,5 @@
 #pragma once
-// Proxies: each stands for an object of another node's store.
+// Proxies: each represents an object in another node's store.
 //
 // Everything goes through the untyped Element::call, set and child, which take and give bytes in binary form; the typed
 // functions check the types against the description first, and then use those three.
@@ -24,11 +24,11 @@ inline constexpr std::chrono::milliseconds callTimeout{10'000};
 
 /// Base of all that addresses a remote object: one in a store, or one that is reached from there by a chain of
 /// references.
-/// Threads: thread-safe; do not wait for an answer in a turn of the own node.
+/// Threads: thread-safe; don't wait for an answer in a turn of the calling node.
 class Element {
 public:
     Element() = default;
-    /// @param channel  of the own node, which must outlive the element
+    /// @param channel  of the calling node, which must outlive the element
     Element(MessageChannel* channel, StoreRef reference) : channel_(channel), reference(reference) {}
 
     const StoreRef& getReference() const { return reference; }
@@ -41,7 +41,7 @@ public:
     /// @param id         number of the function or member in the description of the object's class
     /// @param arguments  in binary form, one after the other
     /// @return the result in binary form; empty for a function without result
-    /// @throws std::runtime_error "RPC timeout!"; std::future_error when the own node stops before
+    /// @throws std::runtime_error "RPC timeout!"; std::future_error when the calling node stops before
     Bytes call(StoreCommand command, std::uint64_t id, Bytes arguments,
                std::chrono::milliseconds timeout = callTimeout) const;
     /// As call, without the wait.
@@ -148,7 +148,7 @@ public:
     /// @throws std::runtime_error "RPC timeout!"
     Bytes callBytes(Bytes arguments) const { return call(StoreCommand::call, id_, std::move(arguments)); }
 
-    /// Calls and waits; a function without result is waited for too.
+    /// Calls and waits, also for a function without a result.
     /// @throws std::runtime_error "RPC timeout!", or as rtcheck
     template <class Return, class... Args>
     Return invoke(const Args&... arguments) const

@@ -23,7 +23,7 @@ public:
     {}
 
     T& object() { return *object_; }
-    /// Gives the object up; after that the holder may only be destroyed. Null for a borrowed object.
+    /// Releases the object; after that the holder may only be destroyed. Null for a borrowed object.
     std::unique_ptr<T> release() { return std::move(owned); }
 
     void receiveMsg(messages::Header header, Bytes&& buffer) override

@@ -28,8 +28,8 @@ namespace trovi {
 ///
 /// Threads: the receiver's and the dispatcher's, started by the constructor, and the library's own. stop() ends them
 /// all; it, and the destructor, must not be called on any of them. A derived class calls stop() in its own destructor
-/// when the dispatcher's callbacks, or its stopObjects(), use its members. Construction and stopping may wait, and need
-/// no lock of anyone; do not hold the Python interpreter's.
+/// when the dispatcher's callbacks, or its stopObjects(), use its members. Construction and stopping may wait: do not
+/// hold the Python interpreter's lock.
 template <class Receiver, class Sender>
 class TroviNode {
 public:
@@ -64,8 +64,8 @@ protected:
     virtual void stopObjects() {}
 
 private:
-    // Each stands on those above it, and stop() goes from the end: the threads, the sockets, the store with the objects
-    // and their threads, and the context last.
+    // Each uses those above it, so stop() works from the end: the threads, the sockets, the store with the objects and
+    // their threads, and the context last.
     zmq::context_t context;
     std::shared_ptr<MessageChannel> channel_ = std::make_shared<MessageChannel>();
     Store store_;

@@ -1,5 +1,5 @@
 #pragma once
-// The one door to a USB device for everything but cameras: four blocking calls over libusb's asynchronous transfers.
+// Access to a USB device for everything but cameras: four blocking calls over libusb's asynchronous transfers.
 //
 //   usb::LibUSBDevice device(bus, address);
 //   std::vector<std::uint8_t> block(1024);

@@ -52,7 +52,7 @@ struct Request {
     std::size_t maxBytes = 0; ///< of data
     int timeoutMs = 2000;     ///< after which the transfer is renewed
 
-    /// @param argument  what `lowHalf` and `highHalf` stand for: an address, a sector
+    /// @param argument  the number whose halves are `lowHalf` and `highHalf`: an address, a sector
     constexpr USBSetupPacket setup(std::uint32_t argument = 0) const
     {
         return {static_cast<std::uint8_t>(direction), code, wValue.of(argument), wIndex.of(argument), 0};

@@ -41,7 +41,7 @@ void writeLittleEndian(void* bytes, const T& value)
     }
 }
 
-/// The number `at` bytes into `bytes`; the caller sees to it that it lies within.
+/// The number `at` bytes into `bytes`; the caller makes sure that it lies within.
 template <class T>
 T readLittleEndian(std::span<const std::uint8_t> bytes, std::size_t at)
 {

@@ -1,6 +1,6 @@
 #pragma once
-// Mutexes and locks that a compiler checks. A member names the mutex that guards it, a function the mutex that its caller
-// holds, and `make locks` (clang's thread-safety analysis) refuses code that does otherwise:
+// Mutexes and locks that a compiler checks. A member names the mutex that guards it, and a function the mutex that its
+// caller holds. `make locks` (clang's thread-safety analysis) refuses code that does otherwise:
 //
 //   class Counter {
 //   public:
@@ -52,7 +52,7 @@
 #define VORNA_TRY_ACQUIRE_SHARED(...) VORNA_THREAD_ANNOTATION(try_acquire_shared_capability(__VA_ARGS__))
 #define VORNA_ASSERT_HELD(...) VORNA_THREAD_ANNOTATION(assert_capability(__VA_ARGS__))
 #define VORNA_RETURN_CAPABILITY(mutex) VORNA_THREAD_ANNOTATION(lock_returned(mutex))
-// ---- the way out, with the reason beside it: what the analysis can't follow (a lock taken in one call and left in another)
+// ---- the way out, with the reason beside it: what the analysis can't follow (lock and unlock in different calls)
 #define VORNA_NO_THREAD_SAFETY_ANALYSIS VORNA_THREAD_ANNOTATION(no_thread_safety_analysis)
 
 namespace util {
@@ -138,9 +138,9 @@ private:
     M& mutex;
 };
 
-/// std::condition_variable over a util::Mutex. A wait gives the mutex back while it sleeps, and holds it again when it
-/// returns. Without a predicate it may return for no reason. A predicate runs with the mutex held; the analysis looks at a
-/// lambda by itself, so one that reads guarded members is marked: [this]() VORNA_REQUIRES(mutex) { return ready; }
+/// std::condition_variable over a util::Mutex. A wait releases the mutex while it sleeps, and holds it again when it
+/// returns. Without a predicate it may return for no reason. A predicate runs with the mutex held; the analysis checks
+/// a lambda on its own, so one that reads guarded members is marked: [this]() VORNA_REQUIRES(mutex) { return ready; }
 class ConditionVariable {
 public:
     void notifyOne() noexcept { condition.notify_one(); }

@@ -94,8 +94,9 @@ void syncFolder(const fs::path& folder)
 
 // ---- the file beside the target ----------------------------------------------------------------------------------
 //
-// Its writer holds a lock on it (flock), which the kernel releases when the process ends. The process in its name tells
-// the same where locks don't work; that number alone would not do, as another container may count in its own way.
+// Its writer holds a lock on it (flock), which the kernel releases when the process ends. The process id in its name
+// says the same where locks don't work. The id alone would not be enough, since another container may use the same
+// number.
 
 // A new file with a lock on it; not open when the folder takes none.
 File openBeside(const fs::path& path, std::string& name)

@@ -1,5 +1,5 @@
 #pragma once
-// What the camera classes need of a camera, whatever stands behind it: a virtual one (VirtualDriver) or libcaer
+// What the camera classes need of a camera, be it a virtual one (VirtualDriver) or a real one through libcaer
 // (Libcaer.cpp). open() chooses at run time.
 
 #include <cstddef>
@@ -16,7 +16,7 @@ namespace davis::driver {
 /// libcaer's device type numbers.
 enum class CameraKind : std::uint16_t { davis = 4, dvXplorer = 8 };
 
-/// "Failed to open a DAVIS camera (device type 4, id 1): ", the beginning of a text that goes on with the reason.
+/// "Failed to open a DAVIS camera (device type 4, id 1): ", the beginning of an error text; the reason follows it.
 std::string failedToOpen(CameraKind kind);
 
 /// The number that an opened camera gets.
@@ -72,7 +72,7 @@ public:
     /// Ends delivery, also after the shutdown callback.
     virtual void stop() = 0;
     /// The polarity events of the next read, valid or not; none when the read has no such events or there was no read.
-    /// With blocking data exchange it waits for a read: up to 10 ms for a virtual camera, about a second for a real one.
+    /// With blocking data exchange it waits for one: up to 10 ms for a virtual camera, about a second for a real one.
     virtual std::vector<event::DvsEvent> get() = 0;
 
     /// A virtual camera that plays as fast as it is read asks how many batches still wait in the graph. Call it before

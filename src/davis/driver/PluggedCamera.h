@@ -1,6 +1,6 @@
 #pragma once
-// What VirtualDriver needs of a virtual camera. emulation::VirtualCamera implements it; this header stands below that
-// one, so that the cameras do not depend on the emulation.
+// What VirtualDriver needs of a virtual camera. emulation::VirtualCamera implements it; this header is in a lower
+// layer, so that the cameras do not depend on the emulation.
 
 #include <cstddef>
 #include <cstdint>
@@ -48,7 +48,7 @@ public:
     virtual bool stopStream() = 0;
 
     /// Replaces `events` by the next batch, in timestamp order, once it is due; waits for that at most `waitMs`.
-    /// @param backlog  tells how many batches wait behind the reader; may be empty
+    /// @param backlog  gives the number of batches that wait behind the reader; may be empty
     /// @return false when nothing is due yet, nothing is left, or delivery has failed
     virtual bool next(std::vector<event::DvsEvent>& events, int waitMs,
                       const std::function<std::size_t()>& backlog) = 0;

@@ -12,11 +12,10 @@
 
 namespace emulation {
 
-/// Samples all eight wires at a rate of its own clock of 100 MHz by a divider. Register 0x2000: bit 0 runs it; 0x2001:
-/// the divider, 10,000 at power-up, 0 stands for 65,536. Others are ignored. Commands: 0x2000 one
-/// sample at once; 0x1000 back to power-up. A sample is a raw packet with extension 7: its number since power-up in 32
-/// bits, then eight codes of 16 bits. What comes due and finds no room, since the host reads too little, is lost; the
-/// numbers show the gap.
+/// Samples all eight wires at its own clock of 100 MHz, divided by a divider. Register 0x2000: bit 0 runs it; 0x2001:
+/// the divider, 10,000 at power-up, 0 means 65,536. Others are ignored. Commands: 0x2000 one sample at once; 0x1000
+/// back to power-up. A sample is a raw packet with extension 7: its number since power-up in 32 bits, then eight codes
+/// of 16 bits. What comes due and finds no room, since the host reads too little, is lost; the numbers show the gap.
 class AdcModule final : public Module {
 public:
     static constexpr std::int64_t clockHz = 100'000'000;

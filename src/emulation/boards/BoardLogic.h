@@ -16,7 +16,7 @@
 namespace emulation {
 
 /// Credit is what is left of `creditRoom` words after those that wait for the host; so a host that reads too little is
-/// held back. What a host sends beyond it is dropped, counted, and noted as a problem.
+/// held back. What a host sends beyond it is dropped, counted, and recorded as a problem.
 ///
 /// Threads: guarded by the board that owns it.
 class BoardLogic final : private PacketSink {

@@ -16,7 +16,7 @@ public:
     /// Lives until the process ends, since ports may be asked to the last.
     static BoardRegistry& instance();
 
-    /// Lets go of boards that a fault has pulled out, too.
+    /// Also drops boards that a fault has pulled out.
     void add(const std::shared_ptr<VirtualBoard>& board);
     void remove(const VirtualBoard* board);
 

@@ -1,5 +1,5 @@
 #pragma once
-// What stands behind the packets of an emulated board.
+// Which chip answers the packets of an emulated board.
 
 #include <cstdint>
 
@@ -8,7 +8,7 @@ namespace emulation {
 enum class ChipKind : std::uint8_t {
     memory,   ///< stores what is written to registers and memories, and answers reads
     loopback, ///< sends back what comes
-    none,     ///< nothing; a test puts modules in by itself
+    none,     ///< no chip; a test adds modules itself
 };
 
 } // namespace emulation

@@ -10,7 +10,7 @@ namespace emulation {
 
 /// Vendor requests and bulk endpoints are those of the firmware. What they carry is checked: a request that the
 /// firmware doesn't know, data that weren't announced or go beyond what was, an address outside the flash, all stall
-/// and are noted as problems.
+/// and are recorded as problems.
 ///
 /// Flash: 16 MiB, 0xFF where erased. Programming can only clear bits, so what is written to unerased flash comes out as
 /// the AND of both; a byte that doesn't come out as written is counted.

@@ -25,7 +25,7 @@ constexpr auto trovi::registerMembers<emulation::DevKitOptions>()
     using emulation::DevKitOptions;
     return members(member("serialNumber", &DevKitOptions::serialNumber,
                           "up to 126 characters; empty: one that no other board has"),
-                   member("chip", &DevKitOptions::chip, "what stands behind the packets"),
+                   member("chip", &DevKitOptions::chip, "which chip answers the packets"),
                    member("firmware", &DevKitOptions::firmware,
                           "True: the kit comes up with its firmware running.\n"
                           "False: its FX3 waits in the boot state for an image, then comes back as a dev kit"),

@@ -24,8 +24,8 @@ namespace emulation {
 /// Threads: thread-safe.
 class FaultyWire final : public Device {
 public:
-    /// @param unplugger  takes the device off the bus; called inside a transfer, so it must leave that to another
-    /// thread
+    /// @param unplugger  takes the device off the bus; called inside a transfer, so it must leave that to
+    ///                   another thread
     explicit FaultyWire(std::shared_ptr<Device> innerDevice, std::function<void()> unplugger = {});
     ~FaultyWire() override;
 

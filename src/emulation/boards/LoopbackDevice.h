@@ -1,6 +1,6 @@
 #pragma once
-// A plain device for trying out a USB door: memory behind control requests, a loop from the bulk endpoint that the host
-// writes to the one that it reads, and faults on demand.
+// A plain device for trying out access to USB: memory behind control requests, a loop from the bulk endpoint that the
+// host writes to the one that it reads, and faults on demand.
 
 #include <chrono>
 #include <cstdint>
@@ -22,7 +22,7 @@ namespace emulation {
 /// read waits until there are some and takes what there is, up to its length. The request `memoryRequest` writes (0x40)
 /// or reads (0xC0) memory from wValue on; other requests, and those beyond the memory's end, stall.
 ///
-/// What a test does, from any thread: the functions below. An `endpoint` of 0 stands for control requests.
+/// What a test does, from any thread: the functions below. An `endpoint` of 0 means control requests.
 class LoopbackDevice final : public Device {
 public:
     static constexpr std::uint16_t defaultVendorId = 0x1209; // pid.codes, whose product 1 is free for tests

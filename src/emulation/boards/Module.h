@@ -1,6 +1,6 @@
 #pragma once
-// What stands behind the packets of a board: packets in, packets out. A converter, a chip, a loop: each is one class
-// behind this interface, and a board takes any of them under any module id.
+// A module of a board: packets in, packets out. A converter, a chip, a loop: each is one class behind this interface,
+// and a board takes any of them under any module id.
 
 #include <chrono>
 
@@ -9,7 +9,7 @@
 
 namespace emulation {
 
-/// One object may stand behind several module ids. A packet to the host carries the id that its sender puts into it;
+/// One object may serve several module ids. A packet to the host carries the id that its sender puts into it;
 /// only event and raw packets may be sent, since hosts accept no others.
 ///
 /// Threads: a board calls with its own lock held, never two calls at once, so a module needs a lock only for what other

@@ -20,7 +20,7 @@ enum Request : std::uint8_t {
 constexpr std::size_t wireBytes = OpalKellyBoard::wires * 4;
 constexpr std::uint32_t runBit = 1; // of wire-in 0
 
-// The setup block of a pipe, 32 bytes: the fields that vary, and what stands in all the others.
+// The setup block of a pipe, 32 bytes: the fields that vary, and the constant bytes of all others.
 constexpr std::size_t pipeBlockSize = 32;
 constexpr std::size_t lengthOffset = 0, blockSizeOffset = 4, pipeOffset = 14; // 16, 16 and 8 bits
 constexpr std::array<std::uint8_t, pipeBlockSize> pipeBlock = [] {

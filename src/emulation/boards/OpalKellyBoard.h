@@ -9,7 +9,7 @@
 namespace emulation {
 
 /// What the host sends is checked to the byte: the setup blocks of pipes and of the configuration, lengths, pipe
-/// addresses, and the padding of the bitstream. What is wrong stalls and is noted as a problem.
+/// addresses, and the padding of the bitstream. What is wrong stalls and is recorded as a problem.
 ///
 /// The FPGA has no configuration at power-up; until it gets one, wires and pipes stall. Bit 0 of wire-in 0 runs the
 /// logic: while it is 0, pipe 0xA0 carries no credit and no packets, and what the host writes to pipe 0x80 is dropped.

@@ -24,7 +24,7 @@ constexpr auto trovi::registerMembers<emulation::OpalKellyOptions>()
     using emulation::OpalKellyOptions;
     return members(member("serialNumber", &OpalKellyOptions::serialNumber,
                           "up to 126 characters; empty: one that no other board has"),
-                   member("chip", &OpalKellyOptions::chip, "what stands behind the packets of modules 2 and 5"),
+                   member("chip", &OpalKellyOptions::chip, "which chip answers the packets of modules 2 and 5"),
                    member("configured", &OpalKellyOptions::configured,
                           "False: the host has to configure the FPGA and set wire-in 0 to 1, as with a real board.\n"
                           "True: the board comes up with both done"));

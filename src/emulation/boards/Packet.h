@@ -1,6 +1,6 @@
 #pragma once
-// Packets as a board's logic reads and writes them. This is a reading of the format of its own, apart from the one that
-// the host uses (src/keplin): where the two disagree, tests of one against the other fail.
+// Packets as a board's logic reads and writes them. It implements the format apart from the code that the host uses
+// (src/keplin): where the two disagree, tests of one against the other fail.
 
 #include <array>
 #include <cstdint>

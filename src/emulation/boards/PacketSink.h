@@ -1,5 +1,5 @@
 #pragma once
-// The way of a module's packets to the host.
+// How a module sends packets to the host.
 
 #include <cstddef>
 

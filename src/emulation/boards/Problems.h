@@ -1,5 +1,5 @@
 #pragma once
-// What a board has to complain about in its host: the first texts, and how many there were.
+// What a host did wrong, as a board reports it: the first texts, and how many there were.
 
 #include <cstdint>
 #include <string>

@@ -27,7 +27,7 @@ public:
     VirtualBoard& operator=(const VirtualBoard&) = delete;
     virtual ~VirtualBoard();
 
-    /// Pulls the cable: transfers under way end, open doors fail from now on. Does nothing a second time.
+    /// Pulls the cable: transfers under way end, and what has it open fails from now on. Does nothing a second time.
     void unplug();
     /// Puts it in again, under a new address and in its power-up state; flash, faults and counters are kept. One that
     /// is plugged in is pulled out first.

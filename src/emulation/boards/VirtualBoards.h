@@ -7,8 +7,8 @@
 //   kit->injectFault({.kind = emulation::FaultKind::stall, .endpoint = 0x81});
 //   kit->unplug();                                                               // as pulling its cable
 //
-// Which modules stand behind a board's packets: the chip as module 2 and 5 (as a loop: as every module that isn't
-// another); on an Opal Kelly board an ADC as module 1 and a DAC as module 3, wired to one another.
+// The modules of a board: the chip as module 2 and 5 (as a loop: as every module that isn't another); on an Opal Kelly
+// board an ADC as module 1 and a DAC as module 3, wired to one another.
 
 #include <memory>
 #include <vector>

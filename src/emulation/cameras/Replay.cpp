@@ -9,7 +9,7 @@ using davis::event::DvsEvent;
 
 namespace {
 
-constexpr std::size_t mostInBatch = 1'000'000; // for a recording whose clock stands still
+constexpr std::size_t mostInBatch = 1'000'000; // for a recording whose timestamps don't advance
 
 } // namespace
 

@@ -47,9 +47,9 @@ struct Pace {
     std::uint32_t maxBacklog = 8;
 };
 
-/// Life: plugged -> open (by one driver at a time, from the beginning) -> delivering (on and off, going on where it
-/// stopped) -> closed, and again. unplug() may come at any moment and is for good; after failTransfers() the driver may
-/// start delivery again.
+/// Life: plugged -> open (by one driver at a time, from the beginning) -> delivering (on and off, each time from where
+/// it stopped) -> closed, and again. unplug() may come at any moment and is for good; after failTransfers() the driver
+/// may start delivery again.
 ///
 /// Threads: the public functions above "what the driver calls" are thread-safe. While open it has one thread, which
 /// completes control transfers and calls the shutdown callback; close() joins it. No callback runs under `mutex`. The

@@ -16,8 +16,8 @@ public:
     PluggedDevice& operator=(PluggedDevice&& other) noexcept;
     ~PluggedDevice();
 
-    /// Takes the device out, as pulling its cable does: transfers under way end, open doors fail from now on. A second
-    /// call does nothing. May not be called from inside the device.
+    /// Takes the device out, as pulling its cable does: transfers under way end, and open handles fail from now on. A
+    /// second call does nothing. May not be called from inside the device.
     void unplug();
 
     int bus() const;

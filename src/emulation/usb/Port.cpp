@@ -243,7 +243,7 @@ int Port::discard(const void* urb)
     return 0;
 }
 
-// Takes requests out that end unanswered. The device is told of those that it was asked for, the first of each queue;
+// Removes requests that end unanswered. The device is notified of those that it was asked for, the first of each queue;
 // the worker then asks for the next.
 std::vector<Port::Request> Port::takeOut(const std::function<bool(const Request&)>& which)
 {

@@ -29,7 +29,7 @@ namespace emulation {
 class Port {
 public:
     /// What a test makes go wrong at the kernel's side. What goes wrong on the wire, the device itself returns.
-    /// `submit` sees every submission, with the port locked: it may note it, and ask the port nothing.
+    /// `submit` sees every submission, with the port locked: it may record it, but may not call the port.
     struct Faults {
         int open = 0;                                       ///< errno of opening; EACCES: no permission
         int claim = 0;                                      ///< errno of claiming an interface; EBUSY: somebody has it

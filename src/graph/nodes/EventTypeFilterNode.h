@@ -74,7 +74,7 @@ public:
         return parse(channel, destination) && std::erase_if(typedDestinations, isSame(destination)) > 0;
     }
 
-    /// @param name  one of getAvailableTypes(); the first stands for the whole variant
+    /// @param name  one of getAvailableTypes(); the first means the whole variant
     /// @throws std::runtime_error for any other; the type stays as it was
     void setDesiredType(const std::string& name) const
     {
@@ -185,8 +185,8 @@ struct trovi::RegisterImplementation<graph::nodes::EventTypeFilterNode<Variant>>
     {
         return functions(
             function("setDesiredType", &Node::setDesiredType,
-                     "Lets only events of this type pass, by a name of get_available_types(); the first stands\n"
-                     "for all. Raises RuntimeError for any other name.",
+                     "Lets only events of this type pass, by a name of get_available_types(); the first means\n"
+                     "all. Raises RuntimeError for any other name.",
                      "name"),
             function("getDesiredType", &Node::getDesiredType,
                      "The name of the type that passes; empty when none was set and when all pass."),

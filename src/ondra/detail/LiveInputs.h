@@ -9,7 +9,7 @@
 
 namespace ondra::detail {
 
-/// The inputs of all nodes of the process, by address. If a later node gets the same address, it stands for that node.
+/// The inputs of all nodes of the process, by address. If a later node gets the same address, it refers to that node.
 /// Threads: thread-safe; `mutex` is the innermost lock.
 class LiveInputs {
 public:

@@ -26,8 +26,8 @@ concept HasHiddenTime = vorna_python::isKindOf<Event, OutputEvent> && requires(E
     event.timestamp;
 } && !isTimeDescribed<Event>;
 
-/// Pickles keep the time as well: the bytes of the described members, then those of the time. Bytes without it are taken
-/// too.
+/// Pickles keep the time as well: the bytes of the described members, then those of the time. Bytes without a time are
+/// taken too.
 template <class Event>
 void pickleWithTime(auto& cls)
 {

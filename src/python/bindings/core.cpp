@@ -28,8 +28,8 @@ VORNA_BIND_LOCAL_WITH(VornaNode, [](auto& cls) {
             py::arg("sender_endpoint"), py::arg("receiver_endpoint"), py::arg("id"),
             "Binds both endpoints and serves the store. A client gives them crossed to setup_local_node.");
     cls.def("close", &VornaNode::stop, py::call_guard<trovi::python::GilRelease>(),
-            "Tells clients that the store closes, ends the node's threads, closes its devices and frees its endpoints. "
-            "Harmless a second time. The other methods of a closed node raise RuntimeError.");
+            "Notifies clients that the store closes, ends the node's threads, closes its devices and frees its "
+            "endpoints. Harmless a second time. The other methods of a closed node raise RuntimeError.");
     cls.def("__enter__", [](py::object self) {
         self.cast<VornaNode&>().requireOpen();
         return self;

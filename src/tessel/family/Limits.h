@@ -48,7 +48,7 @@ inline constexpr std::uint8_t READOUT_MAX_ADDRESS_INTERPRETATION = 3;
 
 inline constexpr std::size_t CNN_LAYER_COUNT = CNN_MAX_LAYER + 1;
 
-/// The number that stands for the event camera where sources are counted: it follows the layers.
+/// The number of the event camera where sources are numbered: it follows the layers.
 inline constexpr std::uint16_t DVS_SOURCE = CNN_LAYER_COUNT;
 
 // clang-format off

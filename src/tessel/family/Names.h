@@ -9,7 +9,7 @@
 //   #pragma pop_macro("VORNA_FAMILY")
 //
 // so every type is a real type of its family's namespace, and a value of one family never passes for one of the other.
-// That header includes what the .inc file uses. Functions stand in .cpp files, which are compiled once for each family:
+// That header includes what the .inc file uses. Functions are in .cpp files, which are compiled once for each family:
 // see Family.h. The macros below spell the names that contain the family's.
 
 #define VORNA_FAMILY_JOIN_(a, b) a##b

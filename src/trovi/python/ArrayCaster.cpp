@@ -180,8 +180,8 @@ class NestedReader {
 public:
     explicit NestedReader(std::size_t rank) : dimensions(rank) {}
 
-    /// False when something is of the wrong kind. A ragged sequence is read to its end all the same: an element of the
-    /// wrong kind is told first.
+    /// False when something is of the wrong kind. A ragged sequence is still read to its end, since an element of the
+    /// wrong kind is reported first.
     bool read(PyObject* source, std::size_t level)
     {
         if (PyList_Check(source) || PyTuple_Check(source))

@@ -2,7 +2,7 @@
 // util::tensor::Array to Python and back, for members, arguments and results. Python gets nested lists, and may give
 // nested sequences, or a buffer (a numpy array) whose element type and rank are the array's, with any strides.
 //
-// A member of array type is also shown as a numpy array that refers to the elements in place, where they have addresses.
+// A member of array type is also shown as a numpy array. It refers to the elements in place, where they have addresses.
 //
 // Elements go straight between Python's objects and the flat data; a contiguous buffer is copied as a block.
 
@@ -39,7 +39,7 @@ inline constexpr bool isTensor<util::tensor::Array<T, N>> = true;
 template <class T>
 bool loadArray(py::handle source, std::span<std::uint64_t> dimensions, std::vector<T>& data);
 
-/// Plain lists, or with a place those lists of a member that stand there.
+/// Plain lists; with a `place`, the lists of a member that write through (MemberList.h).
 /// @throws std::invalid_argument when shape and data disagree
 template <class T>
 py::object nestedLists(std::span<const std::uint64_t> dimensions, const std::vector<T>& data,
@@ -63,7 +63,7 @@ std::string arrayElementExpectation();
 
 /// A numpy array of the member `array` of `owner`, which it keeps alive. Writing to it writes to the member, for as
 /// long as the member keeps its shape; when it gets another shape, or is replaced with the object around it, the numpy
-/// array keeps the old elements and is part of nothing any more. Elements of type bool are packed and have no
+/// array keeps the old elements and no longer belongs to the object. Elements of type bool are packed and have no
 /// addresses, so theirs is a read-only copy.
 /// @throws std::invalid_argument when shape and data disagree
 template <class T>

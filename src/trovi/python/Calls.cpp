@@ -64,8 +64,8 @@ bool loadsArguments(void* loader, py::detail::function_call& call, bool (*load)(
 
 py::handle castShared(std::shared_ptr<void> owner, py::handle instance)
 {
-    // One share for each Python object, however often it is handed out: it sits in the object's own dictionary-free
-    // patient list, so it must be added only when the object was made just now.
+    // One share for each Python object, however often it is handed out. pybind11 keeps the share in the object's list
+    // of patients, so it must be added only when the object has just been made.
     if (instance && Py_REFCNT(instance.ptr()) == 1) {
         const py::capsule share(new std::shared_ptr<void>(std::move(owner)),
                                 [](void* p) { delete static_cast<std::shared_ptr<void>*>(p); });

@@ -5,7 +5,7 @@
 // the container's "element owner" alive, which in turn keeps the object alive that has the container. When the member
 // is replaced (assigned, filled from a dict, read from a file) while an element owner lives, it takes the old content
 // over, at its old address, and the member goes on with content of its own. So an element that a script got before
-// stays as it was, and is part of nothing any more; with the last such element the old content goes too.
+// stays as it was, but no longer belongs to the member. The old content is freed with the last such element.
 //
 // What a function of the class itself does to its containers is not seen here: a function that is registered must not
 // take elements away that a script may hold.
@@ -36,7 +36,7 @@ std::shared_ptr<void> takeContent(void* container)
     return taken;
 }
 
-/// What elements of `container` shall keep alive; the same while any of them lives.
+/// What the elements of `container` keep alive; the same object while any of them lives.
 py::object elementOwner(void* container, py::handle owner, TakeContent take);
 
 /// To be called before anything in the memory at `begin` is replaced.

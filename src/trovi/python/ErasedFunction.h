@@ -16,7 +16,7 @@
 
 namespace trovi::python {
 
-/// Text of a signature in pybind11's form, "({%}, {int}) -> None", with the types that stand for each %.
+/// Text of a signature in pybind11's form, "({%}, {int}) -> None", with a type for each %.
 struct SignatureText {
     std::string text;
     std::vector<const std::type_info*> types; // ended by a null

@@ -1,5 +1,5 @@
 #pragma once
-// Gives up the interpreter lock for a scope, safely even when the interpreter ends meanwhile.
+// Releases the interpreter lock for a scope, safely even when the interpreter ends meanwhile.
 
 #include <pybind11/pybind11.h>
 

@@ -1,7 +1,7 @@
 #pragma once
 // Integers from Python, wherever one is wanted: members, arguments, results of calls, lists. Taken is an int and what
-// has __index__ (numpy's integers). What has __int__ alone (numpy.float32(2.7), Decimal, Fraction) would lose its
-// fraction without a word, so it is refused as a float is.
+// has __index__ (numpy's integers). What has __int__ alone (numpy.float32(2.7), Decimal, Fraction) would silently lose
+// its fraction, so it is refused as a float is.
 //
 // These replace pybind11's casters, so include this before any header that converts integers, <pybind11/numpy.h> for
 // one. The compiler refuses the wrong order.

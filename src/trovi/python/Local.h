@@ -157,7 +157,7 @@ private:
     }
 };
 
-/// Also sets the class, which stands in the root module, as an attribute of the submodule where a user looks for it.
+/// The class is in the root module. This also sets it as an attribute of the submodule where users look for it.
 template <class T>
 void addAlias(py::module_& module, const char* submodule)
 {

@@ -16,7 +16,7 @@ struct MemberList {
     PyListObject list;
     ListPlace place;     // its owner is a strong reference here
     bool ended;          // part of nothing any more
-    bool holdsDescribed; // and stands in listsOfDescribed()
+    bool holdsDescribed; // and is in listsOfDescribed()
 };
 
 PyTypeObject& listType();

@@ -9,11 +9,11 @@
 // A change is made to the member as it is now, with the checks and texts of assigning the member, and the list then
 // shows what the member holds. When the member refuses, both are as they were. So two lists of one member may be used
 // in turn, and a list that was read before the member got another value changes the new value. An index that the member
-// has no more raises IndexError.
+// no longer has raises IndexError.
 //
-// An inner list stands for its place. It ends when its outer list changes in any other way than at one other index; it
-// raises RuntimeError then. An element of a described class is replaced as in any list: a script's object of the
-// element that was there stays as it was, and is part of nothing any more. A dict changes the element that is there.
+// An inner list refers to its place. When its outer list changes, other than at one other index, it ends: it then
+// raises RuntimeError. An element of a described class is replaced as in any list: a script's object of the element
+// that was there stays as it was, and no longer belongs to it. A dict changes the element that is there.
 //
 // Copies of every kind (slices, copy, deepcopy, pickle, list(x)) are plain lists.
 //
@@ -75,8 +75,8 @@ struct ListPlace {
 /// ends.
 PyObject* newMemberList(const ListPlace& place, Py_ssize_t size);
 
-/// To be called for a list that is filled. The garbage collector then sees it, unless it can't be part of a cycle: a list
-/// of numbers whose owner the collector doesn't see either.
+/// To be called for a list that is filled. The garbage collector then sees it. A list of numbers whose owner the
+/// collector doesn't see can't be part of a cycle, so it is left out.
 void finishMemberList(PyObject* list, bool ofNumbers);
 
 /// The plain list, and the lists in it as deep as the member's type goes, as lists of the member.

@@ -18,8 +18,8 @@ namespace trovi::python {
 namespace py = pybind11;
 
 /// Threads. Its own: the base's receiver and dispatcher. Python threads call openRemoteNode() and closeRemoteNode()
-/// with the interpreter lock held. The dispatcher takes the interpreter lock to handle a `contentUpdate`, so nobody may
-/// wait for the dispatcher with that lock held:
+/// with the interpreter lock held. The dispatcher takes the interpreter lock to handle a `contentUpdate`, so no thread
+/// may wait for the dispatcher while it holds that lock:
 ///   - openRemoteNode() releases the lock while it waits. A store's content must be bound before any update of it, so
 ///     updates that arrive meanwhile are deferred, and handled in order when the opener is done;
 ///   - PythonNodeSingleton calls stop() with the lock released, and only then gives up its share.

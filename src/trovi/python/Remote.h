@@ -75,8 +75,8 @@ struct RemoteMember {
 
 void addRemoteFunction(py::handle cls, const RemoteClassOps& ops, const RemoteFunction& function);
 void addRemoteMember(py::handle cls, const RemoteClassOps& ops, const RemoteMember& member);
-/// Ends the making of a proxy class, which then lives until the process ends: a script may keep a proxy of a store that
-/// it closes, and finds the classes of its members and results by it all the same.
+/// Completes a proxy class. It then lives until the process ends, since a script may keep a proxy of a store that it
+/// has closed, and the proxy still needs the classes of its members and results.
 void finishProxyClass(py::handle cls, const py::module_& module, const RemoteClassOps& ops);
 void addPropertyMethods(py::handle cls, const RemoteClassOps& ops, const RemoteMember& value);
 
@@ -91,7 +91,7 @@ class Remote {
 public:
     using Rule = std::function<void(py::module_&, const std::shared_ptr<MessageChannel>&, const ElementDescription&)>;
 
-    /// Makes the rule for objects of type T known.
+    /// Registers the rule for objects of type T.
     template <class T>
     static void addType();
 
@@ -264,7 +264,7 @@ void bindResultClass(py::module_& module)
 
 } // namespace detail
 
-/// Binds the proxies of T, once; later calls, for other modules, find it bound.
+/// Binds the proxies of T, once; later calls find the class and don't bind it again.
 template <class T>
 void bindRemoteClass(py::module_& module)
 {

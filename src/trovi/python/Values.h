@@ -65,7 +65,7 @@ std::string joinedEnumerators(const std::string& name, const std::vector<std::st
 /// "davis::event::DvsEvent" is vorna.davis.event.DvsEvent to the user who reads an error.
 std::string dotted(std::string name);
 
-/// What stands for a value in an error text: its repr, cut to a readable length.
+/// How an error text shows a value: its repr, cut to a readable length.
 std::string shortRepr(py::handle value);
 
 template <class T>
@@ -138,7 +138,7 @@ namespace detail {
 /// How a value without a description refers to objects of described classes.
 struct References {
     bool any = false;     ///< there are some
-    bool outside = false; ///< in memory that the value lets go of when it is replaced
+    bool outside = false; ///< in memory that the value frees when it is replaced
     bool variant = false; ///< in memory that may hold another type when it is replaced
 };
 
@@ -224,7 +224,7 @@ void setAside([[maybe_unused]] const V* value)
 
 } // namespace detail
 
-/// @throws py::type_error since an object was made by __new__ without __init__
+/// @throws py::type_error that says that an object was made by __new__ without __init__
 [[noreturn]] void throwUnmade(const std::string& registeredName);
 
 /// pybind11 gives an object that was made without its constructor plain memory as soon as it is used. This refuses.
@@ -259,7 +259,7 @@ constexpr ListShape listShape()
     return shape;
 }
 
-/// Puts a new value in the place of an old one. An array of the same shape stays where it is, and views of it go on.
+/// Puts a new value in the place of an old one. An array of the same shape keeps its memory, so views stay valid.
 template <class V>
 void replaceValue(V& target, V value)
 {

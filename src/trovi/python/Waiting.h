@@ -10,7 +10,7 @@
 
 namespace trovi::python {
 
-/// Waits for `future`, at most `limit`. Needs the interpreter lock, and gives it up while it waits; every 100 ms it
+/// Waits for `future`, at most `limit`. Needs the interpreter lock, and releases it while it waits. Every 100 ms it
 /// lets Python handle signals, so that Ctrl-C ends the wait with KeyboardInterrupt.
 template <class T>
 std::future_status waitWithSignals(const std::future<T>& future, std::chrono::milliseconds limit)

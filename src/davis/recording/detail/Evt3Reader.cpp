@@ -68,7 +68,7 @@ private:
         for (;;) {
             const std::string_view text = file.peekText(longestLine).substr(0, longestLine);
             const std::size_t length = text.find('\n');
-            // A word may begin with the byte of '%' too. A line is text to its end.
+            // A word may begin with the byte of '%' too. A line is text up to its end.
             const bool isLine = text.starts_with('%') && length != std::string_view::npos &&
                                 std::ranges::all_of(text.substr(0, length), [](char c) {
                                     return (c >= ' ' && c <= '~') || c == '\t' || c == '\r';

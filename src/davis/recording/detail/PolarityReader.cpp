@@ -1,4 +1,4 @@
-// Polarity words: events of 8 bytes (see event/PolarityWord.h) up to the end of the file, without a header. The timestamp
+// Polarity words: events of 8 bytes (event/PolarityWord.h) up to the end of the file, without a header. The timestamp
 // is unsigned, and the valid mark must be set.
 
 #include <algorithm>

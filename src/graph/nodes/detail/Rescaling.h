@@ -7,7 +7,7 @@
 
 namespace graph::nodes::detail {
 
-/// How many pixels of a (c by d) image one of an (a by b) image stands for: a / c and b / d.
+/// How many pixels of an (a by b) image make one pixel of a (c by d) image: a / c and b / d.
 inline std::pair<double, double> rescalingCoefficient(double a, double b, double c, double d) { return {a / c, b / d}; }
 
 inline constexpr double quotientLimit = 2147483648.0; // 2^31
