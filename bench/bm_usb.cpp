@@ -1,6 +1,6 @@
-// Transfers through the USB door to an emulated device that answers at once, next to the least that such a door can
-// cost: a promise handed to a second thread, fulfilled there and waited for. Both are measured in turns in the same
-// run; `ratio` is the door's time over the floor's, of each the best turn.
+// Transfers through usb::LibUSBDevice to an emulated device that answers at once. The floor is the least that such a
+// call can cost: a promise handed to a second thread, fulfilled there and waited for. Both are measured in turns in the
+// same run; `ratio` is the call's time over the floor's, of each the best turn.
 
 #include <algorithm>
 #include <chrono>
@@ -133,7 +133,7 @@ BENCHMARK_CAPTURE(BM_Door, controlRead,
     ->Arg(8)
     ->UseManualTime();
 
-// What the driver of a dev kit adds to the door: the vector that a read returns. Here the floor is the door itself.
+// What the driver of a dev kit adds: the vector that a read returns. Here the floor is usb::LibUSBDevice itself.
 void BM_ReadGpif(benchmark::State& state)
 {
     constexpr int turn = 500;

@@ -1,4 +1,4 @@
-// Traffic on several doors at once, for as long as one likes: usb_soak [--seconds N]
+// Traffic on several devices at once, for as long as one likes: usb_soak [--seconds N]
 //
 // Two devices carry numbered bytes both ways and memory requests; a third stalls again and again; a fourth is opened,
 // kept busy with each kind of transfer and pulled out. A dev kit and an Opal Kelly board send numbered packets round a
@@ -41,7 +41,7 @@ std::atomic<int> faults = 0;
 template <class... Values>
 void fault(const char* format, Values... values)
 {
-    if (++faults < 20) { // the first ones tell the story
+    if (++faults < 20) { // the first ones say enough
         std::fprintf(stderr, format, values...);
         std::fputc('\n', stderr);
     }

@@ -2,7 +2,7 @@
 
     import_time.py FOLDER_OF_VORNA FOLDER_OF_BARE [ROUNDS]
 
-Each import runs in a process of its own; rounds alternate and the least time of each counts, since all else is the machine's.
+Each import runs in a process of its own. Rounds alternate, and the least time of each counts: all else is noise.
 The libraries that vorna links (ZeroMQ brings 20 more) take longer to load than the module itself, so the bare module is
 also shown with the same libraries loaded before it.
 """

@@ -2,8 +2,9 @@
 
     rpc.py FOLDER_OF_VORNA RPC_FLOOR [ROUNDS]
 
-floor: the same PUSH/PULL and PUB/SUB sockets and frames with bare libzmq in C++, two processes. pyzmq: the same in Python.
-Rounds alternate; the medians are of all round trips, 99 %: of the slow ones. Aim: vorna's median at most 1.8 times the floor's.
+floor: the same PUSH/PULL and PUB/SUB sockets and frames with bare libzmq in C++, two processes. pyzmq: the same in
+Python. Rounds alternate. The median and the 99th percentile are of all round trips. Aim: vorna's median at most 1.8
+times the floor's.
 """
 import socket
 import statistics

@@ -1,5 +1,5 @@
-"""Eight client processes call one server for a minute: every answer must come and be right, and the server's memory must
-stay flat.
+"""Eight client processes call one server for a minute. Every answer must come and be right, and the server's memory
+must stay flat.
 
     soak.py FOLDER_OF_VORNA [SECONDS] [CLIENTS]
 """

@@ -1,6 +1,6 @@
-// Validation of a full configuration without faults: the nine layers in a chain, most destinations
-// enabled, about 100,000 memory words. Aim for less than a millisecond. The floor is a copy of the same configuration,
-// which a script pays each time it hands one over.
+// Validation of a full configuration without faults: the nine layers in a chain, most destinations enabled, about
+// 100,000 memory words. Aim for less than a millisecond. The floor is a copy of the same configuration, which a script
+// pays each time it hands one over.
 
 #include <sstream>
 
