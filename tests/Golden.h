@@ -4,7 +4,7 @@
 //   #include "../Golden.h"
 //   EXPECT_GOLDEN("node_names.txt", text);
 //
-// With VORNA_GOLDEN=accept in the environment (`make golden`) the file is rewritten; `git diff` then shows what changed.
+// With VORNA_GOLDEN=accept in the environment (`make golden`) the file is rewritten; `git diff` shows the change.
 
 #include <cstdlib>
 #include <fstream>

@@ -276,7 +276,7 @@ TEST(Attach, AnOpenDoorSeesTheUnplugAndAFreshContextTheReplug)
     plugged.unplug();
     Bytes bytes(4);
     EXPECT_EQ(old.bulk(0x01, bytes), LIBUSB_ERROR_NO_DEVICE);
-    plugged = plug(device); // while the old door is still open
+    plugged = plug(device); // while the old handle is still open
     EXPECT_NE(plugged.address(), oldAddress);
     Host fresh(plugged);
     EXPECT_TRUE(fresh.claimed);

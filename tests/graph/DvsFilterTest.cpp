@@ -76,8 +76,8 @@ TEST(Crop, TakesAnyPredicate)
     EXPECT_THROW(bench.apply({{{1, 1, false, 0}}}), std::bad_function_call);
 }
 
-// Regions at and beyond the ends of what coordinates hold, and sizes around the chunks in which filters copy, against the
-// plain way to say it: ends included, compared as integers, the corner subtracted in 16 bits.
+// Regions at and beyond the ends of what coordinates hold, and sizes around the chunks in which filters copy. Compared
+// with the plain rule: ends included, compared as integers, the corner subtracted in 16 bits.
 TEST(Crop, AgreesWithOneEventAtATime)
 {
     constexpr auto least = std::numeric_limits<std::int32_t>::min(), most = std::numeric_limits<std::int32_t>::max();

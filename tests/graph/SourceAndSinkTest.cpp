@@ -116,7 +116,7 @@ TEST(BasicSink, CopiesNoEventsOfABatchThatIsItsAlone)
     EXPECT_THAT(*other.batches().at(0), ElementsAre(first, third)) << "a batch that others hold stays whole";
 }
 
-// The other owner lets go in the moment in which the batch is looked at. Nothing but the batch orders the two threads.
+// The other owner releases the batch while its owners are counted. Nothing but the batch orders the two threads.
 TEST(BasicSink, LeavesABatchAloneUntilItsReadersAreDone)
 {
     constexpr int rounds = 1000;

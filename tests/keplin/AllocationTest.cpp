@@ -26,7 +26,8 @@ using namespace packets;
 
 namespace {
 
-/// `turn` on a board that always sends the same: packets of one and of 32 event words for module 2, and some for others.
+/// `turn` on a board that always sends the same: packets of one and of 32 event words for module 2, and some for
+/// others.
 template <class Turn>
 void expectOneAllocationARead(Board& board, PacketQueue& transmit, PacketQueue& received, Turn turn)
 {

@@ -1,4 +1,4 @@
-"""Both chip families as tests see them: what differs in their names stands here."""
+"""Both chip families as tests see them: what differs in their names is here."""
 import pytest
 import vorna
 

@@ -1,4 +1,4 @@
-"""Cameras through the whole road: a virtual one is plugged in, opened in a store, driven by proxy, and read through a graph."""
+"""A virtual camera all the way: plugged in, opened in a store, driven by proxy, and read through a graph."""
 import struct
 
 import pytest

@@ -57,8 +57,8 @@ def test_what_takes_arguments_has_a_help(name, tmp_path):
 
 
 def warm_and_cold(path):
-    """Pixels of ON and of OFF events in the left and in the right half of a picture, below the titles and above the captions.
-    Nothing where this interpreter has no matplotlib."""
+    """Pixels of ON and of OFF events in the left and in the right half of a picture, below the titles and above the
+    captions. Nothing where this interpreter has no matplotlib."""
     try:
         from matplotlib.image import imread
     except ImportError:

@@ -1,4 +1,4 @@
-"""The end of a process: whatever lives when the interpreter exits, the process ends in time and with its own return code."""
+"""The end of a process: whatever still lives when the interpreter exits, the process ends in time with its own code."""
 import os
 import signal
 import subprocess

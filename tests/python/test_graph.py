@@ -19,7 +19,7 @@ def test_identifiers_count_on(graph):
 
 
 def test_refusals_are_errors_with_reasons(vorna, graph):
-    """The texts stand in tests/golden/graph_refusals.txt and filter_refusals.txt."""
+    """The texts are in tests/golden/graph_refusals.txt and filter_refusals.txt."""
     box = vorna.trovi.BoxedPtr()
     graph.add_filter_node("DvsEventCrop")
     graph.add_filter_node("DvsEventDecimate")

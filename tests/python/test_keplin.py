@@ -1,4 +1,4 @@
-"""Modules on boards: their values as local classes, and what calls of their proxies send to a server, played by hand."""
+"""Modules on boards: their values as local classes, and what their proxies send to a server, played by hand."""
 import struct
 
 import pytest

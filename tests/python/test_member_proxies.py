@@ -1,4 +1,4 @@
-"""Proxies of objects that have data members: what a server, played by hand, is asked and told by them."""
+"""Proxies of objects that have data members: the messages that they send to a server, which the test plays by hand."""
 import gc
 import struct
 import threading
@@ -99,7 +99,7 @@ def far(vorna, by_hand):
 
 
 def without_return_address(body, frame):
-    """The body of a call, shortened by the return address in its buffer, which `frame` bytes stand before."""
+    """The body of a call without the return address in its buffer. `frame` bytes come before that address."""
     length, = struct.unpack_from("<Q", body, frame)
     return body[:frame] + struct.pack("<Q", length - RETURN_ADDRESS) + body[frame + 8:-RETURN_ADDRESS]
 

@@ -118,7 +118,7 @@ def test_closing_and_opening_anew(vorna, server, remote, node_id):
     name = remote.__name__.split(".")[1]
     vorna.close_remote_node(name)
     assert not hasattr(vorna, name)
-    assert remote.is_open() is True, "the far side isn't told"
+    assert remote.is_open() is True, "the far side isn't notified"
     assert remote.DeviceController.get_opened_devices() == []
     vorna.open_remote_node(server.id, name)
     assert getattr(vorna, name) is not remote
@@ -164,7 +164,7 @@ def test_a_call_to_a_server_that_dies_times_out_and_the_client_lives(vorna, scri
     begin = time.monotonic()
     assert runtime_text(controller.get_opened_devices) == "RPC timeout!"
     assert 9 < time.monotonic() - begin < 15
-    assert vorna.mortal.is_open() is True, "nobody told"
+    assert vorna.mortal.is_open() is True, "nothing announced it"
     # a new server on the same endpoints is reached through the old proxies
     script(SERVER, sender, receiver, 301)
     wait_for(lambda: answers(controller), limit=20, what="the new server")

@@ -1,4 +1,4 @@
-"""The type stubs tell of every name of the module, in Python that parses."""
+"""The type stubs have every name of the module, in Python that parses."""
 import ast
 import builtins
 import os
@@ -73,7 +73,7 @@ def test_every_public_name_is_told_of(vorna, stubs):
 
 
 def surface(module):
-    """Every public name below a module, a line or two a class: members with their types, functions with their signatures."""
+    """Every public name below a module, a line or two a class: members with their types, functions with signatures."""
     def signatures(function):
         doc = (function.__doc__ or "").strip()
         lines = re.findall(r"^\d+\. (.*)$", doc, re.M) if "Overloaded function." in doc else doc.split("\n")[:1]

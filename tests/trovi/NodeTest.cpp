@@ -148,7 +148,7 @@ TEST(Node, SignalsDisturbNeitherCallsNorASendThatBlocks)
     const auto tree = proxyOf(*client, garden);
     for (std::uint32_t i = 1; i <= 50; ++i)
         EXPECT_EQ(tree.invoke<std::uint32_t>("add", std::uint32_t{1}), i);
-    // Whoever posts sends, and the socket to a port where nobody listens is full. Stopping gets through too.
+    // The thread that posts also sends, and the socket to a port where nobody listens is full. stop() still returns.
     Client lonely("tcp://127.0.0.1:1", "tcp://127.0.0.1:1", 2);
     for (int i = 0; i <= nodeHighWaterMark; ++i)
         lonely.channel().post(messages::Set{{0, {1, 0}, StoreCommand::set, 0}, {}});

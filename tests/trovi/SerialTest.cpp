@@ -37,8 +37,8 @@ T fromStream(std::istream&& stream)
     return deserializeElement<T>(stream);
 }
 
-/// The line of the golden file for `value`: its JSON form without blanks, and its bytes. Checks the ways back from them,
-/// by functions and by archives, and that bytes cut anywhere are refused.
+/// The line of the golden file for `value`: its JSON form without blanks, and its bytes. Checks the ways back from
+/// them, by functions and by archives, and that bytes cut anywhere are refused.
 template <class T>
 std::string lineOf(const char* what, const T& value)
 {
@@ -98,7 +98,7 @@ TEST(Serial, ValuesFollowEachOtherWithoutAGap)
     ByteStream stream = sstreamFromBuffer(serializeToBuffer(std::uint16_t{1}, "ab", std::uint8_t{3}));
     EXPECT_EQ(deserializeElement<std::uint16_t>(stream), 1);
     EXPECT_EQ(deserializeElement<std::string>(stream), "ab");
-    EXPECT_EQ(stream.get(), 3); // the stream itself stands behind what was read
+    EXPECT_EQ(stream.get(), 3); // the stream is positioned behind what was read
     stream << "ab" << 'c';
     EXPECT_EQ(deserializeElement<std::uint8_t>(stream), 'a');
     std::string rest;

@@ -92,7 +92,7 @@ TEST(DeviceList, AnEntryIsFoundByBusAndAddress)
     libusb_exit(context);
 }
 
-// udev reads the file on machines of users, so nothing else would tell of a board that was left out.
+// udev reads the file on machines of users, so nothing else would show that a board was left out.
 TEST(UdevRules, NameEveryBoardAndNoOther)
 {
     std::set<std::string> expected, found;

@@ -128,7 +128,7 @@ TEST(LibUSBDevice, WhatTheDeviceAnswersIsWhatTheCallReturns)
             EXPECT_EQ(call.run(*door, bytes, timeoutMs), row.result) << call.name << ' ' << row.answer;
         }
     }
-    // A reader's loop turns as fast as it can on a board that only stalls, for as long as the door is open.
+    // A reader's loop turns as fast as it can on a board that only stalls, for as long as the device is open.
     const auto failMany = [&](int times) {
         for (const auto& call : allCalls) {
             plugged.device.answerNext(call.endpoint, -EPIPE, times);
@@ -232,7 +232,7 @@ TEST(LibUSBDevice, ClosingEndsTheWaitsOfOtherThreads)
             const Call& call = allCalls[i];
             const int before = plugged.submissions.count(call.endpoint);
             if (renewing && before > 0)
-                continue; // its submission couldn't be told from a renewal of the other control transfer
+                continue; // its submission would look like a renewal of the other control transfer
             plugged.device.mute(call.endpoint);
             results.push_back(inThread([&, i] { return call.run(*shared, bytes[i], renewing ? 1 : 0); }));
             plugged.submissions.waitFor(call.endpoint, before + 1);

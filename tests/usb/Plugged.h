@@ -103,7 +103,7 @@ struct PluggedLoop {
 inline usb::USBSetupPacket memoryWrite(std::uint16_t at) { return {0x40, LoopbackDevice::memoryRequest, at, 0, 0}; }
 inline usb::USBSetupPacket memoryRead(std::uint16_t at) { return {0xC0, LoopbackDevice::memoryRequest, at, 0, 0}; }
 
-/// One of the door's four calls, so that a test can be made of all.
+/// One of the four calls of usb::LibUSBDevice, so that one test covers them all.
 struct Call {
     const char* name;
     std::uint8_t endpoint; // as the device counts: 0 for control requests

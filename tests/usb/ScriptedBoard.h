@@ -30,7 +30,7 @@ struct Transfer {
     }
 };
 
-/// Transfers are numbered from 0. All succeed in full length unless told otherwise; reads give readByte().
+/// Transfers are numbered from 0. All succeed in full length unless a test says otherwise; reads give readByte().
 class ScriptedBoard final : public emulation::Device {
 public:
     ScriptedBoard(std::uint16_t vendor, std::uint16_t product, std::vector<std::uint8_t> bulkEndpoints)

@@ -1,7 +1,7 @@
 #pragma once
 // A stand-in for libcaer: the names that src/davis/driver/Libcaer.cpp uses, over cameras of the emulation that a test
-// plugs in here instead of on the virtual bus. It behaves as libcaer does where that matters to a caller: one USB thread
-// completes control transfers and calls the shutdown callback, and a blocking dataGet() without data takes a second.
+// plugs in here instead of on the virtual bus. It behaves as libcaer does where that matters to a caller: one USB
+// thread completes control transfers and calls the shutdown callback; a blocking dataGet() without data takes a second.
 
 #include <cstdint>
 #include <map>
