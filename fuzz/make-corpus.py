@@ -47,7 +47,7 @@ for line in (golden / "forms.txt").read_text().splitlines():
         break
 write("fuzz_binary", "everything", b"".join(form for _, _, form in members))
 write("fuzz_json", "everything", ("{\"value0\": {%s}}" % ", ".join('"%s": %s' % member[:2] for member in members)).encode())
-for number, (name, json, _) in enumerate(members, 1):  # the first byte says in place of which member the rest stands
+for number, (name, json, _) in enumerate(members, 1):  # the first byte names the member that the rest replaces
     write("fuzz_json", name, bytes([number]) + json.encode())
 
 for name in "decoded", "encoded":  # the words in hexadecimal
