@@ -3,13 +3,13 @@
 
     tools/bench-compare.py BASE [--filter REGEX] [--rounds N] [--attention 1.1] [--jobs N]
 
-Builds BASE and the tree as it is, with uncommitted changes, below build/compare. Then each round runs every bm_* program of
-both, one after the other, so that what else the machine does hits both. The pairing and the Mann-Whitney U test are those
-of Google Benchmark's own comparison tool (Debian: libbenchmark-tools).
+Builds BASE and the tree as it is, with uncommitted changes, below build/compare. Then each round runs every bm_*
+program of both, one after the other, so that other load on the machine affects both. The pairing and the Mann-Whitney U
+test are those of Google Benchmark's own comparison tool (Debian: libbenchmark-tools).
 
 A row: the median time of each side, now / base, the ratio to the floor of the same run where a benchmark has one, and a
-mark where now / base passes the attention threshold either way with p < 0.05. The marks ask for a second run and a look at
-the change; the exit code is 0 all the same, since a timing is no verdict.
+mark where now / base passes the attention threshold either way with p < 0.05. A mark means: run it again, then read the
+change. The exit code is 0 with marks too, since a timing proves nothing.
 """
 import argparse
 import json

@@ -1,6 +1,6 @@
-"""check-refusal.py FOLDER VERSION: imports vorna, as a user does, from the folder of a module that was built for Python VERSION
-("3.9"), in this interpreter, of another version, and expects to be refused with both versions in the text. Nothing newer than
-3.8 here."""
+"""check-refusal.py FOLDER VERSION: imports vorna, as a user does, from FOLDER, which holds a module for Python VERSION
+("3.9"). This interpreter is of another version, so the import must be refused, with both versions in the text. The code
+runs on Python 3.8 too."""
 import sys
 
 sys.path.insert(0, sys.argv[1])

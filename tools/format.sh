@@ -1,5 +1,5 @@
 #!/bin/bash
-# tools/format.sh [--check]: clang-format over our sources; with --check nothing is written and a difference is an error.
+# tools/format.sh [--check]: clang-format over our sources. --check writes nothing; a difference is an error.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 mode=(-i)

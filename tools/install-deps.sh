@@ -1,9 +1,9 @@
 #!/bin/bash
-# Installs what vorna's build and tests need on Debian 12 (bookworm). Asks for nothing; a second run finds all present and
-# touches no network. Run as root, or as a user who may sudo.
+# Installs what vorna's build and tests need on Debian 12 (bookworm). Asks for nothing. A second run finds all present,
+# and needs no network. Run as root, or as a user who may sudo.
 #
 #   tools/install-deps.sh            what `make demo` and `make test` need
-#   tools/install-deps.sh --dev      also clang (fuzzers, clang-tidy, clang-format, check of locks), gcovr, comparison of benchmarks
+#   tools/install-deps.sh --dev      also clang and its tools, gcovr, and what compares benchmarks
 #
 # pybind11 2.13 and magic_enum, both header-only, come from trixie of the same archive. The pin forbids every other
 # package of that suite (-1), so nothing else can move, now or at a later upgrade.

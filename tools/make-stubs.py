@@ -101,7 +101,7 @@ def signatures(function):
 
 
 def split_arguments(text):
-    """At the commas that stand in no bracket."""
+    """Splits at the commas outside all brackets."""
     parts, depth, current = [], 0, ""
     for letter in text:
         depth += (letter in "[(") - (letter in "])")
@@ -260,7 +260,7 @@ def main():
     folder, out = (Path(a).resolve() for a in sys.argv[1:])
     sys.path.insert(0, str(folder))
     sys.dont_write_bytecode = True
-    with contextlib.redirect_stdout(io.StringIO()):  # the module says a word when it is imported
+    with contextlib.redirect_stdout(io.StringIO()):  # importing the module prints a line
         module = __import__(ROOT)
     write_module(module, out)
 

@@ -1,5 +1,5 @@
 #!/bin/bash
-# tools/run-benchmarks.sh BUILD REGEX [flags]: runs the programs bm_* whose name matches; results also as BUILD/bench/*.json.
+# tools/run-benchmarks.sh BUILD REGEX [flags]: runs the matching programs bm_*; results also go to BUILD/bench/*.json.
 set -euo pipefail
 build=$1 regex=$2; shift 2
 mapfile -t programs < <(find "$build/bench" -name 'bm_*' -type f -executable | grep -E "/[^/]*(${regex})[^/]*\$" | sort)

@@ -1,6 +1,6 @@
 #!/bin/bash
-# tools/run-fuzzers.sh BUILD SECONDS: each fuzzer in turn, from the seeds in fuzz/corpus/<name>. New inputs of interest are
-# kept in BUILD/corpus; an input that fails is written to BUILD/found and ends the run with an error.
+# tools/run-fuzzers.sh BUILD SECONDS: each fuzzer in turn, from the seeds in fuzz/corpus/<name>. New inputs of interest
+# are kept in BUILD/corpus; an input that fails is written to BUILD/found and ends the run with an error.
 set -euo pipefail
 build=$1 seconds=$2
 mapfile -t fuzzers < <(find "$build" -name 'fuzz_*' -type f -executable | sort)
