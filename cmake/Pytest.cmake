@@ -1,10 +1,10 @@
 # vorna_pytest(FOLDER tests/python [MODULE vorna] [PYTHON /usr/bin/python3] [TIMEOUT 300])
 #
-# Each test_*.py below the folder becomes one ctest test "py.<name>". It runs in a process of its own, so that a file can't
-# disturb the next and a hang or crash is that file's alone; one process for each test would cost half a second a test.
+# Each test_*.py below the folder becomes one ctest test "py.<name>". It runs in a process of its own, so a file can't
+# disturb the next, and a hang or crash is that file's alone. A process for each test would cost half a second a test.
 # The results of its tests go to junit/ of the build folder, where tools/run-tests.py counts them.
 #
-# Output of C++ is not captured (--capture=sys): what a sanitizer or a dying process says last would be lost with the process.
+# Output of C++ is not captured (--capture=sys): else what a sanitizer or a dying process prints last would be lost.
 #
 # A file that imports a compiled package of the system's interpreter (numpy, zmq) is left out for other interpreters.
 function(vorna_pytest)
@@ -51,8 +51,8 @@ function(vorna_pytest)
   endforeach()
 endfunction()
 
-# Appends to the list `env` what python needs to load a module built with a sanitizer. libstdc++ is preloaded too: else the
-# runtime finds no __cxa_throw and dies at the first exception. Leaks are looked for by the C++ tests, not inside CPython.
+# Appends to the list `env` what python needs to load a module built with a sanitizer. libstdc++ is preloaded too: else
+# the runtime finds no __cxa_throw and dies at the first exception. The C++ tests look for leaks, those in Python don't.
 function(vorna_sanitizer_environment env)
   if(VORNA_SANITIZE)
     set(runtime asan)

@@ -14,7 +14,7 @@ endif()
 if(VORNA_SANITIZE)
   add_compile_options(-fsanitize=${VORNA_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   if(VORNA_SANITIZE MATCHES thread AND CMAKE_CXX_COMPILER_ID STREQUAL GNU)
-    add_compile_options(-Wno-tsan) # the queue's fences, which TSan does not model; its atomics carry the order all the same
+    add_compile_options(-Wno-tsan) # TSan doesn't model the queue's fences; its atomics suffice for the order
   endif()
   add_link_options(-fsanitize=${VORNA_SANITIZE})
   if(CMAKE_CXX_COMPILER_ID MATCHES Clang AND NOT VORNA_FUZZ)

@@ -54,8 +54,8 @@ function(vorna_bench)
   target_link_libraries(${B_NAME} PRIVATE ${B_DEPS} vorna_flags benchmark::benchmark benchmark::benchmark_main)
 endfunction()
 
-# vorna_fuzzer(NAME fuzz_message SOURCES ... DEPS ...): libFuzzer in the fuzz preset. In others a program that replays the
-# seeds of fuzz/corpus/<name>, as a test.
+# vorna_fuzzer(NAME fuzz_message SOURCES ... DEPS ...): libFuzzer in the fuzz preset. In others a program that replays
+# the seeds of fuzz/corpus/<name>, as a test.
 function(vorna_fuzzer)
   cmake_parse_arguments(F "" "NAME" "SOURCES;DEPS" ${ARGN})
   add_executable(${F_NAME} ${F_SOURCES})
