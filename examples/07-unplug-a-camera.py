@@ -27,7 +27,7 @@ wait_for(lambda: not camera.is_delivering(), "the reader's end")
 counter.get_count()
 print("unplugged; events since then:", counter.get_count())
 
-# A node that closes tells its clients. The word may get lost: then calls end in a timeout of 10 seconds.
+# A node that closes notifies its clients. The message may get lost: then calls end in a timeout of 10 seconds.
 node.close()
 print("the store is open:", vorna.devices.is_open())
 

@@ -13,7 +13,7 @@ Destination = family.configuration.CNNLayerDestination
 
 
 def shape(layer, inputs, outputs, kernel, stride=1, padding=0):
-    """Sets the dimensions of a layer from (features, columns, rows), and arrays of these dimensions: noise and zeros."""
+    """Sets a layer's dimensions from (features, columns, rows), and arrays of these dimensions: noise and zeros."""
     layer.dimensions = {"kernel_size": kernel, "stride": {"x": stride, "y": stride}, "padding": {"x": padding, "y": padding},
                         "input_shape": {"feature_count": inputs[0], "size": {"x": inputs[1], "y": inputs[2]}},
                         "output_shape": {"feature_count": outputs[0], "size": {"x": outputs[1], "y": outputs[2]}}}

@@ -1,8 +1,8 @@
 """Shows vorna at work: a camera, a graph that filters its events, and a second process that watches and drives both.
 
-This process holds a server node with a virtual camera in its store, a local node that reaches the store through proxies,
-and a graph. A second process (parts/watcher.py) joins as a client. At the end a picture shows what came through the graph
-beside what went in. No hardware is needed.
+This process holds a server node with a virtual camera in its store, a local node that reaches the store through
+proxies, and a graph. A second process (parts/watcher.py) joins as a client. At the end a picture shows what came
+through the graph beside what went in. No hardware is needed.
 """
 import argparse
 import collections
@@ -85,7 +85,7 @@ class SecondProcess:
                 marks[line].set()
             elif line != "finished bindings":
                 self.screen.line("    second process: " + line)
-        for mark in marks.values():  # it has ended, and nobody shall wait for more
+        for mark in marks.values():  # it has ended, so nothing more will come
             mark.set()
 
     def __enter__(self):
@@ -93,7 +93,7 @@ class SecondProcess:
 
     def __exit__(self, error, *details):
         try:
-            self.process.wait(timeout=0.5)  # it leaves by itself when it hears that the store has closed
+            self.process.wait(timeout=0.5)  # it ends by itself when it sees that the store has closed
         except subprocess.TimeoutExpired:
             self.process.stdin.close()
             try:
@@ -163,7 +163,7 @@ def show_progress(screen, pipeline, seconds):
     begin = last = now = time.monotonic()
     came = left = 0
     while now - begin < seconds:
-        # A running graph sends batches all the time, empty ones too: whoever collects seldom has much to go through.
+        # A running graph sends batches all the time, empty ones too, so collecting seldom takes long each time.
         time.sleep(0.02)
         new_in, new_out = pipeline.collect()
         came, left, now = came + new_in, left + new_out, time.monotonic()
@@ -205,7 +205,7 @@ def draw(path, pipeline, width, height):
 
 
 def polarity_size(path):
-    """Columns and rows that the events of a *.polarity file need: the format itself doesn't tell."""
+    """Columns and rows that the events of a *.polarity file need: the format itself doesn't say."""
     with open(path, "rb") as file:
         content = file.read()
     words = [word for word, _ in struct.iter_unpack("<II", content[:len(content) // 8 * 8])]
@@ -233,7 +233,7 @@ def run(vorna, arguments, screen):
     screen.line("A virtual DAVIS of %d x %d pixels is plugged in; it plays %s." %
                 (width, height, arguments.recording or "a synthetic scene"))
 
-    # The node leaves its block before the second process does, so that the latter hears the store close.
+    # The node leaves its block before the second process does, so that the latter sees the store close.
     with SecondProcess(screen, crossed, run=0.4 * arguments.seconds, pause=0.15 * arguments.seconds) as second, \
             vorna.graph.EventFilterGraph() as graph, \
             vorna.VornaNode(sender, receiver, SERVER_ID) as node:
@@ -296,7 +296,7 @@ def main():
         screen.end_progress()
         screen.line("Interrupted; all is closed.")
         return 128 + signal.SIGINT
-    except (RuntimeError, ValueError, OSError) as error:  # no such recording, no place for the picture, a build with real cameras only
+    except (RuntimeError, ValueError, OSError) as error:  # no such recording, no place for the picture
         screen.end_progress()
         print("demo: %s" % error, file=sys.stderr)
         return 1

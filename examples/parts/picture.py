@@ -19,7 +19,7 @@ ON, OFF, REGION, GREY = "#ffb040", "#409cff", "#78dc8c", "#8490a0"
 
 @dataclasses.dataclass
 class Panel:
-    """One image with a title above it, a line of text below, and a marked region (left, top, width, height), in pixels."""
+    """One image, a title above it, a line of text below, and a marked region (left, top, width, height), in pixels."""
     title: str
     image: numpy.ndarray
     text: str = ""
@@ -27,8 +27,8 @@ class Panel:
 
 
 def of_events(events, width, height):
-    """An RGB image, [height][width][3] from 0 to 1: orange where pixels became brighter, blue where darker, and dimmer the
-    older the events are. `events` are in the order of their time stamps."""
+    """An RGB image, [height][width][3] from 0 to 1: orange where pixels became brighter, blue where darker. The
+    older the events are, the dimmer. `events` are in the order of their time stamps."""
     light = numpy.zeros((height, width, 2), numpy.float32)
     if events:
         x, y, polarity, time = (numpy.array([getattr(event, name) for event in events], numpy.int64)

@@ -54,7 +54,7 @@ class Watcher:
 
 
 def drive(watcher, run_for, pause_for):
-    """Has a second camera opened, then lets the first one run, stops it and starts it again: all in the other process."""
+    """Opens a second camera, then lets the first one run, stops it and starts it again: all in the other process."""
     root = watcher.wait_for_object(ROOT_NODE)
     if not root:
         return
