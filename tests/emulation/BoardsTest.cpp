@@ -793,4 +793,18 @@ TEST(FaultyWire, ReportsTheEndOfADelayWhileATransferWaits)
     EXPECT_EQ(host.wire.bulkOut(0x01, Bytes(2)), pending) << "in full";
 }
 
+TEST(FaultyWire, ADelayThatIsOverIsNotReportedWhileTheDeviceHasNoData)
+{
+    Faulty host;
+    Bytes back(2);
+    host.wire.add({.kind = FaultKind::delay, .endpoint = 0x81, .amount = 1});
+    ASSERT_EQ(host.wire.bulkIn(0x81, back), pending);
+    for (const auto end = host.wire.pollAfter().value(); std::chrono::steady_clock::now() < end;) {
+    }
+    EXPECT_EQ(host.wire.bulkIn(0x81, back), pending);
+    EXPECT_EQ(host.wire.pollAfter(), std::nullopt) << "else the worker of the port would spin";
+    host.device->send(Bytes{1, 2});
+    EXPECT_EQ(host.wire.bulkIn(0x81, back), 2);
+}
+
 } // namespace

@@ -78,8 +78,9 @@ void FaultyWire::goAway()
 bool FaultyWire::mustWait(const WireFault& fault)
 {
     const util::Lock lock(mutex);
-    return !queues[fault.endpoint].delay.isOver(std::chrono::steady_clock::now(),
-                                                std::chrono::microseconds(fault.amount));
+    const auto found = queues.find(fault.endpoint);
+    return found != queues.end() // else cleared meanwhile
+           && !found->second.delay.isOver(std::chrono::steady_clock::now(), std::chrono::microseconds(fault.amount));
 }
 
 // A transfer is over: the next fault comes closer, or the present one has had one of its times.

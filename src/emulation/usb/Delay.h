@@ -19,20 +19,23 @@ public:
     {
         if (!due || (!awaited && now >= *due))
             due = now + length;
+        over = now >= *due;
         awaited = true;
-        return now >= *due;
+        return over;
     }
     /// The transfer was given up.
     void cancel() { awaited = false; }
     /// The transfer has gone on, or there is nothing to wait for any more.
     void reset() { due.reset(); }
 
-    /// When the transfer that waits may go on; nothing while none waits.
-    std::optional<Time> end() const { return awaited ? due : std::nullopt; }
+    /// When the transfer that waits may go on; nothing while none waits, or once it was let go on: it may then wait for
+    /// something else.
+    std::optional<Time> end() const { return awaited && !over ? due : std::nullopt; }
 
 private:
     std::optional<Time> due;
     bool awaited = false; ///< a transfer waits for `due`
+    bool over = false;    ///< at the last attempt
 };
 
 } // namespace emulation
