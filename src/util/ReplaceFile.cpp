@@ -174,12 +174,14 @@ bool isStillThere(pid_t process, const timespec& lastWrite)
     return seconds(now) - age <= seconds(lastWrite) + tolerance;
 }
 
-bool isAbandoned(const fs::path& path, pid_t writer)
+// Removes the file while it is locked, so that a writer who waits for the lock sees it.
+void removeIfAbandoned(const fs::path& path, pid_t writer)
 {
     const File file(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     struct stat found {};
-    return file.isOpen() && ::fstat(file.descriptor(), &found) == 0 && S_ISREG(found.st_mode) &&
-           ::flock(file.descriptor(), LOCK_SH | LOCK_NB) == 0 && !isStillThere(writer, found.st_mtim);
+    if (file.isOpen() && ::fstat(file.descriptor(), &found) == 0 && S_ISREG(found.st_mode) &&
+        ::flock(file.descriptor(), LOCK_EX | LOCK_NB) == 0 && !isStillThere(writer, found.st_mtim))
+        ::unlink(path.c_str());
 }
 
 // Removes what processes that died while they replaced `target` left in `folder`.
@@ -188,9 +190,8 @@ void removeAbandoned(const fs::path& folder, const std::string& target)
     const std::string prefix = target + ".";
     std::error_code error; // what can't be listed or removed stays
     for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
-        const std::optional<pid_t> writer = writerOf(entry->path().filename().native(), prefix);
-        if (writer && isAbandoned(entry->path(), *writer))
-            ::unlink(entry->path().c_str());
+        if (const std::optional<pid_t> writer = writerOf(entry->path().filename().native(), prefix))
+            removeIfAbandoned(entry->path(), *writer);
     }
 }
 
