@@ -55,6 +55,12 @@ void MessageChannel::enqueue(messages::Message message)
     }
     ++waiting;
     Channel::enqueue(std::move(message));
+    if (!isDetached.load())
+        return;
+    // It was detached meanwhile, and whoever did that may have emptied the queue already.
+    messages::Message dropped;
+    while (try_dequeue(dropped)) {
+    }
 }
 
 void MessageChannel::post(messages::Message message)
