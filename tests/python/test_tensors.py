@@ -259,6 +259,15 @@ def test_nested_lists_reach_into_the_array(local):
     assert local.weights == [[[[7]]]] and stale[0][0][0] == [7]
 
 
+def test_a_list_whose_member_a_subclass_hides_changes_nothing(probe):
+    kept = [1]
+    hiding = type("Hiding", (probe.probe.Weights,), {"biases": property(lambda self: kept, lambda self, value: None)})
+    listed = probe.probe.Weights.biases.fget(hiding())
+    with pytest.raises(TypeError, match="Weights.biases: the object's class gives something else under this name"):
+        listed.append(2)
+    assert kept == [1] and listed == [0]
+
+
 def test_a_numpy_array_refers_to_the_elements(probe):
     network = probe.probe.Network(layers=[probe.probe.Weights(weights=values("weights")), probe.probe.Weights()])
     layer = network.layers[0]

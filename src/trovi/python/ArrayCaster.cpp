@@ -39,25 +39,25 @@ struct Element<bool> {
 
 class Buffer {
 public:
-    explicit Buffer(py::handle source) : held_(PyObject_GetBuffer(source.ptr(), &view_, PyBUF_RECORDS_RO) == 0)
+    explicit Buffer(py::handle source) : held(PyObject_GetBuffer(source.ptr(), &view, PyBUF_RECORDS_RO) == 0)
     {
-        if (!held_)
+        if (!held)
             PyErr_Clear(); // what can't be shown with strides isn't taken
     }
     Buffer(const Buffer&) = delete;
     Buffer& operator=(const Buffer&) = delete;
     ~Buffer()
     {
-        if (held_)
-            PyBuffer_Release(&view_);
+        if (held)
+            PyBuffer_Release(&view);
     }
 
-    bool isHeld() const { return held_; }
-    std::size_t rank() const { return static_cast<std::size_t>(view_.ndim); }
-    std::uint64_t size(std::size_t level) const { return static_cast<std::uint64_t>(view_.shape[level]); }
-    Py_ssize_t stride(std::size_t level) const { return view_.strides[level]; }
-    const char* begin() const { return static_cast<const char*>(view_.buf); }
-    const char* format() const { return view_.format != nullptr ? view_.format : "B"; }
+    bool isHeld() const { return held; }
+    std::size_t rank() const { return static_cast<std::size_t>(view.ndim); }
+    std::uint64_t size(std::size_t level) const { return static_cast<std::uint64_t>(view.shape[level]); }
+    Py_ssize_t stride(std::size_t level) const { return view.strides[level]; }
+    const char* begin() const { return static_cast<const char*>(view.buf); }
+    const char* format() const { return view.format != nullptr ? view.format : "B"; }
 
     template <class T>
     bool holds() const
@@ -66,18 +66,17 @@ public:
         constexpr char native = std::endian::native == std::endian::little ? '<' : '>';
         if (text.starts_with('@') || text.starts_with('=') || text.starts_with(native))
             text.remove_prefix(1);
-        return text.size() == 1 && text[0] == Element<T>::format &&
-               view_.itemsize == static_cast<Py_ssize_t>(sizeof(T));
+        return text.size() == 1 && text[0] == Element<T>::format && view.itemsize == static_cast<Py_ssize_t>(sizeof(T));
     }
     template <class T>
     bool isBlock() const
     {
-        return PyBuffer_IsContiguous(&view_, 'C') != 0 && std::bit_cast<std::uintptr_t>(view_.buf) % alignof(T) == 0;
+        return PyBuffer_IsContiguous(&view, 'C') != 0 && std::bit_cast<std::uintptr_t>(view.buf) % alignof(T) == 0;
     }
 
 private:
-    Py_buffer view_{};
-    bool held_;
+    Py_buffer view{};
+    bool held;
 };
 
 template <class T, class Iterator = typename std::vector<T>::iterator>
@@ -316,7 +315,9 @@ bool loadArrayElement(std::vector<T>& data, std::size_t offset, py::handle sourc
     T element{};
     if (!loadElement(source.ptr(), element))
         return false;
-    data.at(offset) = element; // the element's own code may have changed the array
+    if (offset >= data.size()) // the element's own code changed it
+        throw std::out_of_range("the array has changed");
+    data[offset] = element;
     return true;
 }
 

@@ -75,7 +75,15 @@ py::handle innerList(py::handle outermost, const ListPlace& place)
     return list;
 }
 
-py::object readMember(const ListPlace& place) { return py::getattr(place.owner, place.source->attribute); }
+// A subclass in Python may give something else under the member's name. Then the list can't be changed; and what is kept
+// by somebody must not be taken apart.
+py::object readMember(const ListPlace& place)
+{
+    py::object list = py::getattr(place.owner, place.source->attribute);
+    if (!isMemberList(list) || Py_REFCNT(list.ptr()) != 1)
+        throw py::type_error(dotted(place.source->what) + ": the object's class gives something else under this name");
+    return list;
+}
 
 void end(PyObject* object)
 {
