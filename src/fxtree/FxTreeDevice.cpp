@@ -130,7 +130,7 @@ void FxTreeDevice::configFpgaFromFlash(int first, int second)
     announce(configureFpgaFromFlash, static_cast<std::uint32_t>(first),
              static_cast<std::uint32_t>(second) + configurationBias, texts::configureFromFlash);
     std::array<std::uint8_t, readConfigurationStatus.maxBytes> status{};
-    read(readConfigurationStatus, status); // the board wants to be asked; nobody knows what it says
+    read(readConfigurationStatus, status); // the board expects this read; the meaning of its answer is unknown
 }
 
 void FxTreeDevice::resetFpgaFromPc() { throwIfFailed(write(resetFpga, {}), texts::resetFpga); }

@@ -12,7 +12,7 @@
 namespace keplin {
 
 /// Locks: its own mutex, and inside it the pool's, in clear() alone.
-/// Threads: thread-safe, but for peekUnsafe().
+/// Threads: thread-safe, except peekUnsafe().
 class PacketQueue {
 public:
     PacketQueue() = default;

@@ -36,7 +36,7 @@ public:
         slots[(first + count++) & (capacity - 1)] = packet.release();
     }
 
-    /// These need a packet.
+    /// These need at least one packet.
     PacketPtr pop_front()
     {
         PacketPtr packet(slots[first]);

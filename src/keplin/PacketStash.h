@@ -20,7 +20,7 @@ public:
     PacketStash(const PacketStash&) = delete;
     PacketStash& operator=(const PacketStash&) = delete;
 
-    /// As PacketPool::getEmptyPacketBuffer(), but for `size`, which may be anything.
+    /// As PacketPool::getEmptyPacketBuffer(), except for `size`, which may be anything.
     PacketPtr get()
     {
         if (buffers.empty()) [[unlikely]]

@@ -145,7 +145,7 @@ int opkFlashDevice(usb::LibUSBDevice& device, const std::vector<std::uint8_t>& b
     constexpr std::chrono::milliseconds settling(500);
     const std::vector<std::uint8_t> announcement = generateFlashSetupBytes(bytes.size());
     wait(settling);
-    device.controlWrite(setUpConfiguration.setup(), announcement, setUpConfiguration.timeoutMs); // whatever comes back
+    device.controlWrite(setUpConfiguration.setup(), announcement, setUpConfiguration.timeoutMs); // result ignored
     wait(settling);
     return usbBlockWrite(device, configurationEndpoint, bytes, static_cast<int>(maxConfigurationChunk));
 }

@@ -120,7 +120,7 @@ std::optional<int> openEmulated(const char* path)
 
 extern "C" {
 
-// All of these are called by C, so an exception (there is none but for lack of memory) ends the process.
+// All of these are called by C, so an exception (only lack of memory causes one) ends the process.
 
 int vornaEmulationOpen(const char* path, int flags, ...) noexcept
 {
@@ -211,7 +211,7 @@ struct Handles {
 
 Handles& handles()
 {
-    static Handles* const instance = new Handles; // libusb's threads may ask to the last
+    static Handles* const instance = new Handles; // libusb's threads may call it until the process ends
     return *instance;
 }
 

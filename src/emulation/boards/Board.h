@@ -15,9 +15,9 @@
 
 namespace emulation {
 
-/// A read of the block stream is answered at once while there are packets for the host or credit has come back, else
-/// with credit alone a millisecond after the answer before. Never answering would stop a host that writes only after
-/// a read has ended; answering at once would spin a core on both sides.
+/// A read of the block stream is answered at once while there are packets for the host or returned credit. Else it gets
+/// credit alone, a millisecond after the last answer. Never answering would stop a host that writes only after a read
+/// has ended; answering at once would spin a core on both sides.
 ///
 /// Threads: thread-safe. Modules are called with the board's mutex held.
 class Board : public Device {
@@ -26,7 +26,7 @@ public:
     using Clock = std::function<Time()>;
     static constexpr std::chrono::milliseconds tick{1};
 
-    /// As when power comes: no packets under way, modules reset, the configuration there only if it was so at first.
+    /// As at power-up: no packets under way, modules reset, and configured only if it was so at first.
     /// Problems and counters stay.
     void powerUp();
 

@@ -35,7 +35,7 @@ public:
     /// @throws std::invalid_argument for an id above 63
     void setModule(int id, std::shared_ptr<Module> module);
 
-    /// Announces no more than this many words, though there is room; nothing: as much as there is room for.
+    /// Announces no more than this many words, even if there is room for more; nothing: no limit but the room.
     void setCreditLimit(std::optional<std::uint32_t> limit);
 
     /// What the host wrote in one transfer: whole blocks. A packet cut off by their end continues in the next.

@@ -13,7 +13,7 @@ class VirtualBoard;
 /// Keeps boards plugged in though nobody else keeps them. Threads: thread-safe.
 class BoardRegistry {
 public:
-    /// Lives until the process ends, since ports may be asked to the last.
+    /// Lives until the process ends, since ports may be used until then.
     static BoardRegistry& instance();
 
     /// Also drops boards that a fault has pulled out.

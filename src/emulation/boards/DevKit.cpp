@@ -162,7 +162,7 @@ int DevKit::announceBitstream(const Setup&, std::span<std::uint8_t> data)
 {
     noteUnfinished();
     const std::size_t size = firstWord(data);
-    configured = false; // programming begins, whatever comes of it
+    configured = false; // programming begins, even if it then fails
     logic.reset();
     if (size != secondWord(data))
         return stall("a bitstream announced with two sizes, " + std::to_string(size) + " and " +

@@ -30,7 +30,7 @@ constexpr auto trovi::registerMembers<emulation::DevKitOptions>()
                           "True: the kit comes up with its firmware running.\n"
                           "False: its FX3 waits in the boot state for an image, then comes back as a dev kit"),
                    member("configured", &DevKitOptions::configured,
-                          "True: the FPGA is configured when power comes; False: only by the host"));
+                          "True: the FPGA is configured at power-up; False: only by the host"));
 }
 
 template <>

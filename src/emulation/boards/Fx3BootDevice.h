@@ -21,7 +21,7 @@ class Fx3BootDevice final : public Device {
 public:
     explicit Fx3BootDevice(std::string serialNumber);
 
-    /// As when power comes: RAM is empty. Problems and counters stay.
+    /// As at power-up: RAM is empty. Problems and counters stay.
     void powerUp();
 
     /// Called, inside the transfer, when a jump has started the firmware. It may not unplug the device itself.

@@ -40,7 +40,7 @@ struct PipeLimits {
 constexpr PipeLimits writeLimits{0x80, 0x9F, 1024, 1024, OpalKellyBoard::writePipe};
 constexpr PipeLimits readLimits{0xA0, 0xBF, 16384, 16384, OpalKellyBoard::readPipe};
 
-// The block that announces a configuration, 4096 bytes, zero but for two words.
+// The block that announces a configuration, 4096 bytes, zero except for two words.
 constexpr std::size_t configurationBlockSize = 4096, magicOffset = 0, sizeOffset = 8;
 constexpr std::uint32_t magic = 0xBE097C3D;
 
@@ -155,7 +155,7 @@ int OpalKellyBoard::beginConfiguration(std::span<const std::uint8_t> data)
         return stall("a configuration of " + std::to_string(size) + " bytes");
     if (size == 0)
         noted.note("a configuration of no bytes");
-    configured = false; // the old one goes, whatever comes
+    configured = false; // the old one is lost, even if this one fails
     wireIns.fill(0);
     announcedRead = announcedWrite = 0;
     logic.reset();

@@ -18,7 +18,7 @@ public:
     static constexpr int number = 250;
     static constexpr int highestAddress = 127;
 
-    /// Lives until the process ends, since libusb's threads may ask to the last.
+    /// Lives until the process ends, since libusb's threads may use it until then.
     static Bus& instance();
 
     /// Gives the device the next free address. libusb doesn't see it before attachToLibusb(); see emulation::plug().

@@ -30,7 +30,7 @@ std::uint16_t floatToRegisterValue(float value, const DacLinearChannelSpec& spec
     if (value > spec.maximumValue)
         return static_cast<std::uint16_t>(highest);
     const float code = (value - spec.minimumValue) / (spec.maximumValue - spec.minimumValue) * highest;
-    return code > 0 ? static_cast<std::uint16_t>(std::min(code, highest)) : std::uint16_t{0}; // 0 for what is no number
+    return code > 0 ? static_cast<std::uint16_t>(std::min(code, highest)) : std::uint16_t{0}; // 0 for NaN
 }
 
 std::uint32_t generateDacChannelSetWord(std::uint32_t channel, std::uint16_t value)

@@ -26,7 +26,7 @@ VORNA_BIND_BOTH_(ReadoutConfig)
 // clang-format on
 
 VORNA_BIND_FREE_FUNCTION(VORNA_FAMILY_TEXT "::validateConfiguration", &VORNA_FAMILY::validateConfiguration,
-                         "Checks whether a chip can take the configuration: (verdict, text). The text lists all faults "
+                         "Checks whether a chip can take the configuration: (valid, text). The text lists all faults "
                          "and is empty when there is none.",
                          "configuration")
 VORNA_BIND_FREE_FUNCTION(

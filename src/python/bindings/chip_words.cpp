@@ -29,7 +29,7 @@ std::string encodeDoc()
     return "The word by which an event goes through the chip's input interface: those of decode_input_event, and\n\n" +
            tessel::word::wordLines<words::SpikeWord, words::WriteRegisterWord>() +
            "\n0 for ReadRegisterValue, WriteMemoryValue, ReadMemoryValue and ReadProbe. Members are not cut: one that "
-           "is wider than its place reaches into its neighbours.";
+           "is wider than its place overwrites its neighbours.";
 }
 
 } // namespace

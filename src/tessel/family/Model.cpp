@@ -92,7 +92,7 @@ void Model::writeFromSinkReadToSource() noexcept
     while (running) {
         sink.apply();
         if (serve(sink.takeEvents(), received))
-            source.write(std::move(received)); // nothing, and it forgets no dead destination, when there are none
+            source.write(std::move(received)); // for no events it sends nothing, and forgets no dead destination
         else
             running.wait(true);
     }

@@ -52,7 +52,7 @@ py::object nestedLists(std::span<const std::uint64_t> dimensions, const std::vec
 template <class T>
 bool loadArrayPart(std::vector<T>& data, std::size_t offset, std::vector<std::uint64_t> dimensions, py::handle source);
 
-/// @return false for what is no element; `data` is as it was then
+/// @return false for what can't be an element; `data` is as it was then
 /// @throws std::out_of_range when there is no element at the offset
 template <class T>
 bool loadArrayElement(std::vector<T>& data, std::size_t offset, py::handle source);

@@ -41,7 +41,7 @@ private:
 };
 
 /// The innermost module for the namespaces of `typeName`, made where missing, and the last piece of the name.
-/// @throws std::runtime_error when a namespace is taken by something that is no module
+/// @throws std::runtime_error when a namespace is taken by something that isn't a module
 std::pair<py::module_, std::string> bindingDetails(std::string_view typeName, py::module_ module);
 
 } // namespace trovi::python

@@ -1,7 +1,7 @@
 #pragma once
 // Python functions made from tables. pybind11's own cpp_function compiles much code for each bound function; here the
 // large part is compiled once, and a signature adds only the conversion of its arguments and result. Overload choice,
-// keyword names, arity checks and typed signatures in docstrings are pybind11's all the same.
+// keyword names, arity checks and typed signatures in docstrings are still pybind11's.
 
 #include <cstring>
 #include <string>

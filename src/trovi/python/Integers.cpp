@@ -5,7 +5,7 @@ namespace {
 
 namespace py = pybind11;
 
-// Null for what is no integer.
+// Null for what isn't an integer.
 py::object indexOf(py::handle source)
 {
     if (PyLong_Check(source.ptr()))

@@ -13,7 +13,7 @@
 
 namespace trovi::python {
 
-/// @return false, with no Python error set, for what is no integer or out of range; `value` is as it was then
+/// @return false, with no Python error set, for what isn't an integer or is out of range; `value` is as it was then
 bool loadSigned(pybind11::handle source, long long lowest, long long highest, long long& value);
 bool loadUnsigned(pybind11::handle source, unsigned long long highest, unsigned long long& value);
 

@@ -26,7 +26,7 @@ private:
 };
 
 // A list of which some elements are dicts: those name members of the element that is there, the others stay as they
-// are. All or nothing. False when it is no such list.
+// are. All or nothing. False when it isn't such a list.
 bool loadElements(void* list, const ValueOps& ops, py::handle source, const std::string& what)
 {
     if (ops.elements == nullptr || ops.elements->element->reflected == nullptr ||
@@ -61,7 +61,7 @@ bool loadElements(void* list, const ValueOps& ops, py::handle source, const std:
     return true;
 }
 
-// What is no value of the type itself: a dict for an object, or a list with dicts in it.
+// What isn't a value of the type itself: a dict for an object, or a list with dicts in it.
 void loadOtherForm(void* value, const ValueOps& ops, py::handle source, const std::string& what)
 {
     if (loadElements(value, ops, source, what))

@@ -25,7 +25,7 @@ struct MemberOps {
     py::object (*convertedGet)(const void* object); ///< null: no other form
     bool (*convertedSet)(void* object, py::handle source);
 
-    /// What the innermost of nested lists holds; null for a member that is no list, and for an array.
+    /// What the innermost of nested lists holds; null for a member that isn't a list, and for an array.
     const ValueOps* lastElement() const;
 };
 

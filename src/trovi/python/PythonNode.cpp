@@ -121,8 +121,8 @@ void PythonNode::openRemoteNode(std::uint64_t storeId, const std::string& name)
         throw std::runtime_error("Remote store id = " + std::to_string(storeId) + " already bound!");
 
     opening = true;
-    // Whatever becomes of the opening, an empty update then triggers those that were deferred, on a thread that may end
-    // the process for what they hold.
+    // Whether opening succeeds or fails, an empty update then triggers those that were deferred. They are handled in
+    // the channel's turn, where an exception ends the process.
     const util::ScopeGuard handleDeferred([this] {
         opening = false;
         if (!deferred.empty())

@@ -41,7 +41,7 @@ public:
     void openRemoteNode(std::uint64_t nodeId, const std::string& name);
 
     /// Removes the submodule; nothing is sent.
-    /// @throws std::runtime_error when `name` is no submodule of proxies
+    /// @throws std::runtime_error when `name` isn't a submodule of proxies
     void closeRemoteNode(const std::string& name);
 
 private:

@@ -46,7 +46,7 @@ inline constexpr std::uint32_t alternativeIndex<T, std::variant<Alternatives...>
 }();
 
 /// What the standard library leaves open, and the images below take for granted: the alternatives of the variant begin
-/// at its first byte, and there is no room for its index but in the last four.
+/// at its first byte, and its index can only be in the last four.
 template <class Variant>
 inline constexpr bool indexFollowsAlternatives = false;
 template <class... Alternatives>
