@@ -22,7 +22,7 @@ using testing::HasSubstr;
 
 const std::string dataFolder = std::string(VORNA_SOURCE_DIR) + "/tests/data/";
 
-/// A folder of the test's own that goes with it.
+/// A folder of the test's own, removed with it.
 class Recordings : public testing::Test {
 protected:
     Recordings()

@@ -75,7 +75,7 @@ TEST(BlockDecoder, FindsPacketsInBlocks)
     }
 }
 
-// A board may send anything: each word that is not zero is a header to somebody. The place where a read ends does not
+// A board may send anything: each word that is not zero may be read as a header. The place where a read ends does not
 // matter.
 TEST(BlockDecoder, MakesPacketsOfAnyWords)
 {

@@ -111,7 +111,7 @@ TEST(Json, DeepAndLongDocumentsAreRefusedBeforeTheParserSeesThem)
     EXPECT_EQ(readingError(ref, nested(jsonMaxDepth)), "no error");
     EXPECT_EQ(readingError(ref, nested(jsonMaxDepth + 1)), tooDeep);
     EXPECT_EQ(readingError(ref, std::string(200'000, '[')), tooDeep);
-    // brackets in a text are none, also behind an escaped quote
+    // brackets in a text don't count, also behind an escaped quote
     EXPECT_EQ(readingError(ref, document(R"("x": "\")" + std::string(1000, '[') + "\"}}")), "no error");
 
     const std::string tooLong = "JSON document has more than 67108864 bytes";
