@@ -23,7 +23,7 @@ from dataclasses import dataclass, field
 KEYWORDS = {"NAME", "FAMILY", "HEADERS", "SOURCES", "DEPS", "EXTERNAL"}
 TOP = "vorna"  # the extension module, src/python: it may include everything
 
-# library: where alone it may be included, and why
+# library: the only place that may include it, and why
 ONE_PLACE = [
     (r"pybind11/|Python\.h", r"(src/)?(python|trovi/python)/.*", "so that all else builds and tests without an interpreter"),
     (r"rapidjson/", r"(?!)", "only through cereal: without cereal's settings its assertions end the process"),
