@@ -1,5 +1,5 @@
-// The decoder of blocks: whatever a board sends ends in packets of 1 to 256 bytes, the place where reads are cut
-// between blocks is no matter, and no buffer is lost or made twice.
+// The decoder of blocks: whatever a board sends ends in packets of 1 to 256 bytes, it doesn't matter where reads are
+// cut between blocks, and no buffer is lost or made twice.
 
 #include <algorithm>
 #include <cstdlib>
