@@ -8,7 +8,7 @@ import random
 
 import vorna
 
-family = vorna.tessel  # vorna.ravik has the same names, but for RavikConfiguration
+family = vorna.tessel  # vorna.ravik has the same names, except RavikConfiguration
 Destination = family.configuration.CNNLayerDestination
 
 
