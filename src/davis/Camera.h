@@ -1,5 +1,5 @@
 #pragma once
-// What both kinds of camera share: a thread reads polarity events and sends them into the graph, one vector a read.
+// What both kinds of camera share: a thread reads polarity events and sends them into the graph, one vector per read.
 //
 //   davis::Davis240 camera;                        // the first one that is found; configured, not yet running
 //   camera.getSourceNode().addDestination(input);  // connect before starting, or events go nowhere
@@ -97,7 +97,7 @@ constexpr auto cameraFunctions()
             "Ends reading; waits until the last batch is sent, for a real camera up to about a second.\n"
             "Raises an error when the camera is not running."),
         trovi::function("getSourceNode", &Class::getSourceNode,
-                        "The node from which graphs get this camera's events, one batch a read."),
+                        "The node from which graphs get this camera's events, one batch per read."),
         trovi::function("isRunning", &Class::isRunning, "True from start() until stop() or a failure."));
 }
 

@@ -28,7 +28,7 @@ namespace fxtree {
 
 struct FirmwareRecord {
     std::uint32_t address = 0;             ///< in the FX3's RAM
-    std::span<const std::uint8_t> content; ///< 4 bytes a word
+    std::span<const std::uint8_t> content; ///< 4 bytes per word
 };
 
 struct FirmwareEnd {

@@ -1,7 +1,7 @@
 #pragma once
 // Which callback gets the packets of which module: one table for event words, one for raw packets.
 //
-//   dispatcher.setDispatchEntryEv32(2, keplin::enqueueInto(received)); // a queue, filled under one lock a read
+//   dispatcher.setDispatchEntryEv32(2, keplin::enqueueInto(received)); // a queue, filled under one lock per read
 //   dispatcher.setDispatchEntryRaw(2, [&](keplin::PacketPtr packet) { ... });
 
 #include <array>

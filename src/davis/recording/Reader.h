@@ -108,7 +108,7 @@ struct Recording {
     std::optional<Damage> damage; ///< set when `events` ends at a damaged place
 };
 
-/// Reads a whole recording into memory, 16 bytes an event.
+/// Reads a whole recording into memory, 16 bytes per event.
 /// @throws std::runtime_error as open() does; damage after the header is reported in Recording::damage
 Recording readAll(const std::filesystem::path& path);
 

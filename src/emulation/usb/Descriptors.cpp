@@ -13,7 +13,7 @@ using Bytes = std::vector<std::uint8_t>;
 // Kinds of descriptor and their sizes, from chapter 9 of the USB 2.0 standard.
 enum Kind : std::uint8_t { deviceKind = 1, configurationKind = 2, textKind = 3, interfaceKind = 4, endpointKind = 5 };
 constexpr std::uint8_t deviceSize = 18, configurationSize = 9, interfaceSize = 9, endpointSize = 7;
-constexpr std::size_t longestText = (255 - 2) / 2; // a length byte counts the head and two bytes a character
+constexpr std::size_t longestText = (255 - 2) / 2; // a length byte counts the head and two bytes per character
 constexpr std::size_t mostEndpoints = 30;          // 15 each way
 constexpr std::uint8_t getDescriptor = 6;
 constexpr std::uint8_t vendorClass = 0xFF, bulk = 2, busPowered = 0x80, hundredMilliampere = 50;

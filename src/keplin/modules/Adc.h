@@ -60,7 +60,7 @@ constexpr auto trovi::registerMembers<keplin::modules::adc::AdcSample>()
 {
     using keplin::modules::adc::AdcSample;
     return members(member("sample_number", &AdcSample::sampleNumber, "counted by the board"),
-                   member("channel_values", &AdcSample::channelValues, "raw converter codes, one a channel"));
+                   member("channel_values", &AdcSample::channelValues, "raw converter codes, one per channel"));
 }
 
 template <>

@@ -39,7 +39,7 @@ std::uint32_t generateDacChannelSetWord(std::uint32_t channel, std::uint16_t val
 class Dac {
 public:
     /// `transmitQueue` must outlive it. Nothing is sent. All 8 values are 0.
-    /// @param specs     one a channel; a channel without one is never sent
+    /// @param specs     one per channel; a channel without one is never sent
     /// @param moduleId  0 to 63; any other makes every function that sends throw std::out_of_range "Bad target ID"
     Dac(std::vector<DacLinearChannelSpec> specs, PacketQueue& transmitQueue, int moduleId);
 

@@ -17,7 +17,7 @@ public:
           width(static_cast<std::uint32_t>(xbr) - left), height(static_cast<std::uint32_t>(ybr) - top)
     {}
 
-    // One comparison a coordinate: what lies before the first column wraps to beyond the last.
+    // One comparison per coordinate: what lies before the first column wraps to beyond the last.
     constexpr bool contains(std::uint16_t x, std::uint16_t y) const
     {
         return (x - left <= width) & (y - top <= height);
