@@ -2,7 +2,7 @@
 //
 // BM_Pointer: the same batch again and again. A node adds the lock of a weak pointer, since the destination may be
 // gone: two changes of a count, as many as the queue itself needs. BM_Batch: a new batch each time, through the nodes
-// that users have. Argument: events a batch.
+// that users have. Argument: events per batch.
 
 #include <memory>
 #include <thread>

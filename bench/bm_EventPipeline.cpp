@@ -1,8 +1,8 @@
 // A graph that crops, decimates, rescales and counts, next to one loop written by hand for just that. Half of the
 // events lie in the region, at random, so that a branch on it would be mispredicted every other time.
 //
-// BM_Pipeline: one batch a pass. BM_SourceRunsAhead: 16 batches wait at each pass; its floor is the graph itself with
-// one batch a pass. Argument: events a batch. BM_Node: each filter alone, its floor a copy of what it keeps.
+// BM_Pipeline: one batch per pass. BM_SourceRunsAhead: 16 batches wait at each pass; its floor is the graph itself with
+// one batch per pass. Argument: events per batch. BM_Node: each filter alone, its floor a copy of what it keeps.
 
 #include <any>
 #include <cstdint>

@@ -2,8 +2,8 @@
 //
 // BM_BlocksToWords: from the blocks of a read, through the dispatcher and a client's queue, to decoded words in a
 // vector. The floor parses the same blocks in place. BM_OneByOne is the same with the operations for single packets,
-// which lock pool, dispatcher and queue for each. Argument: 64-bit words a packet. BM_Dispatch: packets alone, through
-// queue and dispatcher. BM_Pool: get and put of a buffer, on one and on two threads, beside a bare mutex.
+// which lock pool, dispatcher and queue for each. Argument: 64-bit words per packet. BM_Dispatch: packets alone,
+// through queue and dispatcher. BM_Pool: get and put of a buffer, on one and on two threads, beside a bare mutex.
 
 #include <algorithm>
 #include <cstdint>

@@ -2,7 +2,7 @@
 // nothing behind them. bench/python/rpc.py runs it.
 //
 //   rpc_floor serve PULL_ENDPOINT PUB_ENDPOINT
-//   rpc_floor call PUSH_ENDPOINT SUB_ENDPOINT COUNT     prints the round trips' microseconds, one a line
+//   rpc_floor call PUSH_ENDPOINT SUB_ENDPOINT COUNT     prints the round trips' microseconds, one per line
 
 #include <chrono>
 #include <cstdio>
