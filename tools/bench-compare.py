@@ -70,7 +70,7 @@ def median_of(rows, name, field):
 
 
 def print_table(base, now, attention):
-    """Prints a row a benchmark; returns how many carry a mark."""
+    """Prints a row per benchmark; returns how many carry a mark."""
     sys.path.insert(0, GBENCH)
     from gbench import report
     rows = report.get_difference_report({"benchmarks": base}, {"benchmarks": now}, utest=True)
