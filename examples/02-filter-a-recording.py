@@ -1,6 +1,6 @@
 """Plays a recording through a graph, as fast as the graph takes it. Without a file it writes a small one first.
 
-A *.polarity file holds 8 bytes an event: x in bits 17 to 31, y in bits 2 to 16, polarity in bit 1, and bit 0 set; then
+A *.polarity file holds 8 bytes per event: x in bits 17 to 31, y in bits 2 to 16, polarity in bit 1, and bit 0 set; then
 the time in microseconds.
 """
 import argparse
