@@ -6,23 +6,16 @@
 #include VORNA_FAMILY_HEADER_IN(configuration, Translation)
 #include VORNA_FAMILY_HEADER_IN(configuration, Validation)
 #include "trovi/python/Local.h"
-#include "trovi/python/Remote.h"
 
 // clang-format off
-#define VORNA_BIND_BOTH_(name)                            \
-    VORNA_BIND_LOCAL(VORNA_FAMILY::configuration::name)   \
-    VORNA_BIND_REMOTE(VORNA_FAMILY::configuration::name)
-
-VORNA_BIND_BOTH_(VORNA_FAMILY_NAME(Configuration))
-VORNA_BIND_BOTH_(CNNLayerConfig)
-VORNA_BIND_BOTH_(CNNLayerDestination)
-VORNA_BIND_BOTH_(CNNLayerDimensions)
-VORNA_BIND_BOTH_(IOShape)
-VORNA_BIND_BOTH_(DVSLayerConfig)
-VORNA_BIND_BOTH_(DVSLayerDestination)
-VORNA_BIND_BOTH_(ReadoutConfig)
-
-#undef VORNA_BIND_BOTH_
+VORNA_BIND_LOCAL(VORNA_FAMILY::configuration::VORNA_FAMILY_NAME(Configuration))
+VORNA_BIND_LOCAL(VORNA_FAMILY::configuration::CNNLayerConfig)
+VORNA_BIND_LOCAL(VORNA_FAMILY::configuration::CNNLayerDestination)
+VORNA_BIND_LOCAL(VORNA_FAMILY::configuration::CNNLayerDimensions)
+VORNA_BIND_LOCAL(VORNA_FAMILY::configuration::IOShape)
+VORNA_BIND_LOCAL(VORNA_FAMILY::configuration::DVSLayerConfig)
+VORNA_BIND_LOCAL(VORNA_FAMILY::configuration::DVSLayerDestination)
+VORNA_BIND_LOCAL(VORNA_FAMILY::configuration::ReadoutConfig)
 // clang-format on
 
 VORNA_BIND_FREE_FUNCTION(VORNA_FAMILY_TEXT "::validateConfiguration", &VORNA_FAMILY::validateConfiguration,

@@ -1,7 +1,6 @@
-// Python classes of the nodes that count and split a single kind of a chip's events. Compiled once for each family.
+// Python classes of the nodes that count a single kind of a chip's events. Compiled once for each family.
 
 #include "graph/nodes/EventCounterSink.h"
-#include "graph/nodes/SplittingNode.h"
 #include "python/EventKinds.h"
 #include "tessel/family/Family.h"
 #include VORNA_FAMILY_HEADER_IN(event, Events)
@@ -12,7 +11,6 @@ namespace {
 [[maybe_unused]] const bool bound =
     vorna_python::forEachKind<VORNA_FAMILY::event::OutputEvent>([]<class Kind>(std::type_identity<Kind>) {
         VORNA_BIND_LOCAL_ALIASED("graph::nodes", graph::nodes::EventCounterSink<Kind>)
-        VORNA_BIND_LOCAL_ALIASED("graph::nodes", graph::nodes::SplittingNode<Kind>)
     });
 
 } // namespace
