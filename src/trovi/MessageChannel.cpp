@@ -57,7 +57,7 @@ void MessageChannel::enqueue(messages::Message message)
     Channel::enqueue(std::move(message));
     if (!isDetached.load())
         return;
-    // It was detached meanwhile, and whoever did that may have emptied the queue already.
+    // It was detached meanwhile, and the thread that did so may have emptied the queue already.
     messages::Message dropped;
     while (try_dequeue(dropped)) {
     }

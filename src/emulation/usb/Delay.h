@@ -28,8 +28,8 @@ public:
     /// The transfer has gone on, or there is nothing to wait for any more.
     void reset() { due.reset(); }
 
-    /// When the transfer that waits may go on; nothing while none waits, or once it was let go on: it may then wait for
-    /// something else.
+    /// When the waiting transfer may go on. Nothing while none waits, or after it was allowed to go on: it may then
+    /// wait for something else.
     std::optional<Time> end() const { return awaited && !over ? due : std::nullopt; }
 
 private:

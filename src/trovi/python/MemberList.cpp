@@ -75,8 +75,8 @@ py::handle innerList(py::handle outermost, const ListPlace& place)
     return list;
 }
 
-// A subclass in Python may give something else under the member's name. Then the list can't be changed; and what is kept
-// by somebody must not be taken apart.
+// A subclass in Python may give something else under the member's name. Then the list can't be changed, and a list that
+// others hold must not be taken apart.
 py::object readMember(const ListPlace& place)
 {
     py::object list = py::getattr(place.owner, place.source->attribute);
