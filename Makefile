@@ -114,7 +114,7 @@ golden: build ## accepts what tests print today: rewrites tests/golden; read `gi
 	/usr/bin/python3 fuzz/make-corpus.py
 	git diff --stat tests/golden fuzz/corpus
 
-locks: dev-deps configure ## clang's thread-safety analysis over src/: what src/util/Mutex.h marks is held where it must be
+locks: dev-deps configure ## clang's thread-safety analysis over src/, by the marks of src/util/Mutex.h
 	tools/check-locks.py '$(BUILD)' --jobs $(JOBS)
 
 tidy: locks ## clang-tidy over src/ and bench/, and the check of locks
@@ -123,7 +123,7 @@ tidy: locks ## clang-tidy over src/ and bench/, and the check of locks
 headers: configure ## compiles every public header alone
 	cmake --build '$(BUILD)' --parallel $(JOBS) --target all_verify_interface_header_sets
 
-layers: deps ## refuses an #include that goes against the arrows of ARCHITECTURE.md
+layers: deps ## refuses an #include that the DEPS of its module don't allow
 	/usr/bin/python3 tools/check-layers.py
 
 .PHONY: clean

@@ -252,7 +252,7 @@ def run(vorna, arguments, screen):
         source = davis.get_source_node()
         for channel in pipeline.inputs:
             source.add_destination(channel)
-        screen.line("Through proxies its source node is tied to a counter, and to crop -> decimate -> buffer. Off we go:")
+        screen.line("By proxy its source node is connected to a counter, and to crop -> decimate -> buffer. It starts:")
         graph.start()
         davis.start()
         show_progress(screen, pipeline, arguments.seconds)
