@@ -83,7 +83,7 @@ template <>
 constexpr auto trovi::registerMemberFunctions<graph::EventFilterGraph>()
 {
     using Graph = graph::EventFilterGraph;
-    // Blocking, all of them: each may wait for the pass under way.
+    // All of them block: each may wait for the pass under way.
     return functions(
         blockingFunction(
             "addFilterNode", &Graph::addFilterNodeOrThrow,

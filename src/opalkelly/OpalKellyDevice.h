@@ -33,7 +33,7 @@ public:
 
     /// Configures the FPGA from a bit file; takes a second and more. A file that can't be read or is none leaves the
     /// FPGA without a configuration, since it then gets an empty one; that is written to the log, as an error.
-    /// @return non-zero on success; also when a transfer failed otherwise than by moving nothing
+    /// @return 0 when a transfer moved nothing; else non-zero, also when one failed in another way
     int configure(const std::string& bitFile);
 
     /// Stores a value for updateWireIns(). @param address  0 to 31; others change nothing

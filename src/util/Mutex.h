@@ -52,7 +52,7 @@
 #define VORNA_TRY_ACQUIRE_SHARED(...) VORNA_THREAD_ANNOTATION(try_acquire_shared_capability(__VA_ARGS__))
 #define VORNA_ASSERT_HELD(...) VORNA_THREAD_ANNOTATION(assert_capability(__VA_ARGS__))
 #define VORNA_RETURN_CAPABILITY(mutex) VORNA_THREAD_ANNOTATION(lock_returned(mutex))
-// ---- the way out, with the reason beside it: what the analysis can't follow (lock and unlock in different calls)
+// ---- the exception, with the reason beside it: what the analysis can't follow (lock and unlock in different calls)
 #define VORNA_NO_THREAD_SAFETY_ANALYSIS VORNA_THREAD_ANNOTATION(no_thread_safety_analysis)
 
 namespace util {

@@ -33,7 +33,7 @@ public:
     /// Puts a module behind an id, 0 to 63; null takes it away.
     void setModule(int id, std::shared_ptr<Module> module);
 
-    /// Announces at most so many words of credit from now on; 0 starves the host; -1 ends the limit.
+    /// Announces at most this many words of credit from now on; 0 starves the host; -1 ends the limit.
     /// @throws std::invalid_argument for other numbers
     void setCreditLimit(std::int64_t words);
 

@@ -44,7 +44,7 @@ struct Packet {
 
     std::span<const std::uint8_t> payload() const { return std::span(bytes).first(size); }
 
-    /// @return false when the packet has no room for them; it is as before then
+    /// @return false when the packet has no room for them; it is then unchanged
     bool push(std::uint64_t value, std::size_t count);
 
     /// `count` payload bytes (8 at most) from `offset` on, lowest first; what lies beyond the payload reads as 0.

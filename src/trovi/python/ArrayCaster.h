@@ -34,8 +34,8 @@ inline constexpr bool isTensor<util::tensor::Array<T, N>> = true;
 // ArrayCaster.cpp has these for signed char, short and bool.
 
 /// Replaces an array's shape and data by those of `source`. As many dimensions as the array has are expected.
-/// @return false when `source` or an element of it is of the wrong kind or out of range; the array is as it was then
-/// @throws std::invalid_argument "Input vector dimensions are not consistent."; the array is as it was then
+/// @return false when `source` or an element of it is of the wrong kind or out of range; the array is then unchanged
+/// @throws std::invalid_argument "Input vector dimensions are not consistent."; the array is then unchanged
 template <class T>
 bool loadArray(py::handle source, std::span<std::uint64_t> dimensions, std::vector<T>& data);
 
@@ -46,13 +46,13 @@ py::object nestedLists(std::span<const std::uint64_t> dimensions, const std::vec
                        const ListPlace* place = nullptr);
 
 /// Replaces a part of the elements, from `offset` on, by a source of exactly these dimensions.
-/// @return false for any other source; `data` is as it was then
-/// @throws std::invalid_argument "Input vector dimensions are not consistent."; `data` is as it was then
+/// @return false for any other source; `data` is then unchanged
+/// @throws std::invalid_argument "Input vector dimensions are not consistent."; `data` is then unchanged
 /// @throws std::out_of_range when there is no such part any more
 template <class T>
 bool loadArrayPart(std::vector<T>& data, std::size_t offset, std::vector<std::uint64_t> dimensions, py::handle source);
 
-/// @return false for what can't be an element; `data` is as it was then
+/// @return false for what can't be an element; `data` is then unchanged
 /// @throws std::out_of_range when there is no element at the offset
 template <class T>
 bool loadArrayElement(std::vector<T>& data, std::size_t offset, py::handle source);

@@ -1,7 +1,7 @@
 #pragma once
-// Integers from Python, wherever one is wanted: members, arguments, results of calls, lists. Taken is an int and what
-// has __index__ (numpy's integers). What has __int__ alone (numpy.float32(2.7), Decimal, Fraction) would silently lose
-// its fraction, so it is refused as a float is.
+// Integers from Python, wherever one is wanted: members, arguments, results of calls, lists. An int is accepted, and
+// what has __index__ (numpy's integers). What has __int__ alone (numpy.float32(2.7), Decimal, Fraction) would silently
+// lose its fraction, so it is refused as a float is.
 //
 // These replace pybind11's casters, so include this before any header that converts integers, <pybind11/numpy.h> for
 // one. The compiler refuses the wrong order.
@@ -13,7 +13,7 @@
 
 namespace trovi::python {
 
-/// @return false, with no Python error set, for what isn't an integer or is out of range; `value` is as it was then
+/// @return false, with no Python error set, for what isn't an integer or is out of range; `value` is then unchanged
 bool loadSigned(pybind11::handle source, long long lowest, long long highest, long long& value);
 bool loadUnsigned(pybind11::handle source, unsigned long long highest, unsigned long long& value);
 

@@ -49,11 +49,11 @@ struct ClassOps {
 
 /// Sets a member from any Python object: by conversion to its type, else from a dict that names some of its
 /// sub-members.
-/// @throws py::type_error naming class, property, what was expected and what was given; the object is as it was then
+/// @throws py::type_error naming class, property, what was expected and what was given; the object is then unchanged
 void setMember(void* object, const ClassOps& owner, const MemberOps& member, py::handle value);
 
 /// Loads a value from any Python object: by conversion, else from a dict or from a list with dicts in it.
-/// @throws py::type_error naming `what`; the value is as it was then
+/// @throws py::type_error naming `what`; the value is then unchanged
 void loadValue(void* value, const ValueOps& ops, py::handle source, const std::string& what);
 
 /// True for what a dict can be made of.
