@@ -1,5 +1,5 @@
-// Proxies of a chip's configuration and of all its parts. They are in one file since the proxy of a class contains those
-// of its members. Compiled once for each family.
+// Proxies of a chip's configuration and of all its parts. They are in one file since the proxy of a class contains
+// those of its members. Compiled once for each family.
 
 #include "tessel/family/Family.h"
 #include VORNA_FAMILY_HEADER_IN(configuration, Configuration)
