@@ -34,7 +34,7 @@ const std::vector<Row> rows = {
      {{3, 7, true, 5}, {4, 7, false, 5}}},
     {"time's high part stands 12 bits up", {0x8001, 0x6002, 0x0000, 0x2000}, {{0, 0, false, 0x1002}}},
     {"a new high part clears the low one", {0x8001, 0x6FFF, 0x0000, 0x8002, 0x2000}, {{0, 0, false, 0x2000}}},
-    {"the same high part told again does not", {0x8001, 0x6FFF, 0x0000, 0x8001, 0x2000}, {{0, 0, false, 0x1FFF}}},
+    {"the same high part repeated does not", {0x8001, 0x6FFF, 0x0000, 0x8001, 0x2000}, {{0, 0, false, 0x1FFF}}},
     {"time goes on growing beyond 24 bits",
      {0x8FFF, 0x6FFF, 0x0000, 0x2000, 0x8000, 0x6001, 0x2001},
      {{0, 0, false, 0xFFFFFF}, {1, 0, false, 0x1000001}}},

@@ -58,15 +58,15 @@ def test_every_public_name_is_told_of(vorna, stubs):
     def walk(module):
         there = {name: value for name, value in vars(module).items()
                  if not name.startswith("_") and getattr(value, "__doc__", None) != "Automatically generated submodule."}
-        told = names_of(stubs[module.__name__].body)
-        assert public(told) == set(there), module.__name__
+        stubbed = names_of(stubs[module.__name__].body)
+        assert public(stubbed) == set(there), module.__name__
         compared.append(module.__name__)
         for name, value in there.items():
             if isinstance(value, types.ModuleType):
                 walk(value)
             elif isinstance(value, type) and value.__module__ == module.__name__:
-                assert isinstance(told[name], ast.ClassDef), name
-                assert public(names_of(told[name].body)) == public(vars(value)), name
+                assert isinstance(stubbed[name], ast.ClassDef), name
+                assert public(names_of(stubbed[name].body)) == public(vars(value)), name
 
     walk(vorna)
     assert set(compared) == set(stubs)
