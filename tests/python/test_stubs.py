@@ -51,7 +51,7 @@ def public(names):
     return {name for name in names if not name.startswith("_")}
 
 
-def test_every_public_name_is_told_of(vorna, stubs):
+def test_every_public_name_has_a_stub(vorna, stubs):
     """Walks what import gives; names that only a stub has are faults too."""
     compared = []
 
