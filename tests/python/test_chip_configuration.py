@@ -164,7 +164,7 @@ def test_register_writes_by_name(family):
 
 
 def test_validation_gives_verdict_and_text(family, other):
-    assert "(verdict, text)" in family.validate.__doc__
+    assert "(valid, text)" in family.validate.__doc__
     verdict = family.validate(family.Configuration())
     assert verdict == (True, "") and type(verdict) is tuple
     config = family.Configuration()
