@@ -8,15 +8,10 @@
 #include <type_traits>
 #include <vector>
 
-// clang-format off: integers come first, see there
-#include <pybind11/numpy.h>
-
-#include "trovi/python/Integers.h"
-// clang-format on
-
 #include "graph/nodes/BufferSinkNode.h"
 #include "trovi/python/GilRelease.h"
 #include "trovi/python/Local.h"
+#include "trovi/python/NumpyArray.h"
 
 namespace vorna_python {
 
@@ -32,7 +27,7 @@ std::string numpyFormat()
 
 /// One field for each described member, where it lies in memory.
 template <class Event>
-pybind11::dtype eventDtype()
+pybind11::dict eventDtype()
 {
     namespace py = pybind11;
     py::list names, formats, offsets;
@@ -43,12 +38,13 @@ pybind11::dtype eventDtype()
         formats.append(numpyFormat<std::remove_cvref_t<decltype(value)>>());
         offsets.append(reinterpret_cast<const char*>(&value) - reinterpret_cast<const char*>(&event));
     });
-    return py::dtype(names, formats, offsets, sizeof(Event));
+    using py::literals::operator""_a;
+    return py::dict("names"_a = names, "formats"_a = formats, "offsets"_a = offsets, "itemsize"_a = sizeof(Event));
 }
 
 /// The array refers to the events where the sink gathered them, and owns them.
 template <class Event>
-pybind11::array eventArray(graph::nodes::BufferSinkNode<Event>& sink)
+trovi::python::NumpyArray eventArray(graph::nodes::BufferSinkNode<Event>& sink)
 {
     namespace py = pybind11;
     auto events = std::make_unique<std::vector<Event>>();
@@ -56,10 +52,9 @@ pybind11::array eventArray(graph::nodes::BufferSinkNode<Event>& sink)
         const trovi::python::GilRelease release;
         *events = sink.getBuf();
     }
-    const py::dtype type = eventDtype<Event>();
     std::vector<Event>* const kept = events.get();
     const py::capsule owner(events.release(), [](void* p) { delete static_cast<std::vector<Event>*>(p); });
-    return py::array(type, {kept->size()}, {sizeof(Event)}, kept->data(), owner);
+    return {kept->data(), kept->size() * sizeof(Event), eventDtype<Event>(), py::make_tuple(kept->size()), owner, true};
 }
 
 /// Binds the sink, get_buf_array with it, and its alias in graph.nodes.

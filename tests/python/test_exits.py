@@ -109,7 +109,15 @@ SCRIPTS = {
         say_end()""", 0),
     "daemon threads in get_buf": ("""
         graph = vorna.graph.EventFilterGraph(); graph.start()
-        daemons(vorna.BufferSinkNode_davis_event_dvs_event().get_buf)
+        sink = vorna.BufferSinkNode_davis_event_dvs_event()
+        daemons(sink.get_buf); daemons(sink.get_buf_array)
+        say_end()""", 0),
+    "daemon threads in Python code that members call": ("""
+        class Index:
+            def __index__(self): return sum(range(50)) % 3
+        layer = vorna.tessel.configuration.CNNLayerConfig(biases=range(30))
+        daemons(lambda: setattr(layer, 'dimensions', {'stride': {'x': Index()}}))
+        daemons(lambda: layer.biases.sort(key=lambda bias: sum(range(20))))
         say_end()""", 0),
     "daemon threads in close()": ("""
         daemons(lambda: vorna.VornaNode('tcp://127.0.0.1:*', 'tcp://127.0.0.1:*', 9).close())

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <type_traits>
 
-#include <pybind11/numpy.h>
+#include "trovi/python/NumpyArray.h"
 
 namespace trovi::python {
 namespace {
@@ -332,14 +332,15 @@ py::object numpyArray(std::span<const std::uint64_t> dimensions, std::vector<T>&
                       TakeContent take)
 {
     util::tensor::detail::checkShape(dimensions, data.size());
-    const std::vector<Py_ssize_t> shape(dimensions.begin(), dimensions.end());
+    py::tuple shape(dimensions.size());
+    for (std::size_t i = 0; i < dimensions.size(); ++i)
+        shape[i] = dimensions[i];
+    const py::str type(Element<T>::array);
     if constexpr (std::is_same_v<T, bool>) {
-        py::array_t<bool> copy(shape);
-        std::copy(data.begin(), data.end(), copy.mutable_data());
-        copy.attr("flags").attr("writeable") = false;
-        return copy;
+        const py::bytes copy(std::string(data.begin(), data.end()));
+        return NumpyArray(PyBytes_AS_STRING(copy.ptr()), data.size(), type, shape, copy, false);
     } else {
-        return py::array_t<T>(shape, data.data(), elementOwner(array, owner, take));
+        return NumpyArray(data.data(), data.size() * sizeof(T), type, shape, elementOwner(array, owner, take), true);
     }
 }
 

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "trovi/Names.h"
+#include "trovi/python/GilRelease.h"
 
 namespace trovi::python {
 namespace {
@@ -74,7 +75,7 @@ void addMethod(py::handle cls, FunctionDescription description)
 
 bool loadPath(py::handle source, std::string& path)
 {
-    auto text = py::reinterpret_steal<py::object>(PyOS_FSPath(source.ptr()));
+    auto text = py::reinterpret_steal<py::object>(withoutUnwinding([source] { return PyOS_FSPath(source.ptr()); }));
     py::detail::make_caster<std::string> caster;
     if (!text) {
         PyErr_Clear();

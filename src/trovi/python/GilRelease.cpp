@@ -1,6 +1,5 @@
 #include "trovi/python/GilRelease.h"
 
-#include <cxxabi.h>
 #include <unistd.h>
 
 namespace trovi::python {
@@ -9,13 +8,14 @@ GilRelease::~GilRelease()
 {
     if (state == nullptr)
         return;
-    try {
-        PyEval_RestoreThread(state);
-    } catch (const abi::__forced_unwind&) {
-        // pthread_exit() inside the interpreter. The unwinding stops while its handler runs, so this one never ends.
-        for (;;)
-            ::pause();
-    }
+    withoutUnwinding([this] { PyEval_RestoreThread(state); });
+}
+
+// The interpreter calls pthread_exit(), and the unwinding stops while its handler runs, so the handler never ends.
+void sleepUntilExit()
+{
+    for (;;)
+        ::pause();
 }
 
 } // namespace trovi::python

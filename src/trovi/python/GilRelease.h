@@ -1,6 +1,8 @@
 #pragma once
 // Releases the interpreter lock for a scope, safely even when the interpreter ends meanwhile.
 
+#include <cxxabi.h>
+
 #include <pybind11/pybind11.h>
 
 namespace trovi::python {
@@ -23,5 +25,21 @@ public:
 private:
     PyThreadState* state;
 };
+
+/// Sleeps until the process exits: the end of a thread that the exiting interpreter asks to end.
+[[noreturn]] void sleepUntilExit();
+
+/// Runs `body`, one call of a C function of Python's that runs Python code, such as an import. Python code releases the
+/// interpreter lock from time to time, and may not get it back either. The body must own nothing. What a script may run
+/// for long, such as the key of a sort, must be called through this.
+template <class Body>
+auto withoutUnwinding(Body body)
+{
+    try {
+        return body();
+    } catch (const abi::__forced_unwind&) {
+        sleepUntilExit();
+    }
+}
 
 } // namespace trovi::python

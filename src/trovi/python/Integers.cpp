@@ -1,5 +1,7 @@
 #include "trovi/python/Integers.h"
 
+#include "trovi/python/GilRelease.h"
+
 namespace trovi::python {
 namespace {
 
@@ -10,7 +12,8 @@ py::object indexOf(py::handle source)
 {
     if (PyLong_Check(source.ptr()))
         return py::reinterpret_borrow<py::object>(source);
-    auto index = py::reinterpret_steal<py::object>(source ? PyNumber_Index(source.ptr()) : nullptr);
+    auto index = py::reinterpret_steal<py::object>(
+        source ? withoutUnwinding([source] { return PyNumber_Index(source.ptr()); }) : nullptr);
     if (!index)
         PyErr_Clear();
     return index;

@@ -5,6 +5,7 @@
 #include <unordered_set>
 #include <utility>
 
+#include "trovi/python/GilRelease.h"
 #include "trovi/python/Members.h"
 #include "util/ScopeGuard.h"
 
@@ -125,6 +126,15 @@ void requireChangeable(const MemberList& self)
                                  " no more, since a list around it changed: read the member again");
 }
 
+py::object callPython(const py::object& function, const py::tuple& arguments, const py::dict& keywords)
+{
+    auto result = py::reinterpret_steal<py::object>(
+        withoutUnwinding([&] { return PyObject_Call(function.ptr(), arguments.ptr(), keywords.ptr()); }));
+    if (!result)
+        throw py::error_already_set();
+    return result;
+}
+
 // Does to the member what `method` does to a plain list.
 py::object change(MemberList& self, const char* method, const py::tuple& arguments, const py::dict& keywords,
                   Py_ssize_t changedIndex = everyIndex)
@@ -134,7 +144,7 @@ py::object change(MemberList& self, const char* method, const py::tuple& argumen
     const py::list outermost = plainCopy(readMember(place), place.source->shape.levels);
     const auto list = py::reinterpret_borrow<py::list>(innerList(outermost, place));
     const std::size_t size = list.size();
-    py::object result = list.attr(method)(*arguments, **keywords);
+    py::object result = callPython(list.attr(method), arguments, keywords);
     const std::size_t fixed = place.source->shape.fixed[place.depth];
     if (fixed != 0 && list.size() != size)
         throw py::type_error(nameOf(place) + ": it always has " + std::to_string(fixed) +
@@ -399,7 +409,8 @@ PyObject* deepCopyList(PyObject* self, PyObject* memo)
 {
     return guarded<PyObject*>(nullptr, [&] {
         const auto plain = py::reinterpret_steal<py::object>(plainSlice(self));
-        return py::module_::import("copy").attr("deepcopy")(plain, py::handle(memo)).release().ptr();
+        const py::object deepcopy = py::module_::import("copy").attr("deepcopy");
+        return callPython(deepcopy, py::make_tuple(plain, py::handle(memo)), py::dict()).release().ptr();
     });
 }
 

@@ -4,6 +4,8 @@
 #include <memory>
 #include <vector>
 
+#include "trovi/python/GilRelease.h"
+
 namespace trovi::python {
 namespace {
 
@@ -89,7 +91,8 @@ bool isDictLike(py::handle value)
     if (PyUnicode_Check(value.ptr()) || PyBytes_Check(value.ptr()) || PyIter_Check(value.ptr()))
         return false;
     auto* const dictType = reinterpret_cast<PyObject*>(&PyDict_Type);
-    const auto dict = py::reinterpret_steal<py::object>(PyObject_CallFunctionObjArgs(dictType, value.ptr(), nullptr));
+    const auto dict = py::reinterpret_steal<py::object>(
+        withoutUnwinding([&] { return PyObject_CallFunctionObjArgs(dictType, value.ptr(), nullptr); }));
     if (!dict && !PyErr_ExceptionMatches(PyExc_TypeError) && !PyErr_ExceptionMatches(PyExc_ValueError))
         throw py::error_already_set();
     PyErr_Clear();
@@ -124,7 +127,7 @@ void memberValueFromDictionary(void* object, const ClassOps& owner, const py::di
             [field, &member, saved = member.value->clone(field)] { member.value->assign(field, saved.get()); });
         try {
             setMember(object, owner, member, dict[member.name]);
-        } catch (...) {
+        } catch (const std::exception&) {
             py::print("Failed reading dictionary member '", member.name, "'",
                       "Value could not be casted to the expected type", "(", std::string(member.value->typeName), ")",
                       " nor to a sub-dictionary.");

@@ -1,6 +1,7 @@
 #include "trovi/python/Values.h"
 
 #include "trovi/Names.h"
+#include "trovi/python/GilRelease.h"
 
 namespace trovi::python {
 
@@ -9,7 +10,11 @@ std::string shortRepr(py::handle value)
     constexpr std::size_t longest = 120;
     std::string text;
     try {
-        text = py::repr(value).cast<std::string>();
+        const auto repr =
+            py::reinterpret_steal<py::object>(withoutUnwinding([value] { return PyObject_Repr(value.ptr()); }));
+        if (!repr)
+            throw py::error_already_set();
+        text = repr.cast<std::string>();
     } catch (const py::error_already_set&) {
         text = "an object without a printable form"; // its __repr__ raises
     }
